@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/platform.h"
+
+/// Commands of the controller to the capture thread: index of the event, and wait result minus one.
+enum CaptureCommand : std::uint32_t {
+  kCommandExit = 0,
+  kCommandStart = 1,
+  kCommandStop = 2,
+  kCommandFileOpen = 3,
+  kCommandFileClose = 4,
+  kCommandCount = 5,
+};
+
+/// Values of ThreadDAT::state.
+enum CaptureState : std::uint32_t {
+  kStateNone = 0,           ///< no thread, or the thread has ended
+  kStateCapturing = 1,      ///< capturing into the open file
+  kStateFileOpen = 2,       ///< a file is open, not capturing
+  kStateReady = 3,          ///< device and ring exist, no file
+  kStateDevice = 11,        ///< start-up: creating the capture device
+  kStateRing = 12,          ///< start-up: creating the ring
+  kStateNotification = 14,  ///< start-up: setting the notification points
+};
+
+/// The record that the controller and the capture thread share; it lies inside the controller. The mutex guards
+/// it; what Create sets before the thread starts is read without.
+struct ThreadDAT {
+  const GUID* deviceGuid;       ///< the caller's pointer; null for the default device
+  std::int32_t threadCount;     ///< 0 no thread yet, 10 while a thread runs, 9 after it has ended
+  std::uint32_t state;          ///< CaptureState
+  std::uint32_t recordedBytes;  ///< bytes that drains wrote to files, since Create or SetSamples
+  std::uint32_t segmentCount;   ///< segments of the ring
+  std::uint32_t commandCount;   ///< command events
+  HANDLE ownerEvent;            ///< manual reset: set by the thread when it is up, and at its end
+  HANDLE commandEvents[kCommandCount];  ///< manual reset, by command; the thread's own
+  HANDLE replyEvents[kCommandCount];    ///< manual reset, by command; the thread's own
+  HANDLE mutex;                         ///< guards the record
+  std::int32_t result;                  ///< result of the latest action of the thread
+  char* fileName;                       ///< the controller's copy
+  char* pathName;                       ///< the controller's copy, empty when none was given
+  WAVEFORMATEX format;                  ///< the capture format, as given to Create
+  std::int32_t maxLevel;                ///< level of the latest drain
+};

@@ -1,0 +1,24 @@
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# Programs of the build lie together, the library beside them.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+# Everything that is compiled, tests and examples included, goes through this one function.
+function(cmm_compile_flags target)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+    $<$<BOOL:${CMM_WERROR}>:-Werror>
+    # The arithmetic is the written one on every processor: no fused operations, no x87 registers.
+    -ffp-contract=off)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i.86|x86)$" OR CMAKE_CXX_COMPILER MATCHES "i686")
+    target_compile_options(${target} PRIVATE -msse2 -mfpmath=sse)
+  endif()
+  if(CMM_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${CMM_SANITIZE} -fno-omit-frame-pointer
+                           -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${CMM_SANITIZE})
+  endif()
+endfunction()

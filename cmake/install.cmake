@@ -1,0 +1,35 @@
+# cmake --install: headers, library, CMake package and pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS cmmaudio EXPORT cmmaudio-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+set(CMM_INSTALLED_HEADERS
+  wavfile/CMMWav.h
+  capture/ThreadDAT.h capture/CMMCapture.h capture/CaptureThread.h capture/CMMWAVCapture.h
+  platform/platform.h platform/export.h)
+if(NOT WIN32)
+  list(APPEND CMM_INSTALLED_HEADERS
+    platform/posix/types.h platform/posix/multimedia.h platform/posix/mmio.h platform/posix/acm.h
+    platform/posix/sync.h platform/posix/dsound.h platform/posix/text.h platform/posix/layer.h)
+endif()
+foreach(header IN LISTS CMM_INSTALLED_HEADERS)
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES ${PROJECT_SOURCE_DIR}/${header}
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/cmmaudio/${folder})
+endforeach()
+
+install(EXPORT cmmaudio-targets NAMESPACE cmmaudio:: FILE cmmaudio-targets.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/cmmaudio-config.cmake.in
+  ${PROJECT_BINARY_DIR}/cmmaudio-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmmaudio-config-version.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/cmmaudio-config.cmake ${PROJECT_BINARY_DIR}/cmmaudio-config-version.cmake
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio)
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/cmmaudio.pc.in ${PROJECT_BINARY_DIR}/cmmaudio.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/cmmaudio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

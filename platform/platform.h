@@ -1,0 +1,24 @@
+#pragma once
+// The one include for the platform's names. The subsystems are written against the published names alone;
+// this file decides where they come from, and nothing else does.
+
+#if defined(_WIN32)
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+// windows.h comes first: the others rely on it.
+#include <mmsystem.h>
+#include <mmreg.h>
+#include <msacm.h>
+#include <dsound.h>
+#include <process.h>
+#else
+#include "platform/posix/acm.h"
+#include "platform/posix/dsound.h"
+#include "platform/posix/mmio.h"
+#include "platform/posix/multimedia.h"
+#include "platform/posix/sync.h"
+#include "platform/posix/text.h"
+#include "platform/posix/types.h"
+#endif

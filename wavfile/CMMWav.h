@@ -1,0 +1,125 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/export.h"
+#include "platform/platform.h"
+
+/// A RIFF/WAVE file, open for reading or for writing.
+///
+/// Sizes and positions come in bytes, in frames (one sample of every channel; the names say "sample") or in
+/// seconds. A block is nBlockAlign bytes; for PCM that is a frame. Read and Write move whole blocks.
+///
+/// Results: operations give 1 for success and 0 for failure; queries give 0, 0.0 or null when no file is open.
+/// A call in a state that does not allow it gives 0 and touches nothing. No exception leaves the class.
+///
+/// Threads: an object serves one thread at a time, and so do an object and its copies together.
+///
+/// Copies share everything: file, position and blocks. Closing one closes the file for all; destroying one
+/// leaves it to the others, and the last finishes it.
+class CMM_API CMMWav {
+ public:
+  CMMWav();
+  CMMWav(const CMMWav& other);
+  /// Gives up what this object holds, as its destructor would, and shares what @p other holds.
+  CMMWav& operator=(const CMMWav& other);
+  /// Closes an open file as Close(0) does.
+  virtual ~CMMWav();
+
+  /// Opens an existing file for reading, standing on its first sample byte.
+  /// @param file      name, not empty; copied
+  /// @param directory joined in front of the name with a backslash; null or empty for none; copied
+  /// @return 1; 0 when a file is open already (which stays open), or the file is missing, unreadable or no WAV
+  ///         file
+  std::int32_t Open(const char* file, const char* directory = nullptr);
+
+  /// Creates a PCM file for writing; one that exists is cut to zero length first.
+  /// @param format nChannels, nSamplesPerSec, wBitsPerSample and cbSize are taken; the tag is always PCM, block
+  ///               and byte rate are computed
+  /// @return 1; 0 when a file is open already (which stays open) or the file cannot be created
+  std::int32_t Open(WAVEFORMATEX format, const char* file, const char* directory = nullptr);
+
+  /// Closes the file and releases what belongs to it; the object is closed afterwards whatever the result.
+  /// @param frames written to the "fact" chunk of a file open for writing; 0: the frames that were written
+  /// @return 1; 0 when no file was open or it could not be finished. A file on a full disk is finished with what
+  ///         the disk took; the result is 0 when that is less than Write has taken.
+  std::int32_t Close(std::uint32_t frames = 0);
+
+  /// Back to the first sample byte of a file open for reading. @return 1; 0 otherwise
+  std::int32_t Reset();
+
+  /// Reads whole blocks.
+  /// @param bytes     a multiple of the block size
+  /// @param buffer    receives the bytes
+  /// @param delivered receives the count: what was asked for, less at the end of the data (0 behind it), 0 on
+  ///                  failure
+  /// @return 1, at the end of the data too; 0 when @p bytes is no whole number of blocks, or the file ends ahead
+  ///         of its declared size (the position is then undefined until Reset or SampleFind)
+  std::int32_t Read(std::uint32_t bytes, void* buffer, std::uint32_t* delivered);
+
+  /// Appends whole blocks to a file open for writing. Allocates nothing.
+  /// @param bytes a multiple of the block size; otherwise 0 is returned and @p taken is not touched
+  /// @param taken receives the count of bytes taken
+  /// @return 1; 0 when the disk is full, or the file's sizes can hold no more (whole blocks that fit are taken)
+  std::int32_t Write(std::uint32_t bytes, const void* data, std::uint32_t* taken);
+
+  /// Goes to a frame of a file open for reading; the frame behind the last is allowed.
+  /// @return 1; 0 for a frame beyond that, or when writing
+  std::int32_t SampleFind(std::uint32_t sample);
+
+  /// Goes to the frame at a time in seconds, rounded down. @return as SampleFind
+  std::int32_t TimeFind(double seconds);
+
+  std::uint32_t GetSampleSize();        ///< frames in the file; exact below 2^29 bytes of data
+  std::uint32_t GetNowSampleSize();     ///< frames read or written so far
+  std::uint32_t GetSampleSizeInBits();  ///< bits of one sample
+  std::uint32_t GetSampleRate();        ///< in hertz
+  std::uint32_t GetChannels();
+  std::uint16_t GetFormat();     ///< format tag; 1 is PCM
+  char* GetFileName();           ///< the name given to Open; the object's own, valid until Close
+  char* GetPathName();           ///< the directory given to Open, empty for none; the object's own
+  std::uint32_t GetFSize();      ///< bytes of the file as its RIFF header declares them; 8 while writing
+  double GetPlayTime();          ///< seconds in the file
+  double GetNowTime();           ///< seconds read or written so far
+  /// Whether the file ends where the data still to be read ends. Moves the position to the end of the file: Reset
+  /// or SampleFind brings it back. @return 1 or 0; 0 when writing
+  std::int32_t ChkFileSize();
+  /// Copies the 18 bytes of the format. @return 1; 0 when no file is open
+  std::int32_t GetFileInfo(WAVEFORMATEX* out);
+
+  std::uint32_t GetSampleToByte(std::uint32_t samples);  ///< bytes of that many frames, 0 beyond the file's end
+  std::uint32_t GetTimeToByte(double seconds);           ///< bytes of that time, rounded down to whole blocks
+
+  /// Ends a running conversion. @return 1; 0 when none is running
+  std::uint32_t EndConvert();
+
+ private:
+  // The container layer: the RIFF structure of the file.
+  std::int32_t ReadMMIO(HMMIO file, MMCKINFO* riff, WAVEFORMATEX** format);
+  std::int32_t WriteMMIO(HMMIO file, MMCKINFO* scratch, MMCKINFO* riff, WAVEFORMATEX* format);
+  std::int32_t OpenFileR(char* path, HMMIO* file, WAVEFORMATEX** format, MMCKINFO* riff);
+  std::int32_t OpenFileW(char* path, HMMIO* file, WAVEFORMATEX* format, MMCKINFO* scratch, MMCKINFO* riff);
+  std::int32_t ResetR();
+  std::int32_t ResetW();
+  std::int32_t CloseR();
+  std::int32_t CloseW(std::uint32_t frames);
+  std::int32_t FullPath(char* out, const char* file, const char* directory);
+
+  char* fileName;
+  char* pathName;
+  std::uint8_t* convertBuf;
+  WAVEFORMATEX* srcFormat;  // not null: a file is open
+  WAVEFORMATEX* dstFormat;
+  HMMIO hmmio;
+  MMIOINFO mmioInfo;   // write mode: the live cursor in the file's buffer
+  MMCKINFO dataChunk;  // read mode: cksize counts down the bytes still to be read
+  MMCKINFO riffChunk;
+  std::uint32_t openMode;   // 0 closed, 1 read, 2 write
+  std::uint32_t dataBytes;  // read mode: size of the data; write mode: bytes written so far
+  std::uint32_t convertSize;
+  HACMDRIVERID driverId;
+  HACMSTREAM acmStream;
+  ACMSTREAMHEADER* streamHeader;
+  std::uint32_t convertKind;  // 0 none, 1 single stage, 2 two stages, 3 refused
+  std::uint8_t firstBlock;    // 1 until the first block has gone through the filter
+};
