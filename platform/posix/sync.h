@@ -47,6 +47,9 @@ CMM_API DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 CMM_API DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
                                         DWORD wakeMask);
 
+/// Sleeps for @p milliseconds; 0 gives the processor to whoever else is ready.
+CMM_API void Sleep(DWORD milliseconds);
+
 /// Starts a thread. All signals are blocked in it: they are for the host's own threads.
 /// @param security, flags null and 0
 /// @param id receives the thread's number; may be null
