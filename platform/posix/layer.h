@@ -14,7 +14,8 @@ using DebugSink = void (*)(void* context, const char* text);
 /// is not called any more. A sink may call SetDebugSink itself. Any thread.
 CMM_API void SetDebugSink(DebugSink sink, void* context);
 
-/// Sets the code page in which names and texts are taken: 932, 65001 or another single-byte one. Any thread.
+/// Sets the code page in which names and texts are taken: 932, 65001 or another single-byte one; 0 goes back to
+/// the environment's. Any thread.
 CMM_API void SetCodePage(unsigned codePage);
 
 /// @return what SetCodePage has set; until then 932 where the environment's locale (LC_ALL, LC_CTYPE, LANG)
