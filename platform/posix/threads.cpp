@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <new>
+#include <thread>
 
 #include "platform/posix/sync.h"
 #include "platform/posix/waits.h"
@@ -142,6 +144,14 @@ std::uintptr_t _beginthreadex(void* security, unsigned stackSize, unsigned(__std
 
 void _endthreadex(unsigned /*code: nothing asks for it*/) {
   pthread_exit(nullptr);
+}
+
+void Sleep(DWORD milliseconds) {
+  if (milliseconds == 0) {
+    std::this_thread::yield();
+  } else {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  }
 }
 
 HRESULT CoInitialize(LPVOID reserved) {
