@@ -4,23 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
-
-TempFolder::TempFolder() {
-  std::string name = (fs::temp_directory_path() / "cmmaudio-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = name;
-}
-
-TempFolder::~TempFolder() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
 
 std::string FileText(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
@@ -33,8 +21,8 @@ void WriteFileText(const fs::path& path, const std::string& bytes) {
 
 // Output goes to files: nothing blocks, however much or little is read.
 Program::Program(const std::vector<std::string>& command, const std::function<void()>& beforeStart) {
-  const std::string out = folder_ / "out";
-  const std::string err = folder_ / "err";
+  const std::string out = folder_.File("out");
+  const std::string err = folder_.File("err");
   std::vector<char*> arguments;
   for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
@@ -70,5 +58,5 @@ Outcome Program::Wait() {
   if (!ended_) waitpid(process_, &status_, 0);
   ended_ = true;
   const int code = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
-  return {code, FileText(folder_ / "out"), FileText(folder_ / "err")};
+  return {code, FileText(folder_.File("out")), FileText(folder_.File("err"))};
 }

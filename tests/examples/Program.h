@@ -8,19 +8,7 @@
 #include <utility>
 #include <vector>
 
-/// A folder of a test's own, removed with everything in it.
-class TempFolder {
- public:
-  TempFolder();
-  ~TempFolder();
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-  const std::filesystem::path& Path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
+#include "tests/support/TempFolder.h"
 
 std::string FileText(const std::filesystem::path& path);
 void WriteFileText(const std::filesystem::path& path, const std::string& bytes);

@@ -35,10 +35,10 @@ std::string Riff(const std::string& form, const std::string& chunks) {
 class Info : public testing::Test {
  protected:
   Outcome Of(const std::string& bytes) {
-    WriteFileText(folder_ / "x.wav", bytes);
+    WriteFileText(folder_.File("x.wav"), bytes);
     return OfFile("x.wav");
   }
-  Outcome OfFile(const std::string& name) { return Run({CMM_INFO, folder_ / name}); }
+  Outcome OfFile(const std::string& name) { return Run({CMM_INFO, folder_.File(name)}); }
 
   TempFolder folder_;
 };
@@ -49,7 +49,7 @@ TEST_F(Info, SaysWhatAFileHolds) {
       Of(Riff("WAVE", PcmFormat(2, 8000, 16) + Chunk("data", std::string(2088000, '\0'))));
   EXPECT_EQ(outcome.code, 0);
   EXPECT_EQ(outcome.err, "");
-  EXPECT_EQ(outcome.out, (folder_ / "x.wav").string() +
+  EXPECT_EQ(outcome.out, folder_.File("x.wav") +
                              "\n"
                              "  format    PCM (tag 1)\n"
                              "  channels  2\n"
@@ -73,8 +73,8 @@ TEST_F(Info, CountsFramesOfLargeFiles) {
   // 600 MB declared and present as a hole: the bits of the data no longer fit 32 bits
   const std::uint32_t bytes = 600'000'000;
   const std::string format = PcmFormat(2, 48000, 16);
-  WriteFileText(folder_ / "x.wav", "RIFF" + Le(bytes + 36, 4) + "WAVE" + format + "data" + Le(bytes, 4));
-  fs::resize_file(folder_ / "x.wav", bytes + 44);
+  WriteFileText(folder_.File("x.wav"), "RIFF" + Le(bytes + 36, 4) + "WAVE" + format + "data" + Le(bytes, 4));
+  fs::resize_file(folder_.File("x.wav"), bytes + 44);
   EXPECT_THAT(OfFile("x.wav").out, HasSubstr("frames    150000000\n"));
 }
 
@@ -98,21 +98,21 @@ TEST_F(Info, SaysWhyAFileCannotBeRead) {
     EXPECT_EQ(outcome.out, "") << c.bytes_are;
     EXPECT_THAT(outcome.err, HasSubstr(c.expected)) << c.bytes_are;
   }
-  fs::create_directory(folder_ / "folder");
+  fs::create_directory(folder_.File("folder"));
   EXPECT_THAT(OfFile("folder").err, HasSubstr("it is a folder"));
   EXPECT_THAT(OfFile("nothing").err, HasSubstr("there is no such file"));
 }
 
 TEST_F(Info, SaysThatPermissionIsMissing) {
   if (geteuid() == 0) GTEST_SKIP() << "root may read everything";
-  WriteFileText(folder_ / "x.wav", "RIFF");
-  fs::permissions(folder_ / "x.wav", fs::perms::none);
+  WriteFileText(folder_.File("x.wav"), "RIFF");
+  fs::permissions(folder_.File("x.wav"), fs::perms::none);
   EXPECT_THAT(OfFile("x.wav").err, HasSubstr("no permission"));
 }
 
 TEST_F(Info, GoesOnAfterABadFile) {
-  WriteFileText(folder_ / "good.wav", Riff("WAVE", PcmFormat(1, 8000, 8) + Chunk("data", "1234")));
-  const Outcome outcome = Run({CMM_INFO, folder_ / "missing.wav", folder_ / "good.wav"});
+  WriteFileText(folder_.File("good.wav"), Riff("WAVE", PcmFormat(1, 8000, 8) + Chunk("data", "1234")));
+  const Outcome outcome = Run({CMM_INFO, folder_.File("missing.wav"), folder_.File("good.wav")});
   EXPECT_EQ(outcome.code, 1);
   EXPECT_THAT(outcome.out, HasSubstr("good.wav"));
   EXPECT_EQ(Run({CMM_INFO}).code, 2);

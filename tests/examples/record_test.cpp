@@ -41,7 +41,7 @@ class Record : public testing::Test {
   Outcome RunRecord(std::vector<std::string> arguments) { return Run(Command(std::move(arguments))); }
 
   TempFolder folder_;
-  const fs::path file_ = folder_ / "take.wav";
+  const fs::path file_ = folder_.File("take.wav");
 };
 
 struct Format {
@@ -125,10 +125,10 @@ TEST_F(Record, SaysWhatIsWrongWithTheFile) {
               HasSubstr("exists already"));
   EXPECT_EQ(FileText(file_), "precious");
   EXPECT_THAT(RunRecord({folder_.Path(), "--device", "signal"}).err, HasSubstr("is a folder"));
-  EXPECT_THAT(RunRecord({folder_ / "no/take.wav", "--device", "signal"}).err,
+  EXPECT_THAT(RunRecord({folder_.File("no/take.wav"), "--device", "signal"}).err,
               HasSubstr("there is no folder"));
   const std::string longName(300, 'x');
-  EXPECT_THAT(RunRecord({folder_ / longName, "--device", "signal"}).err, HasSubstr("cannot be created"));
+  EXPECT_THAT(RunRecord({folder_.File(longName), "--device", "signal"}).err, HasSubstr("cannot be created"));
 
   const Outcome forced = RunRecord({file_, "--device", "signal", "--force", "--duration", "0.1"});
   EXPECT_EQ(forced.code, 0) << forced.err;
@@ -151,16 +151,16 @@ TEST_F(Record, FindsDevicesByTheirListedNames) {
     }
   }
   EXPECT_EQ(found, 1) << list.out;
-  const Outcome unknown = RunRecord({folder_ / "other.wav", "--device", "no such device"});
+  const Outcome unknown = RunRecord({folder_.File("other.wav"), "--device", "no such device"});
   EXPECT_EQ(unknown.code, 1);
   EXPECT_THAT(unknown.err, HasSubstr("no capture device is called 'no such device'"));
 }
 
 // ALSA's default device with no sound server behind it, whatever this machine has.
 TEST_F(Record, NamesTheFailureOfADevice) {
-  const std::string config = folder_ / "asound.conf";
+  const std::string config = folder_.File("asound.conf");
   WriteFileText(config,
-                "pcm.!default { type pulse server \"unix:" + (folder_ / "nobody").string() + "\" }\n");
+                "pcm.!default { type pulse server \"unix:" + folder_.File("nobody") + "\" }\n");
   const Outcome outcome =
       Run(Command({file_, "--duration", "1"}), [&] { setenv("ALSA_CONFIG_PATH", config.c_str(), 1); });
   EXPECT_EQ(outcome.code, 1);
