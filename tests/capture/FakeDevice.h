@@ -30,10 +30,24 @@ class FakeDevice {
   /// Byte @p k of the stream that every start begins anew.
   static std::uint8_t Byte(std::uint64_t k) { return static_cast<std::uint8_t>(k * 7 + k / 256); }
 
-  /// Puts @p bytes more into the ring, a byte stream without end, and signals the notifications passed.
+  /// While capturing: puts @p bytes more into the ring, a byte stream without end, and signals the
+  /// notifications passed.
   void Deliver(std::uint32_t bytes) {
     const std::lock_guard lock(mutex_);
-    DeliverLocked(bytes);
+    if (!capturing) return;
+    for (std::uint32_t i = 0; i < bytes; ++i, ++delivered_) {
+      const auto offset = static_cast<DWORD>(delivered_ % ringBytes);
+      ring_[offset] = Byte(delivered_);
+      for (const DSBPOSITIONNOTIFY& point : points) {
+        if (point.dwOffset == offset) ::SetEvent(point.hEventNotify);
+      }
+    }
+  }
+
+  /// Bytes delivered since the last start.
+  std::uint64_t Delivered() {
+    const std::lock_guard lock(mutex_);
+    return delivered_;
   }
 
   const GUID id{0xFA4E0001, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
@@ -104,8 +118,7 @@ class FakeDevice {
     HRESULT __stdcall Start(DWORD) override { return device.Start(); }
     HRESULT __stdcall Stop() override {
       std::this_thread::sleep_for(std::chrono::milliseconds(device.faults.stopDelayMs));
-      device.capturing = false;
-      return device.faults.stop;
+      return device.Stop();
     }
     HRESULT __stdcall Unlock(LPVOID, DWORD, LPVOID, DWORD) override { return DS_OK; }
   };
@@ -142,6 +155,12 @@ class FakeDevice {
     return faults.start;
   }
 
+  HRESULT Stop() {
+    const std::lock_guard lock(mutex_);
+    capturing = false;
+    return faults.stop;
+  }
+
   HRESULT Position(LPDWORD capture, LPDWORD read) {
     const std::lock_guard lock(mutex_);
     if (faults.position < 0) return faults.position;
@@ -152,16 +171,6 @@ class FakeDevice {
 
   void Withdraw() {
     for (const DSBPOSITIONNOTIFY& point : points) ::ResetEvent(point.hEventNotify);
-  }
-
-  void DeliverLocked(std::uint32_t bytes) {
-    for (std::uint32_t i = 0; i < bytes; ++i, ++delivered_) {
-      const auto offset = static_cast<DWORD>(delivered_ % ringBytes);
-      ring_[offset] = Byte(delivered_);
-      for (const DSBPOSITIONNOTIFY& point : points) {
-        if (point.dwOffset == offset) ::SetEvent(point.hEventNotify);
-      }
-    }
   }
 
   std::mutex mutex_;

@@ -188,6 +188,7 @@ TEST_F(Engine, EventsFollowTheCommandIndices) {
   EXPECT_EQ(engine.MsgWait(0), 1u + kCommandStop);
   ::SetEvent(dat.commandEvents[kCommandExit]);
   EXPECT_EQ(engine.MsgWait(0), 1u + kCommandExit);
+  engine.StartREC();
   device.Deliver(44100);
   EXPECT_EQ(engine.MsgWait(0), 0u);  // the notification goes first, once
   EXPECT_EQ(engine.ResetEvent(kCommandExit), 1);
