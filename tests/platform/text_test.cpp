@@ -47,28 +47,23 @@ TEST(DebugOutput, LetsASinkSpeakAndTakeItselfOut) {
 }
 
 TEST(DebugOutput, DoesNotReachASinkThatHasBeenReplaced) {
-  struct Receiver {
-    std::atomic<bool> installed{true};
-    std::atomic<int> late{0};
-  };
-  const auto sink = [](void* context, const char*) {
-    auto& receiver = *static_cast<Receiver*>(context);
-    for (int i = 0; i < 50; ++i) {
-      if (!receiver.installed) ++receiver.late;
-    }
-  };
   std::atomic<bool> stop{false};
   std::thread talker([&] {
     while (!stop) OutputDebugStringA("text");
   });
-  int late = 0;
+  std::atomic<int> late{0};
+  std::atomic<bool> installed{false};
+  auto receive = [&] {
+    for (int i = 0; i < 50; ++i) late += installed ? 0 : 1;
+  };
   for (int i = 0; i < 500; ++i) {
-    Receiver receiver;  // its end would be the end of a late call's ground
-    platform::SetDebugSink(sink, &receiver);
+    installed = true;
+    platform::SetDebugSink([](void* context, const char*) { (*static_cast<decltype(receive)*>(context))(); },
+                           &receive);
     std::this_thread::yield();
     platform::SetDebugSink(nullptr, nullptr);
-    receiver.installed = false;
-    late += receiver.late;
+    installed = false;
+    std::this_thread::yield();
   }
   stop = true;
   talker.join();
