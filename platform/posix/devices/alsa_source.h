@@ -1,7 +1,10 @@
 #pragma once
 // Capture from an ALSA device.
 
+// Some declarations of the ALSA headers stand outside their own language block.
+extern "C" {
 #include <alsa/asoundlib.h>
+}
 #include <poll.h>
 
 #include <memory>
