@@ -117,7 +117,7 @@ bool Show(const std::string& name) {
 int main(int argc, char** argv) {
   CLI::App app("Prints what is known of WAV files, or why they cannot be read.", "cmm-info");
   std::vector<std::string> files;
-  app.add_option("file", files, "the files")->required();
+  app.add_option("file", files, "The WAV files")->type_name("")->required();
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

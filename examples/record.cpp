@@ -93,11 +93,10 @@ void CheckTarget(const Options& options) {
 // The sizes in a WAV file have 32 bits.
 void CheckDuration(const Options& options) {
   const double limit = std::floor(4294967000.0 / FormatOf(options).nAvgBytesPerSec);
-  if (!(options.duration >= 0 && options.duration <= limit)) {
-    Fail("--duration: a WAV file in this format holds " + std::to_string(static_cast<long>(limit)) +
-             " seconds at most (4 GiB)",
-         kWrongUse);
-  }
+  if (options.duration >= 0 && options.duration <= limit) return;
+  Fail("--duration: a number from 0 to " + std::to_string(static_cast<long>(limit)) +
+           ", which is as many seconds as a WAV file in this format can hold (4 GiB)",
+       kWrongUse);
 }
 
 void WaitUntilReady(CMMWAVCapture& capture) {
@@ -197,23 +196,29 @@ void Record(const Options& options, const GUID* device) {
 }
 
 void AddOptions(CLI::App& app, Options& options) {
-  app.add_option("file", options.file, "the WAV file to write");
-  app.add_flag("--list", options.list, "list the capture devices and leave");
+  app.add_option("file", options.file, "The WAV file to write")->type_name("");
+  app.add_flag("--list", options.list, "List the capture devices and leave");
   app.add_option("--device", options.device,
-                 "the device: a name of --list or a part of one, a GUID, or 'signal' for the built-in\n"
-                 "voice-like signal. Without it: the system's default device");
-  app.add_option("--rate", options.rate, "frames a second")
-      ->check(CLI::Range(8000, 192000))
+                 "A name of --list or a part of one, a GUID, or 'signal' for the\n"
+                 "built-in voice-like signal; without it the system's default device")
+      ->type_name("DEVICE");
+  app.add_option("--rate", options.rate, "Frames a second, 8000 to 192000")
+      ->type_name("HZ")
+      ->check(CLI::Range(8000, 192000).description(""))
       ->capture_default_str();
-  app.add_option("--channels", options.channels)->check(CLI::Range(1, 8))->capture_default_str();
-  app.add_option("--bits", options.bits, "bits of a sample")
-      ->check(CLI::IsMember({8, 16}))
+  app.add_option("--channels", options.channels, "Channels, 1 to 8")
+      ->type_name("COUNT")
+      ->check(CLI::Range(1, 8).description(""))
+      ->capture_default_str();
+  app.add_option("--bits", options.bits, "Bits of a sample, 8 or 16")
+      ->type_name("BITS")
+      ->check(CLI::IsMember({8, 16}).description(""))
       ->capture_default_str();
   app.add_option("--duration", options.duration,
-                 "seconds to record; without it until Ctrl-C. Sound arrives in quarter seconds, so that\n"
-                 "the file may be up to a quarter second longer")
-      ->check(CLI::PositiveNumber);
-  app.add_flag("--force", options.force, "overwrite the file if it exists");
+                 "Time to record; 0, as without it: until Ctrl-C. Sound arrives in\n"
+                 "quarter seconds, so the file may be up to a quarter second longer")
+      ->type_name("SECONDS");
+  app.add_flag("--force", options.force, "Overwrite the file if it exists");
 }
 
 }  // namespace

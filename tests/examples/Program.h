@@ -40,6 +40,7 @@ class Program {
   bool ended_ = false;
 };
 
-inline Outcome Run(const std::vector<std::string>& command, const std::function<void()>& beforeStart = {}) {
+inline Outcome RunProgram(const std::vector<std::string>& command,
+                          const std::function<void()>& beforeStart = {}) {
   return Program(command, beforeStart).Wait();
 }

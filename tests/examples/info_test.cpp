@@ -38,7 +38,7 @@ class Info : public testing::Test {
     WriteFileText(folder_.File("x.wav"), bytes);
     return OfFile("x.wav");
   }
-  Outcome OfFile(const std::string& name) { return Run({CMM_INFO, folder_.File(name)}); }
+  Outcome OfFile(const std::string& name) { return RunProgram({CMM_INFO, folder_.File(name)}); }
 
   TempFolder folder_;
 };
@@ -112,10 +112,10 @@ TEST_F(Info, SaysThatPermissionIsMissing) {
 
 TEST_F(Info, GoesOnAfterABadFile) {
   WriteFileText(folder_.File("good.wav"), Riff("WAVE", PcmFormat(1, 8000, 8) + Chunk("data", "1234")));
-  const Outcome outcome = Run({CMM_INFO, folder_.File("missing.wav"), folder_.File("good.wav")});
+  const Outcome outcome = RunProgram({CMM_INFO, folder_.File("missing.wav"), folder_.File("good.wav")});
   EXPECT_EQ(outcome.code, 1);
   EXPECT_THAT(outcome.out, HasSubstr("good.wav"));
-  EXPECT_EQ(Run({CMM_INFO}).code, 2);
+  EXPECT_EQ(RunProgram({CMM_INFO}).code, 2);
 }
 
 }  // namespace
