@@ -45,7 +45,7 @@ class Feeder {
           std::mt19937 random(1);
           while (!done_) {
             const std::uint64_t waiting = device.Delivered() + base_ - capture.GetSamples();
-            if (waiting < device.ringBytes / 4) device.Deliver(random() % 700);
+            if (waiting < device.ringBytes / 4) device.Deliver(static_cast<std::uint32_t>(random() % 700));
           }
         }) {}
   ~Feeder() {
@@ -178,7 +178,7 @@ TEST(CaptureStress, AHostThatDiesWithoutExitLeavesAFinishedFile) {
   TempFolder folder;
   for (const char* way : {"leak", "static"}) {
     const auto bytes = Abandoned(folder, way);
-    ASSERT_GT(bytes.size(), kHeaderBytes + 4000) << way;
+    ASSERT_GE(bytes.size(), kHeaderBytes + 4000) << way;
     const std::size_t data = bytes[52] | bytes[53] << 8 | bytes[54] << 16;
     EXPECT_EQ(data, bytes.size() - kHeaderBytes) << way;
   }
