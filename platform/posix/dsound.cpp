@@ -10,6 +10,7 @@
 #include "platform/posix/devices/capture_device.h"
 #include "platform/posix/devices/signal_source.h"
 #include "platform/posix/devices/system_devices.h"
+#include "platform/posix/immortal.h"
 #include "platform/posix/layer.h"
 
 namespace platform {
@@ -31,13 +32,6 @@ struct Registered {
 /// The devices of RegisterCaptureDevice.
 class Registry {
  public:
-  /// Lies in memory that is never given back: a host's threads may outlive the static objects.
-  static Registry& Get() {
-    alignas(Registry) static std::byte memory[sizeof(Registry)];
-    static Registry* const registry = new (memory) Registry;
-    return *registry;
-  }
-
   bool Add(Registered device) {
     const std::lock_guard lock(lock_);
     if (Where(device.id) != devices_.end()) return false;
@@ -97,13 +91,13 @@ bool HasDefaultDevice() {
 
 bool RegisterCaptureDevice(const GUID& id, const char* name, CaptureFactory factory, void* context) try {
   if (name == nullptr || factory == nullptr || id == kSignalDevice) return false;
-  return Registry::Get().Add({id, name, factory, context});
+  return detail::Immortal<Registry>().Add({id, name, factory, context});
 } catch (const std::bad_alloc&) {
   return false;
 }
 
 bool UnregisterCaptureDevice(const GUID& id) {
-  return Registry::Get().Remove(id);
+  return detail::Immortal<Registry>().Remove(id);
 }
 
 }  // namespace platform
@@ -114,7 +108,7 @@ HRESULT DirectSoundCaptureCreate(LPCGUID device, LPDIRECTSOUNDCAPTURE* capture, 
   *capture = nullptr;
   if (outer != nullptr) return DSERR_NOAGGREGATION;
   if (device != nullptr) {
-    if (const auto found = Registry::Get().Find(*device)) return OpenRegistered(*found, capture);
+    if (const auto found = detail::Immortal<Registry>().Find(*device)) return OpenRegistered(*found, capture);
   }
   std::unique_ptr<CaptureSource> source;
   const HRESULT result = OpenSource(device, &source);
@@ -128,7 +122,8 @@ HRESULT DirectSoundCaptureEnumerateA(LPDSENUMCALLBACKA callback, LPVOID context)
   if (callback == nullptr) return DSERR_INVALIDPARAM;
   // The list is made first: the callback may itself open, register or enumerate devices.
   std::vector<detail::SystemDevice> devices = detail::ListSystemDevices();
-  for (Registered& each : Registry::Get().All()) devices.push_back({each.id, std::move(each.name)});
+  for (Registered& each : detail::Immortal<Registry>().All())
+    devices.push_back({each.id, std::move(each.name)});
   devices.push_back({kSignalDevice, "Built-in signal"});
   if (HasDefaultDevice() && !callback(nullptr, "Default capture device", "", context)) return DS_OK;
   for (detail::SystemDevice& each : devices)
