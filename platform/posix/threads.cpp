@@ -127,7 +127,7 @@ std::uintptr_t _beginthreadex(void* security, unsigned stackSize, unsigned(__std
   static constinit std::atomic<unsigned> lastId{0};
   if (security || flags != 0 || !start) return 0;
   auto block = std::make_unique<Start>(Start{start, argument, std::make_shared<Thread>()});
-  const HANDLE handle = OpenHandle(block->thread);
+  HANDLE handle = OpenHandle(block->thread);
   if (!handle) return 0;
   const unsigned number = ++lastId;
   if (id) *id = number;  // before the thread can look at it
