@@ -32,6 +32,8 @@ struct Registered {
 /// The devices of RegisterCaptureDevice.
 class Registry {
  public:
+  static Registry& Get() { return detail::Immortal<Registry>(); }
+
   bool Add(Registered device) {
     const std::lock_guard lock(lock_);
     if (Where(device.id) != devices_.end()) return false;
@@ -91,13 +93,13 @@ bool HasDefaultDevice() {
 
 bool RegisterCaptureDevice(const GUID& id, const char* name, CaptureFactory factory, void* context) try {
   if (name == nullptr || factory == nullptr || id == kSignalDevice) return false;
-  return detail::Immortal<Registry>().Add({id, name, factory, context});
+  return Registry::Get().Add({id, name, factory, context});
 } catch (const std::bad_alloc&) {
   return false;
 }
 
 bool UnregisterCaptureDevice(const GUID& id) {
-  return detail::Immortal<Registry>().Remove(id);
+  return Registry::Get().Remove(id);
 }
 
 }  // namespace platform
@@ -108,7 +110,7 @@ HRESULT DirectSoundCaptureCreate(LPCGUID device, LPDIRECTSOUNDCAPTURE* capture, 
   *capture = nullptr;
   if (outer != nullptr) return DSERR_NOAGGREGATION;
   if (device != nullptr) {
-    if (const auto found = detail::Immortal<Registry>().Find(*device)) return OpenRegistered(*found, capture);
+    if (const auto found = Registry::Get().Find(*device)) return OpenRegistered(*found, capture);
   }
   std::unique_ptr<CaptureSource> source;
   const HRESULT result = OpenSource(device, &source);
@@ -122,8 +124,7 @@ HRESULT DirectSoundCaptureEnumerateA(LPDSENUMCALLBACKA callback, LPVOID context)
   if (callback == nullptr) return DSERR_INVALIDPARAM;
   // The list is made first: the callback may itself open, register or enumerate devices.
   std::vector<detail::SystemDevice> devices = detail::ListSystemDevices();
-  for (Registered& each : detail::Immortal<Registry>().All())
-    devices.push_back({each.id, std::move(each.name)});
+  for (Registered& each : Registry::Get().All()) devices.push_back({each.id, std::move(each.name)});
   devices.push_back({kSignalDevice, "Built-in signal"});
   if (HasDefaultDevice() && !callback(nullptr, "Default capture device", "", context)) return DS_OK;
   for (detail::SystemDevice& each : devices)

@@ -1,6 +1,10 @@
 #pragma once
 // Capture from an ALSA device.
 
+#include <cstdarg>
+extern "C" {
+#include <alsa/error.h>  // declares one C function outside of its own extern "C"
+}
 #include <alsa/asoundlib.h>
 #include <poll.h>
 
