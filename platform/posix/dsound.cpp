@@ -10,6 +10,7 @@
 #include "platform/posix/devices/capture_device.h"
 #include "platform/posix/devices/signal_source.h"
 #include "platform/posix/devices/system_devices.h"
+#include "platform/posix/immortal.h"
 #include "platform/posix/layer.h"
 
 namespace platform {
@@ -31,12 +32,7 @@ struct Registered {
 /// The devices of RegisterCaptureDevice.
 class Registry {
  public:
-  /// Lies in memory that is never given back: a host's threads may outlive the static objects.
-  static Registry& Get() {
-    alignas(Registry) static std::byte memory[sizeof(Registry)];
-    static Registry* const registry = new (memory) Registry;
-    return *registry;
-  }
+  static Registry& Get() { return detail::Immortal<Registry>(); }
 
   bool Add(Registered device) {
     const std::lock_guard lock(lock_);

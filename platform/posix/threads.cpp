@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <new>
 #include <thread>
 
+#include "platform/posix/signals.h"
 #include "platform/posix/sync.h"
 #include "platform/posix/waits.h"
 
@@ -42,22 +42,6 @@ ThreadEnd& CurrentThreadEnd() {
   thread_local ThreadEnd end;
   return end;
 }
-
-/// While it lives, threads start with all signals blocked: the new one inherits the mask.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_;
-};
 
 /// Attributes of a thread that nobody joins.
 class DetachedAttributes {

@@ -4,6 +4,7 @@
 #include <malloc.h>
 #include <stdlib.h>
 
+#include <cstring>
 #include <random>
 
 #include "capture/CMMWAVCapture.h"
@@ -179,7 +180,8 @@ TEST(CaptureStress, AHostThatDiesWithoutExitLeavesAFinishedFile) {
   for (const char* way : {"leak", "static"}) {
     const auto bytes = Abandoned(folder, way);
     ASSERT_GE(bytes.size(), kHeaderBytes + 4000) << way;
-    const std::size_t data = bytes[52] | bytes[53] << 8 | bytes[54] << 16;
+    std::uint32_t data = 0;
+    std::memcpy(&data, &bytes[52], sizeof data);
     EXPECT_EQ(data, bytes.size() - kHeaderBytes) << way;
   }
 }

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <ostream>
 #include <regex>
 #include <string>
 #include <thread>
@@ -47,6 +48,10 @@ class Record : public testing::Test {
 struct Format {
   long rate, channels, bits;
 };
+// Without it the framework would show the bytes of the record in every test's name.
+void PrintTo(const Format& f, std::ostream* out) {
+  *out << f.rate << " Hz";
+}
 
 class RecordFormat : public Record, public testing::WithParamInterface<Format> {};
 
@@ -71,7 +76,12 @@ TEST_P(RecordFormat, WritesAFileThatOthersRead) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, RecordFormat,
                          testing::Values(Format{44100, 2, 16}, Format{8000, 1, 8}, Format{48000, 1, 16},
-                                         Format{22000, 2, 8}));
+                                         Format{22000, 2, 8}),
+                         [](const auto& parameter) {
+                           const Format& f = parameter.param;
+                           return std::to_string(f.rate) + "x" + std::to_string(f.channels) + "x" +
+                                  std::to_string(f.bits);
+                         });
 
 class RecordSignal : public Record, public testing::WithParamInterface<int> {};
 

@@ -1,10 +1,11 @@
 #pragma once
 // Capture from an ALSA device.
 
-// Some declarations of the ALSA headers stand outside their own language block.
+#include <cstdarg>
 extern "C" {
-#include <alsa/asoundlib.h>
+#include <alsa/error.h>  // declares one C function outside of its own extern "C"
 }
+#include <alsa/asoundlib.h>
 #include <poll.h>
 
 #include <memory>

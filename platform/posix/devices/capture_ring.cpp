@@ -1,7 +1,5 @@
 #include "platform/posix/devices/capture_ring.h"
 
-#include <csignal>
-
 #include <algorithm>
 #include <cstring>
 #include <functional>
@@ -9,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/posix/signals.h"
 #include "platform/posix/sync.h"
 
 namespace platform::detail {
@@ -17,22 +16,6 @@ namespace {
 // How long the worker leaves itself to the source. A Wake ends the wait; this only bounds what a source may
 // do.
 constexpr std::chrono::milliseconds kPatience{100};
-
-/// Blocks every signal for what is started meanwhile: signals are for the host's own threads.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 }  // namespace
 
