@@ -76,8 +76,7 @@ MMRESULT mmioGetInfo(HMMIO file, LPMMIOINFO info, UINT) {
   const MmioFile* const open = FindMmioFile(file);
   if (open == nullptr) return MMSYSERR_INVALHANDLE;
   if (info == nullptr) return MMSYSERR_INVALPARAM;
-  open->Present(info);
-  info->hmmio = file;
+  open->Present(file, info);
   return MMSYSERR_NOERROR;
 }
 
@@ -94,7 +93,6 @@ MMRESULT mmioAdvance(HMMIO file, LPMMIOINFO info, UINT flags) {
   if (open == nullptr) return MMSYSERR_INVALHANDLE;
   if (info == nullptr || flags > MMIO_WRITE || !open->TakeBack(*info)) return MMSYSERR_INVALPARAM;
   const MMRESULT result = flags == MMIO_WRITE ? open->AdvanceWrite() : open->AdvanceRead();
-  open->Present(info);
-  info->hmmio = file;
+  open->Present(file, info);
   return result;
 }

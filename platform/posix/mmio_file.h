@@ -44,7 +44,7 @@ class MmioFile {
   /// took.
   bool Flush() noexcept;
 
-  void Present(MMIOINFO* info) const noexcept;
+  void Present(HMMIO handle, MMIOINFO* info) const noexcept;
   /// @return false, and nothing changes, when the record does not describe the present window
   bool TakeBack(const MMIOINFO& info) noexcept;
   MMRESULT AdvanceRead() noexcept;
@@ -71,14 +71,17 @@ class MmioFile {
   std::int64_t ReadDisk(char* data, std::size_t count, std::int64_t position) noexcept;
 
   std::unique_ptr<char, FreeBlock> storage_;  // allocated when first needed
-  char* base_ = nullptr;  // the window: its first byte, the position, the end of what is valid
-  char* next_ = nullptr;
+  char* base_ = nullptr;                      // the window's first byte, and the end of what is valid in it
   char* end_ = nullptr;
   char* dirtyBegin_ = nullptr;
   char* dirtyEnd_ = nullptr;
+  // The position stands between fields that Present does not copy. A caller that moves bytes changes it
+  // shortly before; fetched together with a neighbour it would have to wait for the change to reach the
+  // cache.
+  char* next_ = nullptr;
+  std::size_t window_ = kFirstWindow;  // how much the next refill reads; grows while reading goes straight on
   std::int64_t start_ = 0;             // file position of base_
   std::int64_t disk_ = 0;              // file position behind the last transfer
-  std::size_t window_ = kFirstWindow;  // how much the next refill reads; grows while reading goes straight on
   DWORD flags_ = 0;
   int fd_ = -1;
   bool writable_ = false;

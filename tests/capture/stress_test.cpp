@@ -2,15 +2,31 @@
 
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <stdlib.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <random>
 
 #include "capture/CMMWAVCapture.h"
 #include "tests/capture/CaptureTools.h"
 #include "tests/capture/FakeDevice.h"
 #include "tests/support/Private.h"
+
+/// Blocks that the process has taken from the C++ heap; the library's calls come here as well.
+static std::atomic<long> blocksTaken{0};
+
+void* operator new(std::size_t size) {
+  ++blocksTaken;
+  if (void* block = std::malloc(size)) return block;
+  throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
 
 PRIVATE_FIELD(RecordOf, CMMWAVCapture, ThreadDAT, threadDat)
 
@@ -132,6 +148,25 @@ TEST(CaptureStress, RealTimeRecordingSurvivesAHeldUpThread) {
   ASSERT_GE(common, 40000u);
   EXPECT_TRUE(
       std::equal(takes[0].begin(), takes[0].begin() + static_cast<std::ptrdiff_t>(common), takes[1].begin()));
+}
+
+TEST(CaptureStress, NothingIsAllocatedWhileARecordingRuns) {
+  TempFolder folder;
+  CMMWAVCapture capture;
+  const HANDLE thread =
+      capture.Create(Pcm(44100, 2, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
+  ASSERT_EQ(capture.StartREC(), 1);
+  while (capture.GetPlayTime() < 0.25) Sleep(1);  // whatever is made at the first use is made by now
+  const long blocks = blocksTaken;
+  const std::size_t heap = mallinfo2().uordblks;
+  while (capture.GetPlayTime() < 1.5) {
+    capture.GetTimeString(nullptr);
+    Sleep(5);
+  }
+  EXPECT_EQ(blocksTaken, blocks);
+  EXPECT_EQ(mallinfo2().uordblks, heap);
+  EXPECT_EQ(capture.Exit(), 1);
+  CloseHandle(thread);
 }
 
 std::size_t Entries(const char* folder) {
