@@ -20,7 +20,8 @@ class CMM_API CMMCapture {
   /// Closes a file still open. Releases no device and closes no event: that is Free's.
   virtual ~CMMCapture();
 
-  /// Opens the device, the events, the ring and its notifications, counting up the state of @p dat as it goes.
+  /// Opens the device, the events, the ring and its notifications, counting up the state of @p dat as it
+  /// goes.
   /// @return 1, or the failing call's value; Free then gives back what there is
   std::int32_t Init(ThreadDAT* dat);
   /// Creates the events and works out the ring's segments. @return 1
@@ -47,7 +48,8 @@ class CMM_API CMMCapture {
   /// @return 0 moved; 1 nothing to do; negative: the platform's failure, nothing moved
   std::int32_t RecordData(std::uint32_t* total);
 
-  /// Sets the level to the highest of signed 16-bit samples (no magnitude: silence below zero stays negative).
+  /// Sets the level to the highest of signed 16-bit samples (no magnitude: silence below zero stays
+  /// negative).
   void GetMax16(const std::int16_t* data, std::uint32_t bytes);
   /// Sets the level to the highest of unsigned 8-bit samples; silence is about 128.
   void GetMax8(const std::uint8_t* data, std::uint32_t bytes);

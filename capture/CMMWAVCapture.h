@@ -9,21 +9,23 @@
 /// Records from a sound capture device into WAV files, on a thread of the library's own.
 ///
 /// The order of calls: Create, fileOpen, StartREC, StopREC, fileClose, then fileOpen again or Exit.
-/// GetState tells where the recording stands: 3 ready, 2 a file is open, 1 capturing, 0 ended. A recording whose
-/// file cannot be written any more ends by itself: the file is finished and the state is 0; Exit clears up.
+/// GetState tells where the recording stands: 3 ready, 2 a file is open, 1 capturing, 0 ended. A recording
+/// whose file cannot be written any more ends by itself: the file is finished and the state is 0; Exit clears
+/// up.
 ///
 /// Results of the commands:
 ///    1  done
 ///    0  refused, nothing was sent: the state does not allow it, or fileOpen got an empty name
-///   -2  time-out, or the thread's action failed: GetState tells the action's result. A command that was merely
+///   -2  time-out, or the thread's action failed: GetState tells the action's result. A command that was
+///   merely
 ///       slow still takes effect.
 ///   -3  no thread of this object, or fileOpen got a null name
 /// Every call is bounded: 1000 ms for the record, 1000 ms for a reply, 5000 ms for the end of the thread.
 ///
 /// One capture at a time in a process: while one object's thread runs, Create on another gives null.
 ///
-/// Threads: one host thread at a time for each object. A copy shows what its source was when it was made; it has
-/// no thread of its own, so its commands give -3, and the run stays with the source.
+/// Threads: one host thread at a time for each object. A copy shows what its source was when it was made; it
+/// has no thread of its own, so its commands give -3, and the run stays with the source.
 class CMM_API CMMWAVCapture {
  public:
   CMMWAVCapture();
@@ -33,9 +35,10 @@ class CMM_API CMMWAVCapture {
   /// Ends the run as Exit does, and waits until the thread has ended.
   virtual ~CMMWAVCapture();
 
-  /// Starts the capture thread, which opens the device. Waits at most 1000 ms for it; GetState tells how far it
-  /// has come (3 is ready).
-  /// @param format wFormatTag, nChannels, nSamplesPerSec, nAvgBytesPerSec, nBlockAlign and wBitsPerSample must
+  /// Starts the capture thread, which opens the device. Waits at most 1000 ms for it; GetState tells how far
+  /// it has come (3 is ready).
+  /// @param format wFormatTag, nChannels, nSamplesPerSec, nAvgBytesPerSec, nBlockAlign and wBitsPerSample
+  /// must
   ///               not be zero
   /// @param guid   the device; null for the default one. The pointer is kept: it must stay valid
   /// @return the thread's handle, the caller's to close; null for such a format, while a thread runs, or when
@@ -45,7 +48,8 @@ class CMM_API CMMWAVCapture {
   HANDLE Create(const WAVEFORMATEX& format, const char* name, const char* path, const GUID* guid);
 
   /// Ends the recording, finishes its file, ends the thread.
-  /// @return 1; -2 when the thread had ended by itself before (the object is clear all the same), or when it lives
+  /// @return 1; -2 when the thread had ended by itself before (the object is clear all the same), or when it
+  /// lives
   ///         on after 5000 ms (everything stays as it is, and Exit may be called again); -3 without a thread
   std::int32_t Exit();
 
@@ -59,11 +63,11 @@ class CMM_API CMMWAVCapture {
   /// Clears the record. @return 1; 0 while there is a thread
   std::int32_t ClsThreadDat();
 
-  const GUID* GetDirverID();        ///< the device pointer given to Create
-  std::uint32_t GetSamples();       ///< bytes recorded, over all files since Create
+  const GUID* GetDirverID();   ///< the device pointer given to Create
+  std::uint32_t GetSamples();  ///< bytes recorded, over all files since Create
   /// Sets the count of GetSamples, on which the times rest. @return 1; 0 on a time-out
   std::int32_t SetSamples(std::uint32_t value);
-  std::uint16_t GetFormat();  ///< format tag of the last Create
+  std::uint16_t GetFormat();                            ///< format tag of the last Create
   std::uint32_t GetTimeToByte(std::uint32_t seconds);   ///< bytes of that time, in whole blocks
   std::uint32_t GetSampleToByte(std::uint32_t frames);  ///< bytes of that many frames, modulo 2^32
   double GetPlayTime();                                 ///< seconds recorded; 0.0 on a time-out
@@ -83,7 +87,8 @@ class CMM_API CMMWAVCapture {
   std::int32_t GetStateAs(std::uint32_t* stateOut, std::int32_t* code);
   /// The time recorded as minutes:seconds.hundredths.
   /// @param level receives the level of the latest drain, 0 without a run; may be null
-  /// @return the object's own text, valid until the next call; the text of before on a time-out; null before the
+  /// @return the object's own text, valid until the next call; the text of before on a time-out; null before
+  /// the
   ///         first Create
   char* GetTimeString(std::int32_t* level);
 

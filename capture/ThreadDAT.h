@@ -25,16 +25,16 @@ enum CaptureState : std::uint32_t {
   kStateNotification = 14,  ///< start-up: setting the notification points
 };
 
-/// The record that the controller and the capture thread share; it lies inside the controller. The mutex guards
-/// it; what Create sets before the thread starts is read without.
+/// The record that the controller and the capture thread share; it lies inside the controller. The mutex
+/// guards it; what Create sets before the thread starts is read without.
 struct ThreadDAT {
-  const GUID* deviceGuid;       ///< the caller's pointer; null for the default device
-  std::int32_t threadCount;     ///< 0 no thread yet, 10 while a thread runs, 9 after it has ended
-  std::uint32_t state;          ///< CaptureState
-  std::uint32_t recordedBytes;  ///< bytes that drains wrote to files, since Create or SetSamples
-  std::uint32_t segmentCount;   ///< segments of the ring
-  std::uint32_t commandCount;   ///< command events
-  HANDLE ownerEvent;            ///< manual reset: set by the thread when it is up, and at its end
+  const GUID* deviceGuid;               ///< the caller's pointer; null for the default device
+  std::int32_t threadCount;             ///< 0 no thread yet, 10 while a thread runs, 9 after it has ended
+  std::uint32_t state;                  ///< CaptureState
+  std::uint32_t recordedBytes;          ///< bytes that drains wrote to files, since Create or SetSamples
+  std::uint32_t segmentCount;           ///< segments of the ring
+  std::uint32_t commandCount;           ///< command events
+  HANDLE ownerEvent;                    ///< manual reset: set by the thread when it is up, and at its end
   HANDLE commandEvents[kCommandCount];  ///< manual reset, by command; the thread's own
   HANDLE replyEvents[kCommandCount];    ///< manual reset, by command; the thread's own
   HANDLE mutex;                         ///< guards the record

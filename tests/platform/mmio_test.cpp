@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/posix/layer.h"
+#include "tests/support/TempFolder.h"
 #include "tests/support/files.h"
 
 namespace {
@@ -25,7 +26,7 @@ class Mmio : public testing::Test {
   LONG Write(HMMIO file, const Bytes& bytes) {
     return mmioWrite(file, bytes.data(), static_cast<LONG>(bytes.size()));
   }
-  test::Folder folder_;
+  TempFolder folder_;
 };
 
 DWORD Position(HMMIO file) {
@@ -33,19 +34,19 @@ DWORD Position(HMMIO file) {
 }
 
 TEST_F(Mmio, RefusesWhatIsNoFileOrCannotBeOpened) {
-  mkfifo((folder_ / "pipe").c_str(), 0600);
-  EXPECT_EQ(Open(folder_ / "missing", kRead), nullptr);
+  mkfifo(folder_.File("pipe").c_str(), 0600);
+  EXPECT_EQ(Open(folder_.File("missing"), kRead), nullptr);
   EXPECT_EQ(Open(folder_.Path(), kRead), nullptr);
   EXPECT_EQ(Open(folder_.Path(), kCreate), nullptr);
-  EXPECT_EQ(Open(folder_ / "pipe", kRead), nullptr);  // and does not wait for a writer
-  EXPECT_EQ(Open(folder_ / "pipe", kCreate), nullptr);
+  EXPECT_EQ(Open(folder_.File("pipe"), kRead), nullptr);  // and does not wait for a writer
+  EXPECT_EQ(Open(folder_.File("pipe"), kCreate), nullptr);
   EXPECT_EQ(Open(std::string(10000, 'x'), kRead), nullptr);
-  EXPECT_EQ(Open(folder_ / "file", MMIO_READ), nullptr);
+  EXPECT_EQ(Open(folder_.File("file"), MMIO_READ), nullptr);
   EXPECT_EQ(mmioOpenA(nullptr, nullptr, kRead), nullptr);
 }
 
 TEST_F(Mmio, HandlesThatAreNotOpenAreRefusedEverywhere) {
-  const std::string path = folder_ / "file";
+  const std::string path = folder_.File("file");
   HMMIO const closed = Open(path, kCreate);
   ASSERT_NE(closed, nullptr);
   ASSERT_EQ(mmioClose(closed, 0), 0u);
@@ -77,7 +78,7 @@ TEST_F(Mmio, FilesMayBeUsedSideBySideByManyThreads) {
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([this, t] {
-      const std::string path = folder_ / std::to_string(t);
+      const std::string path = folder_.File(std::to_string(t));
       const Bytes bytes = Pattern(1000, static_cast<std::uint32_t>(t));
       for (int i = 0; i < 5; ++i) {
         std::vector<HMMIO> files;
@@ -98,7 +99,7 @@ TEST_F(Mmio, RandomTrafficMatchesAPlainCopy) {
   for (int round = 0; round < 20; ++round) {
     Bytes copy;
     std::size_t position = 0;
-    HMMIO const file = Open(folder_ / "file", kCreate);
+    HMMIO const file = Open(folder_.File("file"), kCreate);
     ASSERT_NE(file, nullptr);
     const auto put = [&](const Bytes& bytes) {
       copy.resize(std::max(copy.size(), position + bytes.size()));
@@ -163,12 +164,12 @@ TEST_F(Mmio, RandomTrafficMatchesAPlainCopy) {
       mmioSeek(file, static_cast<LONG>(position), SEEK_SET);
     }
     ASSERT_EQ(mmioClose(file, 0), 0u);
-    ASSERT_EQ(test::Load(folder_ / "file"), copy);
+    ASSERT_EQ(test::Load(folder_.File("file")), copy);
   }
 }
 
 TEST_F(Mmio, ARecordOfAnotherWindowIsRefused) {
-  HMMIO const file = Open(folder_ / "file", kCreate);
+  HMMIO const file = Open(folder_.File("file"), kCreate);
   Write(file, Pattern(100));
   MMIOINFO old;
   mmioGetInfo(file, &old, 0);
@@ -180,11 +181,11 @@ TEST_F(Mmio, ARecordOfAnotherWindowIsRefused) {
   EXPECT_NE(mmioSetInfo(file, &old, 0), 0u);
   EXPECT_EQ(Position(file), 200000u);
   EXPECT_EQ(mmioClose(file, 0), 0u);
-  EXPECT_EQ(test::Load(folder_ / "file"), Pattern(100));
+  EXPECT_EQ(test::Load(folder_.File("file")), Pattern(100));
 }
 
 TEST_F(Mmio, PositionsReachFourGibibytes) {
-  HMMIO file = Open(folder_ / "file", kCreate);
+  HMMIO file = Open(folder_.File("file"), kCreate);
   constexpr DWORD kFar = 0xF0000000;
   EXPECT_EQ(static_cast<DWORD>(mmioSeek(file, static_cast<LONG>(kFar), SEEK_SET)), kFar);
   EXPECT_EQ(Write(file, Pattern(10)), 10);
@@ -192,7 +193,7 @@ TEST_F(Mmio, PositionsReachFourGibibytes) {
   EXPECT_EQ(Position(file), kFar + 10);
   ASSERT_EQ(mmioClose(file, 0), 0u);
 
-  file = Open(folder_ / "file", kRead);
+  file = Open(folder_.File("file"), kRead);
   EXPECT_EQ(static_cast<DWORD>(mmioSeek(file, -10, SEEK_END)), kFar);
   Bytes bytes(20);
   EXPECT_EQ(mmioRead(file, bytes.data(), 20), 10);
@@ -203,7 +204,7 @@ TEST_F(Mmio, PositionsReachFourGibibytes) {
 }
 
 TEST_F(Mmio, AFullDiskDropsWhatDoesNotFit) {
-  const std::string path = folder_ / "file";
+  const std::string path = folder_.File("file");
   HMMIO const file = Open(path, kCreate);
   const Bytes bytes = Pattern(100);
   const test::FileSizeLimit limit(60);
@@ -248,8 +249,8 @@ Bytes Chunk(const std::string& id, DWORD size, const std::string& data) {
 
 TEST_F(Mmio, ChunkWalksEndAtTheParentAndNeverLoop) {
   const auto find = [this](const Bytes& file, DWORD parentSize) {
-    test::Store(folder_ / "file", file);
-    HMMIO const opened = Open(folder_ / "file", kRead);
+    test::Store(folder_.File("file"), file);
+    HMMIO const opened = Open(folder_.File("file"), kRead);
     const MMCKINFO parent = {FOURCC_RIFF, parentSize, 0, 0, 0};
     MMCKINFO chunk = {mmioFOURCC('w', 'a', 'n', 't'), 0, 0, 0, 0};
     const bool found = mmioDescend(opened, &chunk, &parent, MMIO_FINDCHUNK) == 0;
@@ -274,8 +275,8 @@ TEST_F(Mmio, ChunkWalksEndAtTheParentAndNeverLoop) {
   EXPECT_EQ(find(behind(Chunk("LIST", 4, "want"), wanted), 100), 20);  // form types are no chunks
 
   Bytes file = behind(Chunk("RIFF", 4, "none"), behind(Chunk("RIFF", 4, "form"), wanted));
-  test::Store(folder_ / "file", file);
-  HMMIO const opened = Open(folder_ / "file", kRead);
+  test::Store(folder_.File("file"), file);
+  HMMIO const opened = Open(folder_.File("file"), kRead);
   MMCKINFO riff = {0, 0, mmioFOURCC('f', 'o', 'r', 'm'), 0, 0};
   EXPECT_EQ(mmioDescend(opened, &riff, nullptr, MMIO_FINDRIFF), 0u);
   EXPECT_EQ(riff.dwDataOffset, 20u);
@@ -285,7 +286,7 @@ TEST_F(Mmio, ChunkWalksEndAtTheParentAndNeverLoop) {
 }
 
 TEST_F(Mmio, AscendCorrectsTheSizeAndPads) {
-  const std::string path = folder_ / "file";
+  const std::string path = folder_.File("file");
   HMMIO const file = Open(path, kCreate);
   MMCKINFO chunk = {mmioFOURCC('o', 'd', 'd', ' '), 77, 0, 0, 0};
   ASSERT_EQ(mmioCreateChunk(file, &chunk, 0), 0u);
@@ -300,20 +301,20 @@ TEST_F(Mmio, AscendCorrectsTheSizeAndPads) {
 }
 
 TEST_F(Mmio, BothSlashesSeparateButNotWithinADoubleByteCharacter) {
-  std::filesystem::create_directory(folder_ / "sub");
-  HMMIO file = Open(folder_.Path() + "\\sub\\file", kCreate);
+  std::filesystem::create_directory(folder_.File("sub"));
+  HMMIO file = Open(folder_.Path().string() + "\\sub\\file", kCreate);
   ASSERT_NE(file, nullptr);
   mmioClose(file, 0);
-  EXPECT_TRUE(std::filesystem::exists(folder_ / "sub/file"));
+  EXPECT_TRUE(std::filesystem::exists(folder_.File("sub/file")));
 
   const unsigned before = platform::CodePage();
   platform::SetCodePage(932);
   const std::string name = "\x83\x5C";  // one character, whose second byte is that of the backslash
-  file = Open(folder_.Path() + "\\" + name + ".wav", kCreate);
+  file = Open(folder_.Path().string() + "\\" + name + ".wav", kCreate);
   platform::SetCodePage(before);
   ASSERT_NE(file, nullptr);
   mmioClose(file, 0);
-  EXPECT_EQ(access((folder_ / (name + ".wav")).c_str(), F_OK), 0);
+  EXPECT_EQ(access(folder_.File(name + ".wav").c_str(), F_OK), 0);
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ TEST_F(Container, ShortFilesAndOddOnesArePaddedAndCounted) {
   EXPECT_EQ(Number(empty, 44), 0u);
   EXPECT_EQ(Number(empty, 52), 0u);
 
-  const std::string path = folder_ / "a.wav";  // written over: cut to zero length first
+  const std::string path = folder_.File("a.wav");  // written over: cut to zero length first
   const Bytes odd = test::Load(Make(Pcm(1, 8000, 8), {1, 2, 3}));
   ASSERT_EQ(odd.size(), 60u);
   EXPECT_EQ(Number(odd, 4), 52u);
@@ -75,7 +75,7 @@ TEST_F(Container, ShortFilesAndOddOnesArePaddedAndCounted) {
 }
 
 TEST_F(Container, WhileWritingThePlaceholdersStand) {
-  const std::string path = folder_ / "a.wav";
+  const std::string path = folder_.File("a.wav");
   {
     CMMWav wav;
     ASSERT_EQ(wav.Open(Pcm(2, 44100, 16), path.c_str()), 1);
@@ -93,7 +93,7 @@ TEST_F(Container, WhileWritingThePlaceholdersStand) {
 }
 
 TEST_F(Container, CloseTakesTheFrameCountItIsGiven) {
-  const std::string path = folder_ / "a.wav";
+  const std::string path = folder_.File("a.wav");
   for (const std::uint32_t frames : {0u, 5u}) {
     CMMWav wav;
     wav.Open(Pcm(2, 44100, 16), path.c_str());
@@ -107,7 +107,7 @@ TEST_F(Container, ComputesBlockAndRateItself) {
   CMMWav wav;
   WAVEFORMATEX format = Pcm(3, 8000, 12);
   format.cbSize = 22;
-  ASSERT_EQ(wav.Open(format, (folder_ / "a.wav").c_str()), 1);
+  ASSERT_EQ(wav.Open(format, folder_.File("a.wav").c_str()), 1);
   ASSERT_EQ(wav.GetFileInfo(&format), 1);
   EXPECT_EQ(format.wFormatTag, 1);
   EXPECT_EQ(format.nBlockAlign, 3);

@@ -1,0 +1,210 @@
+// The engine's life: device, ring, events, notifications, and giving them back.
+
+#include "capture/CMMCapture.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
+#include "capture/Messages.h"
+
+namespace {
+
+constexpr std::uint32_t kSmallestSegment = 1024;  // bytes
+
+void Say(const capture::Message& message) {
+  OutputDebugStringA(message.bytes);
+}
+
+template <class Interface>
+void ReleaseAndClear(Interface*& object) {
+  if (object != nullptr) object->Release();
+  object = nullptr;
+}
+
+void CloseAndClear(HANDLE& handle) {
+  if (handle != nullptr) CloseHandle(handle);
+  handle = nullptr;
+}
+
+std::uint32_t CommandsOf(const ThreadDAT& dat) {
+  return std::min<std::uint32_t>(dat.commandCount, kCommandCount);
+}
+
+}  // namespace
+
+CMMCapture::CMMCapture() : ownerEvent(nullptr), maxLevel(0) {
+  ClsDat();
+}
+CMMCapture::CMMCapture(const CMMCapture& other) = default;
+CMMCapture& CMMCapture::operator=(const CMMCapture& other) = default;
+CMMCapture::~CMMCapture() = default;
+
+std::int32_t CMMCapture::Init(ThreadDAT* dat) {
+  ClsDat();
+  // The event of an earlier run is closed by now, and this run may end before it takes its own.
+  ownerEvent = nullptr;
+  notifyEventCount = 1;
+  commandCount = CommandsOf(*dat);
+  segmentCount = std::min<std::uint32_t>(dat->segmentCount, static_cast<std::uint32_t>(std::size(positions)));
+  channels = dat->format.nChannels;
+  bitsPerSample = dat->format.wBitsPerSample;
+  dat->threadCount = 10;
+
+  std::int32_t result = CoInitialize(nullptr);
+  if (result != 0) return result;
+
+  dat->state = kStateDevice;
+  result = DirectSoundCaptureCreate(dat->deviceGuid, &captureDevice, nullptr);
+  Say(result < 0 ? capture::kDeviceFailed : capture::kDeviceCreated);
+  if (result < 0) return result;
+
+  InitEvents(dat);
+  // A wait on a list with a hole in it would fail at once, time after time.
+  const bool complete = std::none_of(waitHandles, waitHandles + notifyEventCount + commandCount,
+                                     [](HANDLE handle) { return handle == nullptr; });
+  if (!complete) return E_OUTOFMEMORY;
+
+  dat->state = kStateRing;
+  result = InitBuffer(dat);
+  Say(result < 0 ? capture::kRingFailed : capture::kRingCreated);
+  if (result < 0) return result;
+
+  dat->state = kStateNotification;
+  result = InitNotifications(dat);
+  Say(result < 0 ? capture::kNotificationsFailed : capture::kNotificationsSet);
+  return result < 0 ? result : 1;
+}
+
+std::int32_t CMMCapture::InitEvents(ThreadDAT* dat) {
+  ownerEvent = dat->ownerEvent;
+  for (std::uint32_t i = 0; i < notifyEventCount; ++i) {
+    waitHandles[i] = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+  }
+  for (std::uint32_t i = 0; i < CommandsOf(*dat); ++i) {
+    dat->commandEvents[i] = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    dat->replyEvents[i] = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    waitHandles[notifyEventCount + i] = dat->commandEvents[i];
+    replyEvents[i] = dat->replyEvents[i];
+  }
+
+  const std::uint32_t bytesPerSecond = dat->format.nAvgBytesPerSec;
+  const std::uint32_t size =
+      std::max(bytesPerSecond / std::max<std::uint32_t>(dat->segmentCount, 1), kSmallestSegment);
+  // Only the record's count changes: the ring and its notification points go by the engine's own.
+  if (size == kSmallestSegment) dat->segmentCount = bytesPerSecond >> 10;
+  const std::uint32_t block = std::max<std::uint32_t>(dat->format.nBlockAlign, 1);
+  segmentSize = size - size % block;
+  return 1;
+}
+
+std::int32_t CMMCapture::InitBuffer(ThreadDAT* dat) {
+  if (captureDevice == nullptr) return DSERR_UNINITIALIZED;
+  DSCBUFFERDESC desc{};
+  // Up to the format and no further, whatever later versions of the record hold behind it: 20 bytes where
+  // pointers have four.
+  desc.dwSize = offsetof(DSCBUFFERDESC, lpwfxFormat) + sizeof(desc.lpwfxFormat);
+  desc.dwBufferBytes = segmentCount * segmentSize;
+  desc.lpwfxFormat = &dat->format;
+  return captureDevice->CreateCaptureBuffer(&desc, &captureBuffer, nullptr);
+}
+
+std::int32_t CMMCapture::InitNotifications(ThreadDAT*) {
+  if (captureBuffer == nullptr) return DSERR_UNINITIALIZED;
+  void* found = nullptr;
+  const HRESULT result = captureBuffer->QueryInterface(IID_IDirectSoundNotify, &found);
+  if (result < 0) return result;
+  notify = static_cast<IDirectSoundNotify*>(found);
+  for (std::uint32_t i = 0; i < segmentCount; ++i) {
+    positions[i].dwOffset = segmentSize * (i + 1) - 1;
+    positions[i].hEventNotify = waitHandles[0];
+  }
+  return notify->SetNotificationPositions(segmentCount, positions);
+}
+
+std::int32_t CMMCapture::StartREC() {
+  if (captureBuffer == nullptr) return 0;
+  const HRESULT result = captureBuffer->Start(DSCBSTART_LOOPING);
+  Say(result == 0 ? capture::kCaptureStarted : capture::kCaptureNotStarted);
+  readOffset = 0;
+  return 1;
+}
+
+std::int32_t CMMCapture::StopREC() {
+  if (captureBuffer == nullptr) return 0;
+  const HRESULT result = captureBuffer->Stop();
+  Say(result == 0 ? capture::kCaptureStopped : capture::kCaptureNotStopped);
+  if (result == 0) return 1;
+  return result == 1 ? 0 : result;
+}
+
+std::uint32_t CMMCapture::MsgWait(std::uint32_t milliseconds) {
+  return MsgWaitForMultipleObjects(notifyEventCount + commandCount, waitHandles, FALSE, milliseconds,
+                                   QS_ALLEVENTS);
+}
+
+std::int32_t CMMCapture::fOpen(ThreadDAT* dat) {
+  const std::int32_t result = wav.Open(dat->format, dat->fileName, dat->pathName);
+  Say(result == 0   ? capture::kFileOpenFailed
+      : result == 1 ? capture::kFileOpened
+                    : capture::kFileOpenUnknown);
+  return result;
+}
+
+std::int32_t CMMCapture::fClose() {
+  const std::int32_t result = wav.Close(0);
+  Say(result == 0   ? capture::kFileCloseFailed
+      : result == 1 ? capture::kFileClosed
+                    : capture::kFileCloseUnknown);
+  return result;
+}
+
+std::int32_t CMMCapture::Free(std::uint32_t) {
+  ReleaseAndClear(captureBuffer);
+  ReleaseAndClear(notify);
+  ReleaseAndClear(captureDevice);
+  for (std::uint32_t i = 0; i < notifyEventCount + commandCount; ++i) {
+    CloseAndClear(waitHandles[i]);
+    if (i < commandCount) CloseAndClear(replyEvents[i]);
+  }
+  CoUninitialize();
+  ClsDat();
+  Say(capture::kAllGivenBack);
+  return 1;
+}
+
+void CMMCapture::ClsDat() {
+  captureDevice = nullptr;
+  captureBuffer = nullptr;
+  notify = nullptr;
+  segmentSize = 0;
+  segmentCount = 0;
+  readOffset = 0;
+  notifyEventCount = 0;
+  commandCount = 0;
+  std::fill(std::begin(positions), std::end(positions), DSBPOSITIONNOTIFY{});
+  std::fill(std::begin(waitHandles), std::end(waitHandles), nullptr);
+  std::fill(std::begin(replyEvents), std::end(replyEvents), nullptr);
+  bitsPerSample = 0;
+  channels = 0;
+}
+
+std::int32_t CMMCapture::OwnerCall() {
+  return ownerEvent != nullptr && ::SetEvent(ownerEvent) ? 1 : 0;
+}
+
+std::int32_t CMMCapture::SetEvent(std::uint32_t index) {
+  return index < commandCount && ::SetEvent(waitHandles[notifyEventCount + index]) ? 1 : 0;
+}
+
+std::int32_t CMMCapture::ResetEvent(std::uint32_t index) {
+  return index < commandCount && ::ResetEvent(waitHandles[notifyEventCount + index]) ? 1 : 0;
+}
+
+std::int32_t CMMCapture::SetRevEvent(std::uint32_t index) {
+  return index < commandCount && ::SetEvent(replyEvents[index]) ? 1 : 0;
+}
+
+std::int32_t CMMCapture::ResetRevEvent(std::uint32_t index) {
+  return index < commandCount && ::ResetEvent(replyEvents[index]) ? 1 : 0;
+}

@@ -1,0 +1,336 @@
+// A whole recording through the controller, over a device that delivers on command.
+
+#include <gtest/gtest.h>
+
+#include "capture/CMMWAVCapture.h"
+#include "capture/Messages.h"
+#include "tests/capture/CaptureTools.h"
+#include "tests/capture/FakeDevice.h"
+
+namespace {
+
+const WAVEFORMATEX kFormat = Pcm(44100, 2, 16);
+
+class Controller : public testing::Test {
+ protected:
+  void CreateAndOpen() {
+    thread = capture.Create(kFormat, "take.wav", folder.Path().c_str(), &device.id);
+    ASSERT_NE(thread, nullptr);
+    ASSERT_EQ(StateOf(capture), kStateFileOpen);
+  }
+
+  void Record(std::uint32_t bytes) {
+    ASSERT_EQ(capture.StartREC(), 1);
+    const std::uint32_t before = capture.GetSamples();
+    device.Deliver(bytes);
+    ASSERT_TRUE(Eventually([&] { return capture.GetSamples() == before + bytes; }));
+  }
+
+  ~Controller() override { CloseHandle(thread); }
+
+  TempFolder folder;
+  FakeDevice device;
+  CMMWAVCapture capture;
+  HANDLE thread = nullptr;
+};
+
+TEST_F(Controller, RecordsFromCreateToExit) {
+  MessageLog log;
+  thread = capture.Create(kFormat, &device.id);
+  ASSERT_NE(thread, nullptr);
+  std::uint32_t state = 0;
+  std::int32_t code = 0;
+  EXPECT_EQ(capture.GetStateAs(&state, &code), 1);
+  EXPECT_EQ(state, kStateReady);
+  EXPECT_EQ(code, 1);
+
+  EXPECT_EQ(capture.fileOpen("take.wav", (folder.Path().string() + "\\").c_str()), 1);
+  EXPECT_STREQ(capture.GetFileName(), "take.wav");
+  Record(3 * 44100);
+  EXPECT_EQ(StateOf(capture), kStateCapturing);
+  EXPECT_DOUBLE_EQ(capture.GetPlayTime(), 0.75);
+  std::int32_t level = 0;
+  EXPECT_STREQ(capture.GetTimeString(&level), "00:00.75");
+  EXPECT_NE(level, 0);
+  EXPECT_EQ(capture.StopREC(), 1);
+  EXPECT_FALSE(device.capturing);
+  EXPECT_EQ(capture.fileClose(), 1);
+  EXPECT_EQ(capture.GetFileName(), nullptr);
+  EXPECT_EQ(StateOf(capture), kStateReady);
+  EXPECT_EQ(capture.Exit(), 1);
+
+  const auto bytes = FileBytes(folder.File("take.wav"));
+  ASSERT_EQ(bytes.size(), kHeaderBytes + 3 * 44100);
+  for (std::size_t k = 0; k < 3 * 44100; ++k) ASSERT_EQ(bytes[kHeaderBytes + k], FakeDevice::Byte(k));
+
+  // What a run leaves is readable without a thread.
+  EXPECT_EQ(StateOf(capture), kStateNone);
+  EXPECT_EQ(capture.GetSamples(), 3u * 44100);
+  EXPECT_STREQ(capture.GetTimeString(&level), "00:00.75");
+  EXPECT_EQ(level, 0);
+  EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+  EXPECT_EQ(device.objects, 0);
+
+  using namespace capture;
+  const std::vector<std::string> said = {kDeviceCreated.bytes, kRingCreated.bytes, kNotificationsSet.bytes,
+                                         kThreadStarted.bytes, kFileOpened.bytes, kCaptureStarted.bytes,
+                                         // one drain or more
+                                         kCaptureStopped.bytes, kCaptureStopped.bytes, kFileClosed.bytes,
+                                         // Exit stops once more and finds no file to close
+                                         kCaptureStopped.bytes, kFileCloseFailed.bytes, kAllGivenBack.bytes,
+                                         kExitAcknowledged.bytes};
+  auto heard = log.Fetch();
+  std::erase_if(heard, [](const std::string& text) { return text.starts_with("Writing"); });
+  EXPECT_EQ(heard, said);
+}
+
+TEST_F(Controller, RefusesWhatTheStateDoesNotAllow) {
+  EXPECT_EQ(capture.StartREC(), -3);
+  EXPECT_EQ(capture.StopREC(), -3);
+  EXPECT_EQ(capture.fileOpen("", nullptr), -3);
+  EXPECT_EQ(capture.fileClose(), -3);
+  EXPECT_EQ(capture.Exit(), -3);
+  EXPECT_EQ(capture.GetTimeString(nullptr), nullptr);
+  EXPECT_EQ(StateOf(capture), kStateNone);
+  for (auto field : {&WAVEFORMATEX::wFormatTag, &WAVEFORMATEX::nChannels, &WAVEFORMATEX::nBlockAlign,
+                     &WAVEFORMATEX::wBitsPerSample}) {
+    WAVEFORMATEX incomplete = kFormat;
+    incomplete.*field = 0;
+    EXPECT_EQ(capture.Create(incomplete, &device.id), nullptr);
+  }
+
+  thread = capture.Create(kFormat, nullptr, nullptr, &device.id);  // without a name there is no file
+  ASSERT_NE(thread, nullptr);
+  EXPECT_EQ(StateOf(capture), kStateReady);
+  EXPECT_EQ(capture.Create(kFormat, &device.id), nullptr);
+  EXPECT_EQ(capture.ClsThreadDat(), 0);
+  EXPECT_EQ(capture.StartREC(), 0);
+  EXPECT_EQ(capture.StopREC(), 0);
+  EXPECT_EQ(capture.fileClose(), 0);
+  EXPECT_EQ(capture.fileOpen("", nullptr), 0);
+  EXPECT_EQ(capture.fileOpen(nullptr, nullptr), -3);
+  EXPECT_EQ(capture.fileOpen("a.wav", folder.Path().c_str()), 1);
+  EXPECT_EQ(capture.fileOpen("b.wav", folder.Path().c_str()), 0);
+  EXPECT_STREQ(capture.GetFileName(), "a.wav");
+  EXPECT_EQ(capture.StartREC(), 1);
+  EXPECT_EQ(capture.fileClose(), 0);  // still recording; the names go all the same
+  EXPECT_EQ(capture.GetFileName(), nullptr);
+  EXPECT_EQ(StateOf(capture), kStateCapturing);
+  EXPECT_EQ(capture.StopREC(), 1);
+  EXPECT_EQ(capture.fileClose(), 1);
+  EXPECT_EQ(capture.Exit(), 1);
+  EXPECT_EQ(capture.Exit(), -3);
+  EXPECT_EQ(FileBytes(folder.File("a.wav")).size(), kHeaderBytes);
+}
+
+TEST_F(Controller, FailedActionsShowAsTimeOutAndLeaveTheirResult) {
+  thread = capture.Create(kFormat, &device.id);
+  EXPECT_EQ(capture.fileOpen("take.wav", folder.File("missing").c_str()), -2);
+  std::uint32_t state = 0;
+  std::int32_t code = 77;
+  capture.GetStateAs(&state, &code);
+  EXPECT_EQ(state, kStateReady);
+  EXPECT_EQ(code, 0);
+  EXPECT_STREQ(capture.GetFileName(), "take.wav");
+  EXPECT_EQ(capture.fileOpen("take2.wav", folder.Path().c_str()), 1);
+  EXPECT_STREQ(capture.GetFileName(), "take2.wav");
+
+  EXPECT_EQ(capture.StartREC(), 1);
+  device.faults.stop = platform::detail::Result(0x88780032u);
+  EXPECT_EQ(capture.StopREC(), -2);
+  std::int32_t result = 0;
+  capture.GetState(&state, &result);
+  EXPECT_EQ(state, kStateCapturing);
+  EXPECT_EQ(result, device.faults.stop);
+  code = 77;
+  capture.GetStateAs(&state, &code);
+  EXPECT_EQ(code, 77);  // a result without a code
+  device.faults.stop = S_OK;
+  EXPECT_EQ(capture.StopREC(), 1);
+  EXPECT_EQ(capture.Exit(), 1);
+}
+
+TEST_F(Controller, LateReplyIsNotTakenForTheNextCommands) {
+  CreateAndOpen();
+  ASSERT_EQ(capture.StartREC(), 1);
+  device.faults.stopDelayMs = 1300;
+  EXPECT_EQ(capture.StopREC(), -2);
+  EXPECT_EQ(StateOf(capture), kStateFileOpen);  // it still took effect, when the record could be had again
+  device.faults.stopDelayMs = 0;
+  ASSERT_EQ(capture.StartREC(), 1);
+  device.faults.stop = DSERR_GENERIC;
+  EXPECT_EQ(capture.StopREC(), -2);  // not the late reply's 1
+  EXPECT_EQ(StateOf(capture), kStateCapturing);
+  device.faults.stop = S_OK;
+  EXPECT_EQ(capture.Exit(), 1);
+}
+
+TEST_F(Controller, FailedStartUpTellsTheStep) {
+  struct Step {
+    std::atomic<HRESULT> FakeDevice::Faults::*fault;
+    HRESULT value;
+    std::uint32_t state;
+    std::int32_t code;
+    bool signalled;
+  };
+  const Step steps[] = {
+      {&FakeDevice::Faults::open, DSERR_NODRIVER, kStateDevice, -8, false},
+      {&FakeDevice::Faults::ring, DSERR_BADFORMAT, kStateRing, -12, true},
+  };
+  for (const Step& step : steps) {
+    MessageLog log;
+    device.faults.*step.fault = step.value;
+    const HANDLE started = capture.Create(kFormat, &device.id);
+    EXPECT_NE(started, nullptr);
+    std::uint32_t state = 0;
+    std::int32_t code = 0;
+    capture.GetStateAs(&state, &code);
+    EXPECT_EQ(state, step.state);
+    EXPECT_EQ(code, step.code);
+    EXPECT_EQ(log.Fetch().back(),
+              step.signalled ? capture::kThreadStarted.bytes : capture::kThreadFailed.bytes);
+    EXPECT_EQ(device.objects, 0);
+    EXPECT_EQ(capture.StartREC(), 0);
+    EXPECT_EQ(capture.Create(kFormat, &device.id), nullptr);
+    EXPECT_EQ(capture.Exit(), -2);
+    EXPECT_EQ(capture.Exit(), -3);
+    CloseHandle(started);
+    device.faults.*step.fault = S_OK;
+  }
+  CreateAndOpen();
+  EXPECT_EQ(capture.Exit(), 1);
+}
+
+TEST_F(Controller, ExitReachesAThreadThatIsStillStarting) {
+  device.faults.openDelayMs = 1500;
+  thread = capture.Create(kFormat, &device.id);
+  ASSERT_NE(thread, nullptr);
+  EXPECT_NE(WaitForSingleObject(thread, 0), WAIT_OBJECT_0);
+  EXPECT_EQ(capture.Exit(), 1);
+  EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+  EXPECT_EQ(device.objects, 0);
+}
+
+TEST_F(Controller, ExitThatRunsOutLeavesAllAndALaterOneWorks) {
+  device.faults.openDelayMs = 8500;
+  thread = capture.Create(kFormat, &device.id);
+  EXPECT_EQ(capture.Exit(), -2);
+  EXPECT_EQ(capture.Create(kFormat, &device.id), nullptr);
+  EXPECT_EQ(capture.ClsThreadDat(), 0);
+  EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
+  EXPECT_EQ(capture.Exit(), 1);
+  EXPECT_EQ(device.objects, 0);
+}
+
+TEST_F(Controller, DrainOfNoByteEndsTheRunAndFinishesTheFile) {
+  CreateAndOpen();
+  Record(44100);
+  device.faults.position = E_FAIL;
+  device.Deliver(44100);
+  ASSERT_TRUE(Eventually([&] { return StateOf(capture) == kStateNone; }));
+  std::int32_t result = 0;
+  std::uint32_t state = 0;
+  capture.GetState(&state, &result);
+  EXPECT_EQ(result, 1);
+  EXPECT_EQ(FileBytes(folder.File("take.wav")).size(), kHeaderBytes + 44100);
+  EXPECT_EQ(capture.StopREC(), 0);
+
+  // Another controller need not wait for this one's Exit.
+  device.faults.position = S_OK;
+  CMMWAVCapture other;
+  const HANDLE otherThread = other.Create(kFormat, &device.id);
+  EXPECT_NE(otherThread, nullptr);
+  EXPECT_EQ(StateOf(other), kStateReady);
+  EXPECT_EQ(capture.Exit(), -2);
+  EXPECT_EQ(StateOf(other), kStateReady);
+  EXPECT_EQ(other.Exit(), 1);
+  CloseHandle(otherThread);
+}
+
+TEST_F(Controller, FurtherControllersHaveRecordsOfTheirOwn) {
+  for (int i = 0; i < 3; ++i) {
+    CMMWAVCapture first;
+    CMMWAVCapture second;
+    const HANDLE running = first.Create(kFormat, "first.wav", folder.Path().c_str(), &device.id);
+    ASSERT_EQ(first.StartREC(), 1);
+    EXPECT_EQ(second.Create(Pcm(8000, 1, 8), &device.id), nullptr);
+    EXPECT_EQ(second.GetSampleRate(), 0u);
+    EXPECT_EQ(second.Exit(), -3);
+    device.Deliver(2 * 44100);
+    EXPECT_TRUE(Eventually([&] { return first.GetSamples() == 2 * 44100; }));
+    EXPECT_EQ(first.Exit(), 1);
+    CloseHandle(running);
+    const HANDLE next = second.Create(Pcm(8000, 1, 8), &device.id);
+    EXPECT_NE(next, nullptr);
+    EXPECT_EQ(second.GetSampleRate(), 8000u);
+    EXPECT_EQ(StateOf(second), kStateReady);
+    CloseHandle(next);  // and the destructor ends it
+  }
+  EXPECT_EQ(device.objects, 0);
+}
+
+TEST_F(Controller, CopiesShareAndNeverEndTheirSourcesRun) {
+  CreateAndOpen();
+  Record(44100);
+  {
+    CMMWAVCapture copy(capture);
+    EXPECT_EQ(copy.GetFileName(), capture.GetFileName());
+    EXPECT_EQ(copy.GetSamples(), 44100u);
+    EXPECT_EQ(copy.Create(kFormat, &device.id), nullptr);
+    EXPECT_EQ(copy.StopREC(), -3);
+    EXPECT_EQ(copy.Exit(), -3);
+  }
+  CMMWAVCapture survivor;
+  survivor = capture;
+  EXPECT_EQ(StateOf(capture), kStateCapturing);
+  EXPECT_EQ(capture.StopREC(), 1);
+  EXPECT_EQ(capture.fileClose(), 1);
+  EXPECT_STREQ(survivor.GetFileName(), "take.wav");
+  EXPECT_EQ(capture.Exit(), 1);
+  EXPECT_EQ(StateOf(survivor), kStateCapturing);  // as it was when the copy was made
+  EXPECT_EQ(survivor.Exit(), -3);
+  CloseHandle(thread);
+  thread = survivor.Create(kFormat, &device.id);  // it is free now for a run of its own
+  EXPECT_NE(thread, nullptr);
+  survivor = capture;  // which ends that run
+  EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+}
+
+TEST_F(Controller, CountsAndTimesRestOnTheBytesRecorded) {
+  WAVEFORMATEX format = kFormat;
+  format.cbSize = 7;
+  thread = capture.Create(format, &device.id);
+  WAVEFORMATEX info{};
+  EXPECT_EQ(capture.GetFileInfo(&info), 1);
+  EXPECT_EQ(info.cbSize, 7);
+  EXPECT_EQ(capture.GetDirverID(), &device.id);
+  EXPECT_EQ(capture.GetChannels(), 2u);
+  EXPECT_EQ(capture.GetSampleSizeInBits(), 16u);
+  EXPECT_EQ(capture.GetSampleToByte(0x40000001u), 4u);
+  const struct {
+    std::uint32_t bytes;
+    const char* text;
+  } times[] = {{11510100, "01:05.25"}, {176400u * 60, "01:00.00"}, {176400u * 6000, "100:00.00"}};
+  for (const auto& time : times) {
+    EXPECT_EQ(capture.SetSamples(time.bytes), 1);
+    EXPECT_STREQ(capture.GetTimeString(nullptr), time.text);
+  }
+  EXPECT_EQ(capture.Exit(), 1);
+
+  CMMWAVCapture slow;
+  const HANDLE slowThread = slow.Create(Pcm(4096, 1, 8), &device.id);
+  slow.SetSamples(4096u * 59999 + 4095);
+  EXPECT_STREQ(slow.GetTimeString(nullptr), "999:59.99");
+  slow.SetSamples(4096u * 70000);
+  EXPECT_STREQ(slow.GetTimeString(nullptr), "999:59.99");
+  slow.Exit();
+  CloseHandle(slowThread);
+  CMMWAVCapture wide;
+  WAVEFORMATEX odd = Pcm(22050, 1, 8);
+  odd.nBlockAlign = 4;
+  const HANDLE wideThread = wide.Create(odd, &device.id);
+  EXPECT_EQ(wide.GetTimeToByte(1), 22048u);
+  CloseHandle(wideThread);
+}
+
+}  // namespace

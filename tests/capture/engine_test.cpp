@@ -1,0 +1,225 @@
+// The engine, call by call on the test's own thread, over a device that delivers on command.
+
+#include <gtest/gtest.h>
+
+#include "capture/CMMCapture.h"
+#include "capture/Messages.h"
+#include "tests/capture/CaptureTools.h"
+#include "tests/capture/FakeDevice.h"
+
+namespace {
+
+class Engine : public testing::Test {
+ protected:
+  ~Engine() override {
+    engine.Free(0);
+    CloseHandle(dat.ownerEvent);
+  }
+
+  std::int32_t Init(const WAVEFORMATEX& format) {
+    dat = ThreadDAT{};
+    dat.deviceGuid = &device.id;
+    dat.segmentCount = 4;
+    dat.commandCount = kCommandCount;
+    dat.format = format;
+    dat.ownerEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    return engine.Init(&dat);
+  }
+
+  void OpenAndStart() {
+    file = folder.File("take.wav");
+    dat.fileName = file.data();
+    ASSERT_EQ(engine.fOpen(&dat), 1);
+    ASSERT_EQ(engine.StartREC(), 1);
+  }
+
+  void ExpectStream(std::size_t bytes) {
+    const auto written = FileBytes(file);
+    ASSERT_EQ(written.size(), kHeaderBytes + bytes);
+    for (std::size_t k = 0; k < bytes; ++k) {
+      ASSERT_EQ(written[kHeaderBytes + k], FakeDevice::Byte(k)) << "byte " << k;
+    }
+  }
+
+  TempFolder folder;
+  FakeDevice device;
+  CMMCapture engine;
+  ThreadDAT dat{};
+  std::string file;
+};
+
+TEST_F(Engine, RingHasFourQuarterSecondSegmentsOfWholeBlocks) {
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  EXPECT_EQ(device.ringBytes, 4 * 44100u);
+  EXPECT_EQ(device.descSize, sizeof(void*) == 4 ? 20u : 24u);
+  ASSERT_EQ(device.points.size(), 4u);
+  for (DWORD i = 0; i < 4; ++i) {
+    EXPECT_EQ(device.points[i].dwOffset, 44100 * (i + 1) - 1);
+    EXPECT_EQ(device.points[i].hEventNotify, device.points[0].hEventNotify);
+  }
+  EXPECT_EQ(dat.segmentCount, 4u);
+  EXPECT_EQ(dat.threadCount, 10);
+  EXPECT_EQ(dat.state, kStateNotification);
+  engine.Free(0);
+  EXPECT_EQ(device.objects, 0);
+
+  ASSERT_EQ(Init(Pcm(22050, 1, 16)), 1);  // 11025 bytes a quarter, down to whole blocks
+  EXPECT_EQ(device.ringBytes, 4 * 11024u);
+}
+
+TEST_F(Engine, SlowFormatsKeepFourSegmentsOfTheSmallestSize) {
+  ASSERT_EQ(Init(Pcm(1500, 1, 8)), 1);
+  EXPECT_EQ(device.ringBytes, 4 * 1024u);
+  EXPECT_EQ(dat.segmentCount, 1u);
+  ASSERT_EQ(device.points.size(), 4u);
+  for (DWORD i = 0; i < 4; ++i) {
+    EXPECT_EQ(device.points[i].dwOffset, 1024 * (i + 1) - 1);
+    EXPECT_NE(device.points[i].hEventNotify, nullptr);
+  }
+  OpenAndStart();
+  device.Deliver(1024 * 3 + 10);
+  EXPECT_EQ(engine.Write(), 3 * 1024);
+  device.Deliver(1024 * 2);
+  EXPECT_EQ(engine.Write(), 2 * 1024);
+  EXPECT_EQ(engine.fClose(), 1);
+  ExpectStream(5 * 1024);
+}
+
+TEST_F(Engine, DrainTakesWholeSegmentsAndCrossesTheRingsEnd) {
+  MessageLog log;
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  OpenAndStart();
+  log.Fetch();
+
+  device.Deliver(44099);
+  std::uint32_t total = 5;
+  EXPECT_EQ(engine.RecordData(&total), 1);
+  EXPECT_EQ(total, 5u);
+  EXPECT_TRUE(log.Fetch().empty());
+
+  device.Deliver(132300 - 44099);
+  EXPECT_EQ(engine.RecordData(&total), 0);
+  EXPECT_EQ(total, 5u + 132300);
+  device.Deliver(132310);
+  EXPECT_EQ(engine.Write(), 132300);
+  const std::vector<std::string> drains = {
+      "Writing 132300 bytes to file from capture buffer starting at offset 0\n",
+      "Writing 132300 bytes to file from capture buffer starting at offset 132300\n"};
+  EXPECT_EQ(log.Fetch(), drains);
+
+  device.Deliver(88200 - 10);  // up to the ring's very end: one part, and the offset begins anew
+  EXPECT_EQ(engine.Write(), 88200);
+  EXPECT_EQ(engine.Write(), 0);
+  device.Deliver(44100);
+  EXPECT_EQ(engine.Write(), 44100);
+  EXPECT_EQ(log.Fetch().back(), "Writing 44100 bytes to file from capture buffer starting at offset 0\n");
+  EXPECT_EQ(engine.fClose(), 1);
+  ExpectStream(132300 * 2 + 88200 + 44100);
+}
+
+TEST_F(Engine, LevelIsTheHighestSampleOfTheFirstPart) {
+  const std::int16_t negative[] = {-300, -20, -400};
+  engine.GetMax16(negative, sizeof negative);
+  EXPECT_EQ(engine.GetMaxLevel(), -20);
+  engine.GetMax16(negative, 1);
+  EXPECT_EQ(engine.GetMaxLevel(), -300);
+  const std::uint8_t bytes[] = {100, 127, 200, 3};
+  engine.GetMax8(bytes, 4);
+  EXPECT_EQ(engine.GetMaxLevel(), 200);
+  engine.GetMax8(bytes, 0);
+  EXPECT_EQ(engine.GetMaxLevel(), 100);
+
+  ASSERT_EQ(Init(Pcm(8192, 1, 8)), 1);  // segments of 2048 bytes
+  OpenAndStart();
+  std::vector<std::uint8_t> stream(8192 + 4096);
+  for (std::size_t k = 0; k < stream.size(); ++k) stream[k] = FakeDevice::Byte(k);
+  device.Deliver(6144 + 37);
+  EXPECT_EQ(engine.Write(), 6144);
+  device.Deliver(4096);
+  EXPECT_EQ(engine.Write(), 4096);  // 2048 before the ring's end and 2048 behind
+  EXPECT_EQ(engine.GetMaxLevel(), *std::max_element(stream.begin() + 6144, stream.begin() + 8192));
+}
+
+TEST_F(Engine, PlatformFailuresLeaveTheReadPosition) {
+  EXPECT_EQ(engine.StartREC(), 0);
+  EXPECT_EQ(engine.StopREC(), 0);
+  EXPECT_EQ(engine.Write(), 0);
+  ASSERT_EQ(Init(Pcm(8192, 1, 8)), 1);
+  OpenAndStart();
+  device.Deliver(4096);
+  device.faults.position = E_FAIL;
+  std::uint32_t total = 0;
+  EXPECT_EQ(engine.RecordData(&total), E_FAIL);
+  EXPECT_EQ(total, 0u);
+  device.faults.position = S_OK;
+  EXPECT_EQ(engine.Write(), 4096);
+
+  MessageLog log;
+  device.faults.stop = 1;
+  EXPECT_EQ(engine.StopREC(), 0);
+  device.faults.stop = DSERR_GENERIC;
+  EXPECT_EQ(engine.StopREC(), DSERR_GENERIC);
+  device.faults.stop = S_OK;
+  EXPECT_EQ(engine.StopREC(), 1);
+  device.faults.start = DSERR_GENERIC;
+  EXPECT_EQ(engine.StartREC(), 1);
+  const std::vector<std::string> said = {capture::kCaptureNotStopped.bytes, capture::kCaptureNotStopped.bytes,
+                                         capture::kCaptureStopped.bytes, capture::kCaptureNotStarted.bytes};
+  EXPECT_EQ(log.Fetch(), said);
+}
+
+TEST_F(Engine, StartUpStopsAtTheStepThatFails) {
+  MessageLog log;
+  const auto attempt = [&](std::atomic<HRESULT>& fault, HRESULT value, std::uint32_t state) {
+    fault = value;
+    EXPECT_EQ(Init(Pcm(44100, 2, 16)), value);
+    EXPECT_EQ(dat.state, state);
+    fault = S_OK;
+    engine.Free(0);
+    EXPECT_EQ(device.objects, 0);
+    CloseHandle(dat.ownerEvent);
+    const auto said = log.Fetch();
+    return said[said.size() - 2];  // the last is that of Free
+  };
+  using namespace capture;
+  EXPECT_EQ(attempt(device.faults.open, DSERR_ALLOCATED, kStateDevice), kDeviceFailed.bytes);
+  EXPECT_EQ(attempt(device.faults.ring, DSERR_BADFORMAT, kStateRing), kRingFailed.bytes);
+  EXPECT_EQ(attempt(device.faults.query, E_NOINTERFACE, kStateNotification), kNotificationsFailed.bytes);
+  EXPECT_EQ(attempt(device.faults.notifications, E_INVALIDARG, kStateNotification),
+            kNotificationsFailed.bytes);
+}
+
+TEST_F(Engine, NeverSignalsTheOwnerOfAnEarlierRun) {
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  EXPECT_EQ(engine.OwnerCall(), 1);
+  EXPECT_EQ(WaitForSingleObject(dat.ownerEvent, 0), WAIT_OBJECT_0);
+  engine.Free(0);
+  EXPECT_EQ(engine.OwnerCall(), 1);  // the end of the run is still to be told
+  CloseHandle(dat.ownerEvent);
+
+  device.faults.open = DSERR_NODRIVER;
+  EXPECT_EQ(Init(Pcm(44100, 2, 16)), DSERR_NODRIVER);
+  EXPECT_EQ(engine.OwnerCall(), 0);
+}
+
+TEST_F(Engine, EventsFollowTheCommandIndices) {
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  EXPECT_EQ(engine.MsgWait(0), WAIT_TIMEOUT);
+  EXPECT_EQ(engine.SetEvent(kCommandStop), 1);
+  EXPECT_EQ(engine.MsgWait(0), 1u + kCommandStop);
+  ::SetEvent(dat.commandEvents[kCommandExit]);
+  EXPECT_EQ(engine.MsgWait(0), 1u + kCommandExit);
+  engine.StartREC();
+  device.Deliver(44100);
+  EXPECT_EQ(engine.MsgWait(0), 0u);  // the notification goes first, once
+  EXPECT_EQ(engine.ResetEvent(kCommandExit), 1);
+  EXPECT_EQ(engine.MsgWait(0), 1u + kCommandStop);
+  EXPECT_EQ(engine.SetRevEvent(kCommandStop), 1);
+  EXPECT_EQ(WaitForSingleObject(dat.replyEvents[kCommandStop], 0), WAIT_OBJECT_0);
+  EXPECT_EQ(engine.ResetRevEvent(kCommandStop), 1);
+  EXPECT_EQ(WaitForSingleObject(dat.replyEvents[kCommandStop], 0), WAIT_TIMEOUT);
+  EXPECT_EQ(engine.SetEvent(kCommandCount), 0);
+  EXPECT_EQ(engine.SetRevEvent(kCommandCount), 0);
+}
+
+}  // namespace

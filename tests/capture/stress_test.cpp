@@ -1,0 +1,224 @@
+// Races between device, thread and controller, under load; and what a thousand runs leave behind.
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <random>
+
+#include "capture/CMMWAVCapture.h"
+#include "tests/capture/CaptureTools.h"
+#include "tests/capture/FakeDevice.h"
+#include "tests/support/Private.h"
+
+/// Blocks that the process has taken from the C++ heap; the library's calls come here as well.
+static std::atomic<long> blocksTaken{0};
+
+void* operator new(std::size_t size) {
+  ++blocksTaken;
+  if (void* block = std::malloc(size)) return block;
+  throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+
+PRIVATE_FIELD(RecordOf, CMMWAVCapture, ThreadDAT, threadDat)
+
+namespace {
+
+/// Keeps the processors busy while it lives.
+class Load {
+ public:
+  Load() {
+    for (auto& thread : threads_) {
+      thread = std::thread([this] {
+        while (!done_) std::this_thread::yield();
+      });
+    }
+  }
+  ~Load() {
+    done_ = true;
+    for (auto& thread : threads_) thread.join();
+  }
+  Load(const Load&) = delete;
+  Load& operator=(const Load&) = delete;
+
+ private:
+  std::atomic<bool> done_{false};
+  std::thread threads_[4];
+};
+
+/// Delivers as fast as the drain takes, in pieces of every size.
+class Feeder {
+ public:
+  Feeder(FakeDevice& device, CMMWAVCapture& capture)
+      : thread_([this, &device, &capture] {
+          std::mt19937 random(1);
+          while (!done_) {
+            const std::uint64_t waiting = device.Delivered() + base_ - capture.GetSamples();
+            if (waiting < device.ringBytes / 4) device.Deliver(static_cast<std::uint32_t>(random() % 700));
+          }
+        }) {}
+  ~Feeder() {
+    done_ = true;
+    thread_.join();
+  }
+  Feeder(const Feeder&) = delete;
+  Feeder& operator=(const Feeder&) = delete;
+
+  /// Bytes recorded before the present take.
+  void SetBase(std::uint64_t bytes) { base_ = bytes; }
+
+ private:
+  std::atomic<bool> done_{false};
+  std::atomic<std::uint64_t> base_{0};
+  std::thread thread_;
+};
+
+TEST(CaptureStress, TakesAreWholeUnderLoadAndHeldUpDrains) {
+  TempFolder folder;
+  FakeDevice device;
+  // Two segments come in between the thread's wait and its look at the position, now and then: their
+  // notification must not wake it again for what it has taken.
+  int calls = 0;
+  device.beforePosition = [&calls](FakeDevice& fake) {
+    if (++calls % 3 == 0) fake.Deliver(2 * fake.ringBytes / 4);
+  };
+  const Load load;
+  CMMWAVCapture capture;
+  const HANDLE thread = capture.Create(Pcm(4096, 1, 8), &device.id);  // segments of 1024 bytes
+  ASSERT_NE(thread, nullptr);
+  Feeder feeder(device, capture);
+  std::mt19937 random(2);
+  std::uint64_t drained = 0;
+  for (int take = 0; take < 60; ++take) {
+    const std::string name = std::to_string(take) + ".wav";
+    const std::uint32_t before = capture.GetSamples();
+    feeder.SetBase(before);
+    ASSERT_EQ(capture.fileOpen(name.c_str(), folder.Path().c_str()), 1) << take;
+    ASSERT_EQ(capture.StartREC(), 1) << take;
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+    ASSERT_EQ(capture.StopREC(), 1) << "take " << take << " ended by itself";
+    ASSERT_EQ(capture.fileClose(), 1) << take;
+    const auto bytes = FileBytes(folder.File(name));
+    ASSERT_EQ(bytes.size(), kHeaderBytes + capture.GetSamples() - before);
+    for (std::size_t k = kHeaderBytes; k < bytes.size(); ++k) {
+      ASSERT_EQ(bytes[k], FakeDevice::Byte(k - kHeaderBytes)) << "take " << take << ", byte " << k;
+    }
+    drained += bytes.size() - kHeaderBytes;
+  }
+  EXPECT_GT(drained, 60u * 1024);
+  EXPECT_EQ(capture.Exit(), 1);
+  CloseHandle(thread);
+}
+
+TEST(CaptureStress, RealTimeRecordingSurvivesAHeldUpThread) {
+  TempFolder folder;
+  std::vector<std::uint8_t> takes[2];
+  for (int take = 0; take < 2; ++take) {
+    CMMWAVCapture capture;
+    const HANDLE thread =
+        capture.Create(Pcm(8000, 1, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
+    ASSERT_EQ(StateOf(capture), kStateFileOpen);
+    ASSERT_EQ(capture.StartREC(), 1);
+    for (int i = 0; take == 0 && i < 4; ++i) {
+      // The thread wakes at a segment's end and cannot go on until two more have passed.
+      const HANDLE mutex = RecordOf(capture).mutex;
+      ASSERT_EQ(WaitForSingleObject(mutex, 5000), WAIT_OBJECT_0);
+      std::this_thread::sleep_for(std::chrono::milliseconds(620));
+      ReleaseMutex(mutex);
+      std::this_thread::sleep_for(std::chrono::milliseconds(60));
+      ASSERT_EQ(StateOf(capture), kStateCapturing);
+    }
+    ASSERT_TRUE(Eventually([&] { return capture.GetPlayTime() >= 2.5; }));
+    EXPECT_EQ(capture.StopREC(), 1);
+    EXPECT_EQ(capture.Exit(), 1);
+    CloseHandle(thread);
+    takes[take] = FileBytes(folder.File("take.wav"));
+    takes[take].erase(takes[take].begin(), takes[take].begin() + kHeaderBytes);
+  }
+  // The device's signal is the same every time, so a lost or doubled segment shows.
+  const std::size_t common = std::min(takes[0].size(), takes[1].size());
+  ASSERT_GE(common, 40000u);
+  EXPECT_TRUE(
+      std::equal(takes[0].begin(), takes[0].begin() + static_cast<std::ptrdiff_t>(common), takes[1].begin()));
+}
+
+TEST(CaptureStress, NothingIsAllocatedWhileARecordingRuns) {
+  TempFolder folder;
+  CMMWAVCapture capture;
+  const HANDLE thread =
+      capture.Create(Pcm(44100, 2, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
+  ASSERT_EQ(capture.StartREC(), 1);
+  while (capture.GetPlayTime() < 0.25) Sleep(1);  // whatever is made at the first use is made by now
+  const long blocks = blocksTaken;
+  const std::size_t heap = mallinfo2().uordblks;
+  while (capture.GetPlayTime() < 1.5) {
+    capture.GetTimeString(nullptr);
+    Sleep(5);
+  }
+  EXPECT_EQ(blocksTaken, blocks);
+  EXPECT_EQ(mallinfo2().uordblks, heap);
+  EXPECT_EQ(capture.Exit(), 1);
+  CloseHandle(thread);
+}
+
+std::size_t Entries(const char* folder) {
+  return static_cast<std::size_t>(
+      std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator()));
+}
+
+TEST(CaptureStress, AThousandRunsLeaveNothingBehind) {
+  TempFolder folder;
+  FakeDevice device;
+  std::size_t memory = 0;
+  std::size_t files = 0;
+  std::size_t threads = 0;
+  constexpr int kWarmUp = 20;
+  for (int run = 0; run < kWarmUp + 1000; ++run) {
+    if (run == kWarmUp) {
+      memory = mallinfo2().uordblks;
+      files = Entries("/proc/self/fd");
+      threads = Entries("/proc/self/task");
+    }
+    CMMWAVCapture capture;
+    const HANDLE thread = capture.Create(Pcm(4096, 1, 8), "take.wav", folder.Path().c_str(), &device.id);
+    ASSERT_EQ(capture.StartREC(), 1);
+    device.Deliver(1024);
+    ASSERT_TRUE(Eventually([&] { return capture.GetSamples() == 1024; }));
+    ASSERT_EQ(capture.Exit(), 1);
+    ASSERT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
+    CloseHandle(thread);
+  }
+  EXPECT_TRUE(Eventually([&] { return Entries("/proc/self/task") <= threads; }));
+  EXPECT_EQ(Entries("/proc/self/fd"), files);
+  EXPECT_LE(mallinfo2().uordblks, memory + 4096);
+  EXPECT_EQ(device.objects, 0);
+}
+
+/// Runs the program that leaves main without Exit, and gives what its file holds.
+std::vector<std::uint8_t> Abandoned(const TempFolder& folder, const char* way) {
+  const std::string file = folder.File("abandoned.wav");
+  const std::string command = std::string(ABANDON_PROGRAM) + " " + file + " " + way;
+  EXPECT_EQ(std::system(command.c_str()), 0) << command;
+  return FileBytes(file);
+}
+
+TEST(CaptureStress, AHostThatDiesWithoutExitLeavesAFinishedFile) {
+  TempFolder folder;
+  for (const char* way : {"leak", "static"}) {
+    const auto bytes = Abandoned(folder, way);
+    ASSERT_GE(bytes.size(), kHeaderBytes + 4000) << way;
+    std::uint32_t data = 0;
+    std::memcpy(&data, &bytes[52], sizeof data);
+    EXPECT_EQ(data, bytes.size() - kHeaderBytes) << way;
+  }
+}
+
+}  // namespace
