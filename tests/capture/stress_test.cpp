@@ -14,17 +14,18 @@
 #include "tests/support/Private.h"
 
 /// Blocks that the process has taken from the C++ heap; the library's calls come here as well.
+/// Not inlined: a compiler that inlines one operator of a pair and not the other warns of a mismatch.
 static std::atomic<long> blocksTaken{0};
 
-void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size) {
   ++blocksTaken;
   if (void* block = std::malloc(size)) return block;
   throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
   std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
   std::free(block);
 }
 
