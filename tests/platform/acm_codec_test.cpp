@@ -77,6 +77,10 @@ TEST(AcmCodec, WholeBlocksOnlyUnlessTheStreamEndsWithoutThatFlag) {
   EXPECT_EQ(taken, 1010u);
   EXPECT_EQ(encoder.Run(Bytes(1015), end, &taken).size(), 512u);
   EXPECT_EQ(taken, 1014u);
+  Conversion law(G711(WAVE_FORMAT_ALAW, kRate, 2), Pcm(kRate, 2, 16));
+  EXPECT_EQ(law.Run(Bytes(7), kBlocks, &taken).size(), 12u);
+  EXPECT_EQ(taken, 6u);
+  EXPECT_EQ(law.Run(Bytes(8), kBlocks, 11, &taken).size(), 8u);
 }
 
 TEST(AcmCodec, BlocksDoNotDependOnHowAStreamIsCut) {

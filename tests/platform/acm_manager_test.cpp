@@ -1,5 +1,6 @@
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "AcmTools.h"
 #include "platform/posix/layer.h"
@@ -184,6 +185,28 @@ TEST(AcmManager, OpenRefusesWhatNoDriverDoes) {
   EXPECT_EQ(stream, nullptr);
   EXPECT_EQ(acmStreamOpen(&stream, nullptr, pcm.Get(), nullptr, nullptr, 0, 0, 0), MMSYSERR_INVALPARAM);
   EXPECT_EQ(acmStreamOpen(nullptr, nullptr, pcm.Get(), pcm.Get(), nullptr, 0, 0, 0), MMSYSERR_INVALPARAM);
+}
+
+/// For the sanitizers: a stream is closed, and drivers come and go, while others use them.
+TEST(AcmManager, ServesThreadsSideBySide) {
+  HACMSTREAM shared = nullptr;
+  Format pcm = Pcm(8000, 1, 16);
+  ASSERT_EQ(acmStreamOpen(&shared, nullptr, pcm.Get(), pcm.Get(), nullptr, 0, 0, 0), MMSYSERR_NOERROR);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 200; ++round) {
+        DWORD size = 0;
+        if (round == 150) acmStreamClose(shared, 0);
+        const MMRESULT result = acmStreamSize(shared, 100, &size, 0);
+        EXPECT_TRUE(result == MMSYSERR_INVALHANDLE || size == 100);
+        const Installed driver(ACMDRIVERDETAILS_SUPPORTF_CODEC);
+        EXPECT_GT(Enumerate().size(), 5u);
+        EXPECT_EQ(Conversion(kTestFormat, Pcm(8000, 1, 8)).open, MMSYSERR_NOERROR);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
 }
 
 class AcmHeader : public testing::Test {

@@ -103,6 +103,8 @@ struct Case {
   const char* soxName;
   const char* ffmpegName;
   std::vector<Program> decoders;  // that follow the published algorithm
+
+  friend void PrintTo(const Case& codec, std::ostream* out) { *out << codec.name; }
 };
 
 class AcmPeer : public testing::TestWithParam<std::tuple<Case, WORD>> {
