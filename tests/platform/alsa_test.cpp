@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -43,12 +44,14 @@ HRESULT OpenDefault() {
 
 /// What a process prints and gives that has no default device. ALSA reads its configuration once a process.
 [[noreturn]] void WithoutDefaultDevice(const char* configuration) {
+  std::fflush(stdout);  // what the test program itself has said
   dup2(STDERR_FILENO, STDOUT_FILENO);
   setenv("ALSA_CONFIG_PATH", configuration, 1);
   unsetenv("PULSE_SERVER");
   const bool refused = OpenDefault() == DSERR_NODRIVER;
   const std::vector<Listed> devices = Devices();
   const bool listed = devices.front().id && *devices.back().id == platform::kSignalDevice;
+  std::fflush(stdout);
   _exit(refused && listed ? 0 : 1);
 }
 
