@@ -94,6 +94,9 @@ class CMM_API CMMWav {
   std::uint32_t EndConvert();
 
  private:
+  struct Share;    // what an object and its copies have in common
+  struct Opening;  // what the two Opens have in common
+
   // The container layer: the RIFF structure of the file.
   std::int32_t ReadMMIO(HMMIO file, MMCKINFO* riff, WAVEFORMATEX** format);
   std::int32_t WriteMMIO(HMMIO file, MMCKINFO* scratch, MMCKINFO* riff, WAVEFORMATEX* format);

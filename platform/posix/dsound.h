@@ -15,6 +15,7 @@ inline constexpr HRESULT DSERR_ALLOCATED = platform::detail::Result(0x8878000Au)
 inline constexpr HRESULT DSERR_INVALIDCALL = platform::detail::Result(0x88780032u);
 inline constexpr HRESULT DSERR_BADFORMAT = platform::detail::Result(0x88780064u);
 inline constexpr HRESULT DSERR_NODRIVER = platform::detail::Result(0x88780078u);
+inline constexpr HRESULT DSERR_ALREADYINITIALIZED = platform::detail::Result(0x88780082u);
 inline constexpr HRESULT DSERR_UNINITIALIZED = platform::detail::Result(0x887800AAu);
 inline constexpr HRESULT DSERR_GENERIC = E_FAIL;
 inline constexpr HRESULT DSERR_INVALIDPARAM = E_INVALIDARG;

@@ -30,7 +30,8 @@ using CaptureFactory = HRESULT (*)(void* context, IDirectSoundCapture** device);
 /// @return false when the GUID is taken, an argument is null, or memory is short
 CMM_API bool RegisterCaptureDevice(const GUID& id, const char* name, CaptureFactory factory, void* context);
 
-/// Takes a device out; opening it gives DSERR_NODRIVER from then on. Open ones go on. The built-in device stays.
+/// Takes a device out; opening it gives DSERR_NODRIVER from then on. Open ones go on, and so does a factory that
+/// another thread is just calling. The built-in device stays.
 /// @return false when there is none such
 CMM_API bool UnregisterCaptureDevice(const GUID& id);
 

@@ -51,7 +51,7 @@ CMM_API DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL
 /// Sleeps for @p milliseconds; 0 gives the processor to whoever else is ready.
 CMM_API void Sleep(DWORD milliseconds);
 
-/// Starts a thread. All signals are blocked in it: they are for the host's own threads.
+/// Starts a thread. Signals are blocked in it, but for faults: they are for the host's own threads.
 /// @param security, flags null and 0
 /// @param id receives the thread's number; may be null
 /// @return the thread's handle, for CloseHandle; 0 on failure

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <new>
 #include <thread>
 
+#include "platform/posix/signals.h"
 #include "platform/posix/sync.h"
 #include "platform/posix/waits.h"
 
@@ -42,22 +42,6 @@ ThreadEnd& CurrentThreadEnd() {
   thread_local ThreadEnd end;
   return end;
 }
-
-/// While it lives, threads start with all signals blocked: the new one inherits the mask.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_;
-};
 
 /// Attributes of a thread that nobody joins.
 class DetachedAttributes {
@@ -129,7 +113,7 @@ std::uintptr_t _beginthreadex(void* security, unsigned stackSize, unsigned(__std
   static constinit std::atomic<unsigned> lastId{0};
   if (security || flags != 0 || !start) return 0;
   auto block = std::make_unique<Start>(Start{start, argument, std::make_shared<Thread>()});
-  const HANDLE handle = OpenHandle(block->thread);
+  HANDLE handle = OpenHandle(block->thread);
   if (!handle) return 0;
   const unsigned number = ++lastId;
   if (id) *id = number;  // before the thread can look at it

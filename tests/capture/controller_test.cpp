@@ -176,8 +176,6 @@ TEST_F(Controller, FailedStartUpTellsTheStep) {
   const Step steps[] = {
       {&FakeDevice::Faults::open, DSERR_NODRIVER, kStateDevice, -8, false},
       {&FakeDevice::Faults::ring, DSERR_BADFORMAT, kStateRing, -12, true},
-      {&FakeDevice::Faults::query, E_NOINTERFACE, kStateNotification, -6, true},
-      {&FakeDevice::Faults::notifications, DSERR_INVALIDPARAM, kStateNotification, -7, true},
   };
   for (const Step& step : steps) {
     MessageLog log;

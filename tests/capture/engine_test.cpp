@@ -168,6 +168,27 @@ TEST_F(Engine, PlatformFailuresLeaveTheReadPosition) {
   EXPECT_EQ(log.Fetch(), said);
 }
 
+TEST_F(Engine, StartUpStopsAtTheStepThatFails) {
+  MessageLog log;
+  const auto attempt = [&](std::atomic<HRESULT>& fault, HRESULT value, std::uint32_t state) {
+    fault = value;
+    EXPECT_EQ(Init(Pcm(44100, 2, 16)), value);
+    EXPECT_EQ(dat.state, state);
+    fault = S_OK;
+    engine.Free(0);
+    EXPECT_EQ(device.objects, 0);
+    CloseHandle(dat.ownerEvent);
+    const auto said = log.Fetch();
+    return said[said.size() - 2];  // the last is that of Free
+  };
+  using namespace capture;
+  EXPECT_EQ(attempt(device.faults.open, DSERR_ALLOCATED, kStateDevice), kDeviceFailed.bytes);
+  EXPECT_EQ(attempt(device.faults.ring, DSERR_BADFORMAT, kStateRing), kRingFailed.bytes);
+  EXPECT_EQ(attempt(device.faults.query, E_NOINTERFACE, kStateNotification), kNotificationsFailed.bytes);
+  EXPECT_EQ(attempt(device.faults.notifications, E_INVALIDARG, kStateNotification),
+            kNotificationsFailed.bytes);
+}
+
 TEST_F(Engine, NeverSignalsTheOwnerOfAnEarlierRun) {
   ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
   EXPECT_EQ(engine.OwnerCall(), 1);

@@ -1,0 +1,80 @@
+#pragma once
+// Capture from an ALSA device.
+
+#include <cstdarg>
+extern "C" {
+#include <alsa/error.h>  // declares one C function outside of its own extern "C"
+}
+#include <alsa/asoundlib.h>
+#include <poll.h>
+
+#include <memory>
+#include <vector>
+
+#include "platform/posix/devices/capture_source.h"
+
+namespace platform::detail {
+
+/// Keeps ALSA's messages to itself on this thread, for as long as it lives. The handler that the host may
+/// have set for the process is not touched.
+class QuietAlsa {
+ public:
+  QuietAlsa();
+  ~QuietAlsa();
+  QuietAlsa(const QuietAlsa&) = delete;
+  QuietAlsa& operator=(const QuietAlsa&) = delete;
+
+ private:
+  snd_local_error_handler_t before_;
+};
+
+/// A descriptor that Wake makes readable.
+class WakeDescriptor {
+ public:
+  WakeDescriptor();
+  ~WakeDescriptor();
+  WakeDescriptor(const WakeDescriptor&) = delete;
+  WakeDescriptor& operator=(const WakeDescriptor&) = delete;
+
+  int Get() const { return descriptor_; }
+  void Set();
+  void Clear();
+
+ private:
+  int descriptor_;
+};
+
+class AlsaSource final : public CaptureSource {
+ public:
+  /// @param name as ALSA's configuration knows it
+  /// @return DS_OK; DSERR_NODRIVER: cannot be opened; DSERR_ALLOCATED: busy; DSERR_OUTOFMEMORY
+  static HRESULT Open(const char* name, std::unique_ptr<CaptureSource>* source);
+
+  ~AlsaSource() override;
+
+  DSCCAPS Caps() const override { return caps_; }
+  HRESULT Configure(const WAVEFORMATEX& format) override;
+  HRESULT Start() override;
+  void Stop() override;
+  DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) override;
+  void Wake() override { wake_.Set(); }
+
+ private:
+  AlsaSource() = default;
+
+  int SetHardware(const WAVEFORMATEX& format);
+  int SetWakePoint();
+  bool CollectDescriptors();
+  bool Restart();
+  bool WaitForData(int milliseconds);
+  void WaitForWake(int milliseconds);
+
+  snd_pcm_t* pcm_ = nullptr;  // opened by Open, closed by the destructor
+  DSCCAPS caps_ = {};
+  DWORD block_ = 0;
+  WakeDescriptor wake_;
+  std::vector<pollfd> descriptors_;  // the wake descriptor, then the device's
+  bool gone_ = false;                // the device has failed for good: nothing more comes of it
+};
+
+}  // namespace platform::detail

@@ -1,0 +1,170 @@
+// Opening and listing capture devices, and the built-in one.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "platform/posix/layer.h"
+#include "tests/support/Recorder.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr GUID kOurs = {0x3D4B0C11, 0x6A10, 0x4D6F, {1, 2, 3, 4, 5, 6, 7, 8}};
+
+HRESULT OpenSignal(void* context, IDirectSoundCapture** device) {
+  ++*static_cast<int*>(context);
+  return DirectSoundCaptureCreate(&platform::kSignalDevice, device, nullptr);
+}
+HRESULT GiveNothing(void*, IDirectSoundCapture**) {
+  return DS_OK;
+}
+HRESULT Busy(void*, IDirectSoundCapture** device) {
+  *device = reinterpret_cast<IDirectSoundCapture*>(device);
+  return DSERR_ALLOCATED;
+}
+
+HRESULT Open(const GUID& id) {
+  IDirectSoundCapture* device = nullptr;
+  const HRESULT result = DirectSoundCaptureCreate(&id, &device, nullptr);
+  EXPECT_EQ(result == DS_OK, device != nullptr);
+  if (device != nullptr) device->Release();
+  return result;
+}
+
+std::vector<std::string> Names() {
+  std::vector<std::string> names;
+  const auto add = [](GUID*, const char* text, const char*, void* context) -> BOOL {
+    static_cast<std::vector<std::string>*>(context)->push_back(text);
+    return TRUE;
+  };
+  EXPECT_EQ(DirectSoundCaptureEnumerateA(add, &names), DS_OK);
+  return names;
+}
+
+TEST(CaptureDevices, RegisteredOnesAreOpenedAndListed) {
+  int opened = 0;
+  std::string name = "Ours";
+  EXPECT_EQ(Open(kOurs), DSERR_NODRIVER);
+  EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, nullptr, OpenSignal, &opened));
+  EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, "Ours", nullptr, &opened));
+  EXPECT_FALSE(platform::RegisterCaptureDevice(platform::kSignalDevice, "Ours", OpenSignal, &opened));
+  ASSERT_TRUE(platform::RegisterCaptureDevice(kOurs, name.c_str(), OpenSignal, &opened));
+  EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, "Again", OpenSignal, &opened));
+  name = "gone";
+  EXPECT_EQ(Open(kOurs), DS_OK);
+  EXPECT_EQ(opened, 1);
+
+  const std::vector<std::string> names = Names();
+  ASSERT_GE(names.size(), 2u);
+  EXPECT_EQ(names.back(), "Built-in signal");
+  EXPECT_EQ(names[names.size() - 2], "Ours");
+  int calls = 0;
+  const auto once = [](GUID*, const char*, const char*, void* context) -> BOOL {
+    ++*static_cast<int*>(context);
+    return FALSE;
+  };
+  EXPECT_EQ(DirectSoundCaptureEnumerateA(once, &calls), DS_OK);
+  EXPECT_EQ(calls, 1);
+
+  EXPECT_TRUE(platform::UnregisterCaptureDevice(kOurs));
+  EXPECT_FALSE(platform::UnregisterCaptureDevice(kOurs));
+  EXPECT_FALSE(platform::UnregisterCaptureDevice(platform::kSignalDevice));
+  EXPECT_EQ(Open(kOurs), DSERR_NODRIVER);
+}
+
+TEST(CaptureDevices, AFactorysFailureIsTheCallers) {
+  ASSERT_TRUE(platform::RegisterCaptureDevice(kOurs, "Busy", Busy, nullptr));
+  EXPECT_EQ(Open(kOurs), DSERR_ALLOCATED);
+  platform::UnregisterCaptureDevice(kOurs);
+  ASSERT_TRUE(platform::RegisterCaptureDevice(kOurs, "Nothing", GiveNothing, nullptr));
+  EXPECT_EQ(Open(kOurs), DSERR_GENERIC);
+  platform::UnregisterCaptureDevice(kOurs);
+}
+
+TEST(CaptureDevices, WrongArgumentsAreRefused) {
+  IDirectSoundCapture* device = nullptr;
+  EXPECT_EQ(DirectSoundCaptureCreate(&platform::kSignalDevice, nullptr, nullptr), DSERR_INVALIDPARAM);
+  EXPECT_EQ(DirectSoundCaptureEnumerateA(nullptr, nullptr), DSERR_INVALIDPARAM);
+  ASSERT_EQ(DirectSoundCaptureCreate(&platform::kSignalDevice, &device, nullptr), DS_OK);
+  const Com<IDirectSoundCapture> first(device);
+  EXPECT_EQ(DirectSoundCaptureCreate(&platform::kSignalDevice, &device, first.get()), DSERR_NOAGGREGATION);
+  EXPECT_EQ(device, nullptr);
+  HRESULT result = DS_OK;
+  EXPECT_EQ(MakeBuffer(first.get(), Pcm(2, 44100, 24), 600, &result), nullptr);
+  EXPECT_EQ(result, DSERR_BADFORMAT);
+}
+
+std::vector<BYTE> Capture(WAVEFORMATEX format, DWORD segmentFrames, std::size_t bytes) {
+  Recorder recorder(&platform::kSignalDevice, format, segmentFrames);
+  std::vector<BYTE> data;
+  EXPECT_EQ(recorder.Result(), DS_OK);
+  EXPECT_EQ(recorder.Start(), DS_OK);
+  while (data.size() < bytes && recorder.Drain(&data)) continue;
+  EXPECT_EQ(recorder.Buffer()->Stop(), DS_OK);
+  EXPECT_GE(data.size(), bytes);
+  data.resize(bytes);
+  return data;
+}
+
+TEST(SignalDevice, TheStreamIsTheSameHoweverItIsCutUp) {
+  const WAVEFORMATEX formats[] = {Pcm(2, 44100, 16), Pcm(1, 8000, 8), Pcm(3, 11025, 16)};
+  for (const WAVEFORMATEX& format : formats) {
+    const DWORD half = format.nSamplesPerSec / 2;
+    EXPECT_TRUE(Capture(format, half / 2, half * format.nBlockAlign) ==
+                Capture(format, half / 3 + 1, half * format.nBlockAlign));
+  }
+}
+
+TEST(SignalDevice, IsAVoiceAtHalfOfFullScale) {
+  const std::vector<BYTE> data = Capture(Pcm(2, 22050, 16), 5000, 88000);
+  std::vector<std::int16_t> samples(data.size() / 2);
+  std::memcpy(samples.data(), data.data(), data.size());
+  const auto [low, high] = std::minmax_element(samples.begin(), samples.end());
+  EXPECT_GT(*high, 13000);
+  EXPECT_LE(*high, 16384);
+  EXPECT_LT(*low, -1000);
+  // The syllables' pitch, as the distance after which the left channel is most like itself.
+  const auto alike = [&](std::size_t frames) {
+    double sum = 0;
+    for (std::size_t i = 2000; i < 4000; ++i)
+      sum += static_cast<double>(samples[2 * i]) * samples[2 * (i + frames)];
+    return sum;
+  };
+  std::size_t best = 100;
+  for (std::size_t frames = 100; frames < 300; ++frames)
+    if (alike(frames) > alike(best)) best = frames;
+  EXPECT_NEAR(22050.0 / static_cast<double>(best), 118, 3);
+
+  const std::vector<BYTE> narrow = Capture(Pcm(1, 8000, 8), 1000, 8000);
+  EXPECT_NEAR(narrow[0], 128, 1);
+  EXPECT_GT(*std::max_element(narrow.begin(), narrow.end()), 180);
+  EXPECT_LE(*std::max_element(narrow.begin(), narrow.end()), 192);
+}
+
+// Never ahead of the clock; and not behind it either, except for what a busy machine holds up for a while.
+TEST(SignalDevice, RunsInRealTime) {
+  const WAVEFORMATEX format = Pcm(2, 44100, 16);
+  Recorder recorder(&platform::kSignalDevice, format, 44100);
+  ASSERT_EQ(recorder.Result(), DS_OK);
+  const auto begin = std::chrono::steady_clock::now();
+  ASSERT_EQ(recorder.Start(), DS_OK);
+  double ratio = 0;
+  for (double elapsed = 0; elapsed < 3.5;) {
+    std::this_thread::sleep_for(50ms);
+    DWORD position = 0;
+    recorder.Buffer()->GetCurrentPosition(nullptr, &position);
+    elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    ratio = position / (elapsed * format.nAvgBytesPerSec);
+    ASSERT_LE(ratio, 1.0);
+    if (elapsed > 1 && ratio > 0.97) break;
+  }
+  EXPECT_GT(ratio, 0.97);
+}
+
+}  // namespace

@@ -1,0 +1,136 @@
+// The container layer: what the file holds around the samples, when it is opened and when it is finished.
+#include "wavfile/share.h"
+
+namespace {
+
+constexpr FOURCC kWave = mmioFOURCC('W', 'A', 'V', 'E');
+constexpr FOURCC kFormat = mmioFOURCC('f', 'm', 't', ' ');
+constexpr FOURCC kFact = mmioFOURCC('f', 'a', 'c', 't');
+constexpr FOURCC kData = mmioFOURCC('d', 'a', 't', 'a');
+constexpr LONG kPcmFormatSize = 16;  // a format record without its last field, the extra size
+constexpr std::uint32_t kNoFrameCount = 0xFFFFFFFF;
+
+bool ReadExactly(HMMIO file, void* data, LONG count) {
+  return mmioRead(file, static_cast<HPSTR>(data), count) == count;
+}
+
+bool WriteExactly(HMMIO file, const void* data, LONG count) {
+  return mmioWrite(file, static_cast<const char*>(data), count) == count;
+}
+
+// Puts the sizes and the frame count where their placeholders are.
+bool FinishFile(HMMIO file, const MMIOINFO& cursor, MMCKINFO* data, MMCKINFO* riff, std::uint32_t frames) {
+  if (mmioSetInfo(file, &cursor, 0) != 0) return false;
+  // When the disk has no room for the pad byte the sizes are right all the same, and the rest is worth
+  // finishing.
+  const bool padded = mmioAscend(file, data, 0) == 0;
+  if (mmioAscend(file, riff, 0) != 0 && padded) return false;
+  mmioSeek(file, 0, SEEK_SET);
+  if (mmioDescend(file, riff, nullptr, 0) != 0) return false;
+  data->ckid = kFact;
+  if (mmioDescend(file, data, riff, MMIO_FINDCHUNK) == 0) {
+    WriteExactly(file, &frames, sizeof(frames));
+    mmioAscend(file, data, 0);
+  }
+  return mmioAscend(file, riff, 0) == 0 && padded;
+}
+
+}  // namespace
+
+std::int32_t CMMWav::ReadMMIO(HMMIO file, MMCKINFO* riff, WAVEFORMATEX** format) {
+  if (*format != nullptr) return 0;
+  if (mmioDescend(file, riff, nullptr, 0) != 0 || riff->ckid != FOURCC_RIFF || riff->fccType != kWave)
+    return 0;
+  MMCKINFO chunk = {};
+  chunk.ckid = kFormat;
+  if (mmioDescend(file, &chunk, riff, MMIO_FINDCHUNK) != 0 || chunk.cksize < kPcmFormatSize) return 0;
+  WAVEFORMATEX record = {};
+  if (!ReadExactly(file, &record, kPcmFormatSize)) return 0;
+  // The extra size of a PCM format says nothing, and is not read.
+  const bool pcm = record.wFormatTag == WAVE_FORMAT_PCM;
+  if (!pcm && !ReadExactly(file, &record.cbSize, sizeof(record.cbSize))) return 0;
+  WAVEFORMATEX* const block = Share::NewFormat(this, record.cbSize);
+  if (block == nullptr) return 0;
+  *block = record;
+  if (ReadExactly(file, block + 1, record.cbSize) && mmioAscend(file, &chunk, 0) == 0) {
+    *format = block;
+    return 1;
+  }
+  Share::FreeFormat(block);
+  return 0;
+}
+
+std::int32_t CMMWav::WriteMMIO(HMMIO file, MMCKINFO* scratch, MMCKINFO* riff, WAVEFORMATEX* format) {
+  riff->fccType = kWave;
+  riff->cksize = 0;
+  if (mmioCreateChunk(file, riff, MMIO_CREATERIFF) != 0) return 0;
+  scratch->ckid = kFormat;
+  scratch->cksize = kPcmFormatSize;
+  if (mmioCreateChunk(file, scratch, 0) != 0) return 0;
+  const bool pcm = format->wFormatTag == WAVE_FORMAT_PCM;
+  const LONG size = pcm ? kPcmFormatSize : static_cast<LONG>(sizeof(WAVEFORMATEX)) + format->cbSize;
+  if (!WriteExactly(file, format, size) || mmioAscend(file, scratch, 0) != 0) return 0;
+  MMCKINFO fact = {};
+  fact.ckid = kFact;
+  if (mmioCreateChunk(file, &fact, 0) != 0 || !WriteExactly(file, &kNoFrameCount, sizeof(kNoFrameCount)))
+    return 0;
+  return mmioAscend(file, &fact, 0) == 0;
+}
+
+std::int32_t CMMWav::OpenFileR(char* path, HMMIO* file, WAVEFORMATEX** format, MMCKINFO* riff) {
+  HMMIO const opened = mmioOpenA(path, nullptr, MMIO_ALLOCBUF | MMIO_READ);
+  if (opened == nullptr) return 0;
+  if (ReadMMIO(opened, riff, format) == 0) {
+    mmioClose(opened, 0);
+    return 0;
+  }
+  *file = opened;
+  return 1;
+}
+
+std::int32_t CMMWav::OpenFileW(char* path, HMMIO* file, WAVEFORMATEX* format, MMCKINFO* scratch,
+                               MMCKINFO* riff) {
+  // CloseW reads the header back, so the file is opened for reading too.
+  HMMIO const opened = mmioOpenA(path, nullptr, MMIO_ALLOCBUF | MMIO_CREATE | MMIO_READWRITE);
+  if (opened == nullptr) return 0;
+  if (WriteMMIO(opened, scratch, riff, format) == 0) {
+    mmioClose(opened, 0);
+    return 0;
+  }
+  *file = opened;
+  return 1;
+}
+
+std::int32_t CMMWav::ResetR() {
+  // From the start of the RIFF chunk, since "data" may stand ahead of "fmt ".
+  const std::uint32_t first = riffChunk.dwDataOffset + sizeof(FOURCC);
+  if (mmioSeek(hmmio, static_cast<LONG>(first), SEEK_SET) == -1) return 0;
+  dataChunk.ckid = kData;
+  if (mmioDescend(hmmio, &dataChunk, &riffChunk, MMIO_FINDCHUNK) != 0) return 0;
+  dataBytes = dataChunk.cksize;
+  return 1;
+}
+
+std::int32_t CMMWav::ResetW() {
+  dataChunk.cksize = 0;
+  dataChunk.ckid = kData;
+  if (mmioCreateChunk(hmmio, &dataChunk, 0) != 0) return 0;
+  if (mmioGetInfo(hmmio, &mmioInfo, 0) != 0) return 0;
+  dataBytes = 0;
+  return 1;
+}
+
+std::int32_t CMMWav::CloseR() {
+  const bool closed = mmioClose(hmmio, 0) == 0;
+  Share::EndFile(*this);
+  return closed;
+}
+
+std::int32_t CMMWav::CloseW(std::uint32_t frames) {
+  mmioInfo.dwFlags |= MMIO_DIRTY;
+  Share::EndFile(*this);
+  const bool finished = FinishFile(hmmio, mmioInfo, &dataChunk, &riffChunk, frames);
+  // Closed in any case: what could not be finished is no reason to keep the handle.
+  const bool closed = mmioClose(hmmio, 0) == 0;
+  return finished && closed;
+}

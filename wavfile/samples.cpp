@@ -1,0 +1,131 @@
+// Sample bytes in and out, and seeking.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "wavfile/low_bits.h"
+#include "wavfile/modes.h"
+#include "wavfile/share.h"
+
+namespace {
+
+// From this many bytes on they go between the caller's memory and the file in one call, past the buffer.
+constexpr std::uint32_t kLargeRest = 4096;
+// The most that one call is given; its count is signed.
+constexpr std::uint32_t kLargestCall = 1u << 30;
+
+std::size_t Distance(const char* from, const char* to) {
+  return static_cast<std::size_t>(to - from);
+}
+
+// The data size with which the RIFF size, which counts the pad byte and all from the form type on, just fits.
+std::uint32_t LargestData(const MMCKINFO& riff, const MMCKINFO& data) {
+  return (0xFFFFFFFF - (data.dwDataOffset - riff.dwDataOffset)) & ~1u;
+}
+
+// Writes past the buffer. Gives the bytes taken, and a record that is up to date again.
+std::uint32_t WriteLarge(HMMIO file, MMIOINFO* cursor, const char* from, std::uint32_t count) {
+  cursor->dwFlags |= MMIO_DIRTY;
+  if (mmioSetInfo(file, cursor, 0) != 0) return 0;
+  const LONG wrote = mmioWrite(file, from, static_cast<LONG>(std::min(count, kLargestCall)));
+  return mmioGetInfo(file, cursor, 0) == 0 && wrote > 0 ? static_cast<std::uint32_t>(wrote) : 0;
+}
+
+// Reads past the buffer, whose record is handed back.
+bool ReadLarge(HMMIO file, const MMIOINFO& cursor, char* to, std::uint32_t count) {
+  if (mmioSetInfo(file, &cursor, 0) != 0) return false;
+  while (count > 0) {
+    const LONG part = static_cast<LONG>(std::min(count, kLargestCall));
+    if (mmioRead(file, to, part) != part) return false;
+    to += part;
+    count -= static_cast<std::uint32_t>(part);
+  }
+  return true;
+}
+
+}  // namespace
+
+std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* delivered) {
+  if (delivered == nullptr) return 0;
+  *delivered = 0;
+  if (!Share::Live(*this) || (buffer == nullptr && bytes > 0)) return 0;
+  const std::uint32_t align = srcFormat->nBlockAlign;
+  if (align == 0 || srcFormat->nChannels == 0 || srcFormat->wBitsPerSample == 0 || bytes % align != 0)
+    return 0;
+  const std::uint32_t take = std::min(bytes, dataChunk.cksize);
+  if (take == 0) return 1;
+  MMIOINFO cursor;
+  if (mmioGetInfo(hmmio, &cursor, 0) != 0) return 0;
+  dataChunk.cksize -= take;
+
+  char* to = static_cast<char*>(buffer);
+  std::uint32_t rest = take;
+  for (;;) {
+    const auto held =
+        static_cast<std::uint32_t>(std::min<std::size_t>(Distance(cursor.pchNext, cursor.pchEndRead), rest));
+    if (held > 0) std::memcpy(to, cursor.pchNext, held);
+    cursor.pchNext += held;
+    to += held;
+    rest -= held;
+    if (rest == 0 || rest >= kLargeRest) break;
+    if (mmioAdvance(hmmio, &cursor, MMIO_READ) != 0) return 0;
+    if (cursor.pchNext == cursor.pchEndRead) return 0;  // the file ends ahead of its declared size
+  }
+  if (!ReadLarge(hmmio, cursor, to, rest)) return 0;
+  *delivered = take;
+  return 1;
+}
+
+std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t* taken) {
+  if (!Share::Live(*this) || openMode != kWriting || taken == nullptr || (data == nullptr && bytes > 0))
+    return 0;
+  const std::uint32_t align = srcFormat->nBlockAlign;
+  if (align == 0) {
+    *taken = 0;
+    return 0;
+  }
+  if (bytes % align != 0) return 0;
+  const std::uint32_t room = LargestData(riffChunk, dataChunk) - dataBytes;
+  const std::uint32_t fit = bytes <= room ? bytes : room / align * align;
+
+  const char* from = static_cast<const char*>(data);
+  std::uint32_t rest = fit;
+  while (rest > 0) {
+    // First of all, so that a full disk stops a large block as well.
+    if (mmioInfo.pchNext == mmioInfo.pchEndWrite) {
+      mmioInfo.dwFlags |= MMIO_DIRTY;
+      if (mmioAdvance(hmmio, &mmioInfo, MMIO_WRITE) != 0) break;
+    }
+    const std::size_t space = Distance(mmioInfo.pchNext, mmioInfo.pchEndWrite);
+    std::uint32_t part;
+    if (rest > space && rest >= kLargeRest) {
+      part = WriteLarge(hmmio, &mmioInfo, from, rest);
+      if (part == 0) break;
+    } else {
+      part = static_cast<std::uint32_t>(std::min<std::size_t>(space, rest));
+      std::memcpy(mmioInfo.pchNext, from, part);
+      mmioInfo.pchNext += part;
+    }
+    from += part;
+    rest -= part;
+  }
+  *taken = fit - rest;
+  dataBytes += fit - rest;
+  return rest == 0 && fit == bytes;
+}
+
+std::int32_t CMMWav::SampleFind(std::uint32_t sample) {
+  if (!Share::Live(*this) || openMode == kWriting) return 0;
+  if (srcFormat->nBlockAlign == 0 || srcFormat->nChannels == 0 || srcFormat->wBitsPerSample == 0) return 0;
+  if (sample > GetSampleSize()) return 0;
+  const std::uint32_t offset = srcFormat->nBlockAlign * sample;
+  mmioSeek(hmmio, static_cast<LONG>(dataChunk.dwDataOffset + offset), SEEK_SET);
+  dataChunk.cksize = dataBytes - offset;
+  return 1;
+}
+
+std::int32_t CMMWav::TimeFind(double seconds) {
+  if (!Share::Live(*this) || openMode == kWriting || srcFormat->nBlockAlign == 0) return 0;
+  const double block = srcFormat->nAvgBytesPerSec * seconds / srcFormat->nBlockAlign;
+  return SampleFind(LowBits(block, 0xFFFFFFFF));  // a number above every file's count of frames
+}
