@@ -8,6 +8,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 
 #include "resample/Forms.h"
@@ -22,45 +23,47 @@ struct Ends {
   typename V::Vec cur;
 };
 
-/// prev + trunc((cur - prev) * weight / 2^32).
-/// @param whole receives the words, all bits set, whose product is whole (or nearly), marked, and not 0
+/// The products of samples whose entries are tabled.
+/// @param size  the differences without their signs
+/// @param whole receives the words, all bits set, that need the double formula
 template <class V>
-CMM_VECTOR_CODE inline typename V::Vec Interpolate(const Ends<V>& ends, const Plan& plan, std::size_t at,
-                                                   typename V::Vec& whole) {
+CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const Plan& plan, std::size_t at,
+                                                     typename V::Vec q, typename V::Vec& whole) {
   using Vec = typename V::Vec;
-  const Vec prev = ends.prev;
-  const Vec cur = ends.cur;
+  const Vec product = V::MulHigh(size, V::Load(plan.high + at));
+  const Vec remainder = V::Sub(V::MulLow(size, V::Load(plan.low + at)), V::MulLow(product, q));
+  whole = V::Equal(remainder, V::Load(plan.whole + at));
+  return V::Sub(product, V::Greater(remainder, V::Load(plan.limit + at)));
+}
+
+/// The products of samples whose entries are 32-bit weights.
+template <class V>
+CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, const Plan& plan, std::size_t at,
+                                                       typename V::Vec& whole) {
+  using Vec = typename V::Vec;
   const Vec high = V::Load(plan.high + at);
-  const Vec size = V::Sub(V::Max(prev, cur), V::Min(prev, cur));
   // 16 times 32 bits: the top word, and the middle one with its carry into the top.
   const Vec carried = V::MulHigh(size, V::Load(plan.low + at));
   const Vec middle = V::Add(V::MulLow(size, high), carried);
   const Vec noCarry = V::Equal(V::SubSaturated(carried, middle), V::Zero());
-  const Vec product = V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
-  whole =
-      V::AndNot(V::Equal(prev, cur), V::Equal(V::SubSaturated(middle, V::One()), V::Load(plan.mark + at)));
-  const Vec falls = V::Greater(prev, cur);
-  return V::Add(prev, V::Sub(V::Xor(product, falls), falls));
+  whole = V::AndNot(V::Equal(size, V::Zero()), V::Equal(V::SubSaturated(middle, V::One()), V::Zero()));
+  return V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
 }
 
-/// Computes marked whole products again, by the double formula.
+/// Computes whole products again, by the double formula.
 template <class V, class Sample, std::uint32_t kChannels>
-CMM_VECTOR_CODE typename V::Vec Repair(const MapJob<Sample>& job, std::uint64_t slot, const Ends<V>& ends,
-                                       typename V::Vec result, typename V::Vec whole) {
+CMM_VECTOR_CODE [[gnu::noinline]] void Repair(const MapJob<Sample>& job, std::uint64_t slot,
+                                              const Ends<V>& ends, typename V::Vec whole, Sample* out) {
   alignas(32) std::int16_t prev[V::kWords];
   alignas(32) std::int16_t cur[V::kWords];
-  alignas(32) std::int16_t out[V::kWords];
-  alignas(32) std::int16_t wrong[V::kWords];
   V::Store(prev, ends.prev);
   V::Store(cur, ends.cur);
-  V::Store(out, result);
-  V::Store(wrong, whole);
-  for (std::uint32_t i = 0; i < V::kWords; ++i) {
-    if (wrong[i] == 0) continue;
+  for (unsigned bits = V::Bits(whole); bits != 0;) {
+    const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
+    bits &= ~(3U << 2 * i);
     const double fraction = job.plan->Phase(slot + i / kChannels) * job.inv;
-    out[i] = static_cast<std::int16_t>(prev[i] + static_cast<std::int32_t>((cur[i] - prev[i]) * fraction));
+    out[i] = static_cast<Sample>(prev[i] + static_cast<std::int32_t>((cur[i] - prev[i]) * fraction));
   }
-  return V::Load(out);
 }
 
 /// Makes up to count outputs, a vector at a time, out of the plan's entries.
@@ -68,28 +71,39 @@ CMM_VECTOR_CODE typename V::Vec Repair(const MapJob<Sample>& job, std::uint64_t 
 /// @param slot   the place in the cycle of the plan's entry 0
 /// @param origin the frame from which the entries count
 /// @return the number of outputs made: whole vectors, as far as the block can be read
-template <class V, class Sample, std::uint32_t kChannels>
+template <class V, class Sample, std::uint32_t kChannels, bool kTabled>
 CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, std::uint32_t entry, std::uint64_t slot,
                                          std::int64_t origin, std::uint64_t count) {
+  using Vec = typename V::Vec;
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
   const Plan& plan = *job.plan;
+  const std::uint32_t length = plan.length;
+  const std::int64_t advance = plan.advance;
+  const Vec q = V::Spread16(static_cast<std::uint16_t>(plan.q));
+  const Sample* const frames = job.frames;
   const auto frameCount = static_cast<std::int64_t>(job.frameCount);
   Sample* out = job.out;
   std::uint64_t made = 0;
   for (; made + kOutputs <= count; made += kOutputs) {
     Ends<V> ends;
-    if (!V::template Gather<Sample, kChannels>(job.frames, frameCount, origin, plan, entry, ends)) break;
-    typename V::Vec whole;
-    typename V::Vec result = Interpolate<V>(ends, plan, std::size_t{entry} * kChannels, whole);
-    if (V::Any(whole)) [[unlikely]] {
-      result = Repair<V, Sample, kChannels>(job, slot + entry, ends, result, whole);
+    if (!V::template Gather<Sample, kChannels>(frames, frameCount, origin, plan, entry, ends)) break;
+    const Vec size = V::template Size<Sample>(ends);
+    Vec whole;
+    Vec product;
+    if constexpr (kTabled) {
+      product = TabledProduct<V>(size, plan, std::size_t{entry} * kChannels, q, whole);
+    } else {
+      product = WeightedProduct<V>(size, plan, std::size_t{entry} * kChannels, whole);
     }
-    V::Put(out, result);
+    V::Put(out, V::template Apply<Sample>(ends, product));
+    if (V::Any(whole)) [[unlikely]] {
+      Repair<V, Sample, kChannels>(job, slot + entry, ends, whole, out);
+    }
     out += V::kWords;
     entry += kOutputs;
-    if (entry >= plan.length) {
-      entry -= plan.length;
-      origin += plan.advance;
+    if (entry >= length) {
+      entry -= length;
+      origin += advance;
     }
   }
   return made;
@@ -136,10 +150,8 @@ template <class V, class Sample, std::uint32_t kChannels>
 CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   const Plan& plan = *job.plan;
   const std::uint32_t slot = plan.Slot(job.at.phase);
-  // Slot 0 is the upper end of an interval; its entry may already name the next one.
-  const std::int64_t ahead = slot != 0 ? plan.index[slot] : 0;
-  const auto origin = static_cast<std::int64_t>(job.at.frame) - ahead;
-  const std::uint64_t made = RunEntries<V, Sample, kChannels>(job, slot, 0, origin, job.outputs);
+  const auto origin = static_cast<std::int64_t>(job.at.frame) - plan.index[slot];
+  const std::uint64_t made = RunEntries<V, Sample, kChannels, true>(job, slot, 0, origin, job.outputs);
   job.Advance(made, kChannels);
 }
 
@@ -158,7 +170,7 @@ CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
     }
     FillEntries<V, Sample, kChannels>(plan, job, count);
     const auto origin = static_cast<std::int64_t>(job.at.frame);
-    const std::uint64_t made = RunEntries<V, Sample, kChannels>(job, 0, slot, origin, count);
+    const std::uint64_t made = RunEntries<V, Sample, kChannels, false>(job, 0, slot, origin, count);
     if (made == 0) break;
     job.Advance(made, kChannels);
   }
