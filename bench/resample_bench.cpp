@@ -62,6 +62,7 @@ struct Plain {
   std::uint32_t phase = 0;
   double inv = 0.0;
   bool first = true;
+  std::uint32_t limit = 0;
 
   std::uint32_t Move(const Sample* src, std::uint32_t frames, Sample* out) {
     std::uint32_t written = 0;
@@ -95,6 +96,10 @@ struct Plain {
       out += kChannels;
       ++written;
       phase += rates.from;
+      if (written == limit) {
+        std::memcpy(prev, cur, sizeof(cur));
+        return written;
+      }
     }
   }
 };

@@ -108,17 +108,15 @@ struct Avx2 {
   }
 
   template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline bool Gather(const Sample* frames, std::int64_t frameCount,
-                                            std::int64_t origin, const Plan& plan, std::uint32_t entry,
+  CMM_VECTOR_CODE static inline bool Gather(const Sample* from, std::int64_t frames, const Cursor& at,
                                             Ends<Avx2>& ends) {
     constexpr std::uint32_t kHalf = 4 / kChannels;
-    const std::uint16_t* const index = plan.index + entry;
-    if (origin + index[3 * kHalf] + kWindow < Sample, kChannels >> frameCount) return false;
-    const Sample* const from = frames + origin * kChannels;
+    const std::uint16_t* const index = at.index;
+    if (index[3 * kHalf] + std::int64_t{kWindow<Sample, kChannels>} > frames) return false;
     const Vec a = Load2(from + index[0] * kChannels, from + index[2 * kHalf] * kChannels);
     const Vec b = Load2(from + index[kHalf] * kChannels, from + index[3 * kHalf] * kChannels);
-    const Vec pairsA = _mm256_shuffle_epi8(a, Load(plan.shuffle[entry]));
-    const Vec pairsB = _mm256_shuffle_epi8(b, Load(plan.shuffle[entry + kHalf]));
+    const Vec pairsA = _mm256_shuffle_epi8(a, Load(at.shuffle));
+    const Vec pairsB = _mm256_shuffle_epi8(b, Load(at.shuffle + kHalf * sizeof(Plan::shuffle[0])));
     ends = {UnpackLow64(pairsA, pairsB), UnpackHigh64(pairsA, pairsB)};
     return true;
   }

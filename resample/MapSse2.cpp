@@ -87,11 +87,10 @@ struct Sse2 {
   static void StoreShuffles(Plan&, std::uint64_t, Vec) {}
 
   template <class Sample, std::uint32_t kChannels>
-  static inline bool Gather(const Sample* frames, std::int64_t, std::int64_t origin, const Plan& plan,
-                            std::uint32_t entry, Ends<Sse2>& ends) {
+  static inline bool Gather(const Sample* from, std::int64_t, const Cursor& at, Ends<Sse2>& ends) {
     const auto pair = [&](std::uint32_t i) {
       // Two frames, one behind the other: 2, 4 or 8 bytes.
-      return Fetch<2 * kChannels * sizeof(Sample)>(frames + (origin + plan.index[entry + i]) * kChannels);
+      return Fetch<2 * kChannels * sizeof(Sample)>(from + at.index[i] * kChannels);
     };
     if constexpr (sizeof(Sample) * kChannels == 4) {
       const Vec a = UnpackLow32(pair(0), pair(1));

@@ -75,18 +75,20 @@ void Plan::Prepare(std::uint32_t src, std::uint32_t dst, double inv, std::uint32
 
 void Plan::Tabulate(double inv) {
   constexpr std::uint16_t kNever = 0xFFFF;
+  doubtful = false;
   for (std::uint32_t slot = 0; slot < length + kSpare; ++slot) {
     const std::uint32_t phase = Phase(slot);
     const std::uint32_t part = phase / unit;
     const Fraction fraction = Classify(phase, dstRate, inv);
+    doubtful = doubtful || fraction == Fraction::kSometimesShort;
     // The interval that ends at or behind the position; the first entry's upper end is position 0.
     index[slot] = static_cast<std::uint16_t>((slot * p + q - 1) / q);
     for (std::uint32_t c = 0; c < channels; ++c) {
       const std::uint32_t at = slot * channels + c;
-      high[at] = static_cast<std::uint16_t>(((part << 16) - 1) / q);
-      low[at] = static_cast<std::uint16_t>(part);
-      limit[at] = static_cast<std::uint16_t>(fraction == Fraction::kAlwaysShort ? q : q - 1);
-      whole[at] = fraction == Fraction::kSometimesShort ? static_cast<std::uint16_t>(q) : kNever;
+      rows[kHigh][at] = static_cast<std::uint16_t>(((part << 16) - 1) / q);
+      rows[kLow][at] = static_cast<std::uint16_t>(part);
+      rows[kLimit][at] = static_cast<std::uint16_t>(fraction == Fraction::kAlwaysShort ? q : q - 1);
+      rows[kWhole][at] = fraction == Fraction::kSometimesShort ? static_cast<std::uint16_t>(q) : kNever;
     }
   }
 }

@@ -64,14 +64,18 @@ struct Plan {
   /// Frames from the first to the last interval of 4 samples, at most.
   std::uint32_t reach = 0;
 
+  bool doubtful = false;  ///< the table has entries whose whole products need the double formula
+
   std::uint16_t index[kEntries + kSpare] = {};  ///< the frame that opens the interval
-  // For each sample: the channels of a frame share their values.
-  alignas(32)
-      std::uint16_t high[kSamples] = {};  ///< 2^16 * part / q, the next lower number; the weight's high half
-  alignas(32) std::uint16_t low[kSamples] = {};    ///< part; the weight's low half
-  alignas(32) std::uint16_t limit[kSamples] = {};  ///< the product is one more when the remainder is above
-  alignas(32)
-      std::uint16_t whole[kSamples] = {};  ///< the remainder of whole products that need the double formula
+  /// For each sample, channels of a frame sharing their values:
+  enum Row : std::uint8_t {
+    kHigh,   ///< 2^16 * part / q, the next lower number; the weight's high half
+    kLow,    ///< part; the weight's low half
+    kLimit,  ///< the product is one more when the remainder is above
+    kWhole,  ///< the remainder of whole products that need the double formula
+    kRows
+  };
+  alignas(32) std::uint16_t rows[kRows][kSamples] = {};
   /// For each output two byte shuffles, for the 4 samples from it on and for those 8 samples later. Each
   /// takes the lower ends of the intervals and then the upper ones, as 16-bit words, out of the bytes from
   /// the first one's frame on.
