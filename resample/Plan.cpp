@@ -58,10 +58,9 @@ void Plan::Prepare(std::uint32_t src, std::uint32_t dst, double inv, std::uint32
   if (q > kLongestCycle || p / q >= 0x10000 / (kEntries + 2 * kSpare)) return;
   inverse = InverseModulo(p, q);
   if (q <= kEntries) {
-    constexpr std::uint32_t kWorthwhile = 64;
-    const std::uint32_t cycles = (kWorthwhile + q - 1) / q;
+    constexpr std::uint32_t kWorthwhile = 320;  // starting over costs as much as a few vectors
     kind = Kind::kTabled;
-    length = q * std::max(cycles, 1U);
+    length = q * std::max(kWorthwhile / q, 1U);
     advance = length / q * p;
     Tabulate(inv);
     TabulateShuffles(sampleBytes);
@@ -76,13 +75,11 @@ void Plan::Prepare(std::uint32_t src, std::uint32_t dst, double inv, std::uint32
 void Plan::Tabulate(double inv) {
   constexpr std::uint16_t kNever = 0xFFFF;
   doubtful = false;
-  for (std::uint32_t slot = 0; slot < length + kSpare; ++slot) {
+  for (std::uint32_t slot = 0; slot < q; ++slot) {
     const std::uint32_t phase = Phase(slot);
     const std::uint32_t part = phase / unit;
     const Fraction fraction = Classify(phase, dstRate, inv);
     doubtful = doubtful || fraction == Fraction::kSometimesShort;
-    // The interval that ends at or behind the position; the first entry's upper end is position 0.
-    index[slot] = static_cast<std::uint16_t>((slot * p + q - 1) / q);
     for (std::uint32_t c = 0; c < channels; ++c) {
       const std::uint32_t at = slot * channels + c;
       rows[kHigh][at] = static_cast<std::uint16_t>(((part << 16) - 1) / q);
@@ -90,6 +87,14 @@ void Plan::Tabulate(double inv) {
       rows[kLimit][at] = static_cast<std::uint16_t>(fraction == Fraction::kAlwaysShort ? q : q - 1);
       rows[kWhole][at] = fraction == Fraction::kSometimesShort ? static_cast<std::uint16_t>(q) : kNever;
     }
+  }
+  for (auto& row : rows) {
+    for (std::uint32_t at = q * channels; at < (length + kSpare) * channels; ++at)
+      row[at] = row[at - q * channels];
+  }
+  // The interval that ends at or behind the position; the first entry's upper end is position 0.
+  for (std::uint32_t slot = 0; slot < length + kSpare; ++slot) {
+    index[slot] = static_cast<std::uint16_t>((slot * p + q - 1) / q);
   }
 }
 
