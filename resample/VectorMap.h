@@ -40,7 +40,7 @@ struct Cursor {
 
 /// The products of samples whose entries are tabled.
 /// @param size  the differences without their signs
-/// @param whole receives the words, all bits set, that need the double formula
+/// @param whole receives the words, with any bits set, that need the double formula
 template <class V>
 CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const std::uint16_t* row,
                                                      typename V::Vec q, typename V::Vec& whole) {
@@ -62,7 +62,7 @@ CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, con
   const Vec carried = V::MulHigh(size, V::Load(row + Plan::kLow * Plan::kSamples));
   const Vec middle = V::Add(V::MulLow(size, high), carried);
   const Vec noCarry = V::Equal(V::SubSaturated(carried, middle), V::Zero());
-  whole = V::AndNot(V::Equal(size, V::Zero()), V::Equal(V::SubSaturated(middle, V::One()), V::Zero()));
+  whole = V::BelowBoth(middle, size);
   return V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
 }
 
@@ -75,7 +75,7 @@ CMM_VECTOR_CODE [[gnu::noinline]] void Repair(const MapJob<Sample>& job, std::ui
   alignas(32) std::int16_t cur[V::kWords];
   V::Store(prev, prevs);
   V::Store(cur, curs);
-  for (unsigned bits = V::Bits(whole); bits != 0;) {
+  for (unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits; bits != 0;) {
     const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
     bits &= ~(3U << 2 * i);
     const double fraction = job.plan->Phase(slot + i / kChannels) * job.inv;
@@ -125,17 +125,9 @@ template <class V, class Sample, std::uint32_t kChannels>
 CMM_VECTOR_CODE void FillEntries(Plan& plan, const MapJob<Sample>& job, std::uint64_t count) {
   using Vec = typename V::Vec;
   constexpr std::uint64_t kRoundUp = 0xFFFF + 2;
-  constexpr std::uint32_t kLanes = V::kWords / 8;
   const auto start = static_cast<std::uint64_t>(job.at.phase * job.inv * 281474976710656.0) + kRoundUp;
   Vec position[4];
-  for (std::uint32_t i = 0; i < 4; ++i) {
-    alignas(32) std::uint64_t first[2 * kLanes];
-    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
-      first[2 * lane] = start + (8 * lane + i) * plan.step;
-      first[2 * lane + 1] = start + (8 * lane + i + 4) * plan.step;
-    }
-    position[i] = V::Load(first);
-  }
+  for (std::uint32_t i = 0; i < 4; ++i) position[i] = V::Add64(V::Spread64(start), V::Load(plan.steps[i]));
   const Vec stride = V::Spread64(V::kWords * plan.step);
   for (std::uint64_t k = 0; k < count; k += V::kWords) {
     // Each position is four words, with the weight in the middle and the frame on top: sort them.
@@ -185,21 +177,23 @@ template <class V, class Sample, std::uint32_t kChannels>
 CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
   constexpr std::uint64_t kOutputs = V::kWords / kChannels;
   Plan& plan = *job.plan;
+  std::uint32_t slot = plan.Slot(job.at.phase);
   while (job.outputs >= kOutputs) {
     // Up to the next upper end of an interval, which has no weight of 32 bits and is made by itself.
-    const std::uint32_t slot = plan.Slot(job.at.phase);
-    const std::uint64_t left = slot != 0 ? plan.q - slot : 1;
-    const std::uint64_t count = std::min<std::uint64_t>({left, job.outputs, Plan::kEntries});
-    if (count < kOutputs) {
-      MapSome<Sample, kChannels>(job, count);
-      continue;
+    const std::uint32_t left = slot != 0 ? plan.q - slot : 1;
+    std::uint64_t made = std::min<std::uint64_t>({left, job.outputs, Plan::kEntries});
+    if (made < kOutputs) {
+      MapSome<Sample, kChannels>(job, made);
+    } else {
+      FillEntries<V, Sample, kChannels>(plan, job, made);
+      made = kOutputs * RunEntries<V, Sample, kChannels, Entries::kWeighted>(
+                            job, Cursor(plan, 0, kChannels), slot, static_cast<std::int64_t>(job.at.frame),
+                            job.out, made / kOutputs);
+      if (made == 0) break;
+      job.Advance(made, kChannels);
     }
-    FillEntries<V, Sample, kChannels>(plan, job, count);
-    const std::uint64_t made = RunEntries<V, Sample, kChannels, Entries::kWeighted>(
-        job, Cursor(plan, 0, kChannels), slot, static_cast<std::int64_t>(job.at.frame), job.out,
-        count / kOutputs);
-    if (made == 0) break;
-    job.Advance(made * kOutputs, kChannels);
+    slot += static_cast<std::uint32_t>(made);
+    if (slot == plan.q) slot = 0;
   }
 }
 
