@@ -62,6 +62,10 @@ struct Avx2 {
     _mm256_storeu_si256(static_cast<Vec*>(to), words);
   }
 
+  CMM_VECTOR_CODE static inline Vec LoadSamples(const std::int16_t* from) { return Load(from); }
+  CMM_VECTOR_CODE static inline Vec LoadSamples(const std::uint8_t* from) {
+    return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+  }
   CMM_VECTOR_CODE static inline void Put(std::int16_t* out, Vec words) { Store(out, words); }
   CMM_VECTOR_CODE static inline void Put(std::uint8_t* out, Vec words) {
     const __m128i bytes = _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));

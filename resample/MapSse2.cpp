@@ -54,6 +54,10 @@ struct Sse2 {
   static inline Vec Load(const void* from) { return _mm_loadu_si128(static_cast<const Vec*>(from)); }
   static inline void Store(void* to, Vec words) { _mm_storeu_si128(static_cast<Vec*>(to), words); }
 
+  static inline Vec LoadSamples(const std::int16_t* from) { return Load(from); }
+  static inline Vec LoadSamples(const std::uint8_t* from) {
+    return _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const Vec*>(from)), Zero());
+  }
   static inline void Put(std::int16_t* out, Vec words) { Store(out, words); }
   static inline void Put(std::uint8_t* out, Vec words) {
     _mm_storel_epi64(reinterpret_cast<Vec*>(out), _mm_packus_epi16(words, words));

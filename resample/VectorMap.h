@@ -24,7 +24,12 @@ struct Ends {
 };
 
 /// How the entries in hand give products.
-enum class Entries : std::uint8_t { kTabled, kTabledDoubtful, kWeighted };
+enum class Entries : std::uint8_t {
+  kTabled,
+  kTabledDoubtful,  ///< with whole products that need the double formula
+  kWeighted,
+  kStraight  ///< weights, each output one frame behind the one before
+};
 
 /// A place in a plan's entries.
 struct Cursor {
@@ -97,11 +102,16 @@ CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, Cursor at, s
   const std::int64_t frames = static_cast<std::int64_t>(job.frameCount) - origin;
   for (std::uint64_t made = 0; made < count; ++made) {
     Ends<V> ends;
-    if (!V::template Gather<Sample, kChannels>(from, frames, at, ends)) return made;
+    if constexpr (kEntries == Entries::kStraight) {
+      const Sample* const first = from + made * V::kWords;
+      ends = {V::LoadSamples(first), V::LoadSamples(first + kChannels)};
+    } else if (!V::template Gather<Sample, kChannels>(from, frames, at, ends)) {
+      return made;
+    }
     const Vec size = V::template Size<Sample>(ends);
     Vec whole;
     Vec product;
-    if constexpr (kEntries == Entries::kWeighted) {
+    if constexpr (kEntries == Entries::kWeighted || kEntries == Entries::kStraight) {
       product = WeightedProduct<V>(size, at.row, whole);
     } else {
       product = TabledProduct<V>(size, at.row, q, whole);
@@ -121,11 +131,10 @@ CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, Cursor at, s
 /// The entries of a long cycle from a position on. Every 16-byte lane has 8 outputs, in 64-bit positions of
 /// 16 whole and 48 fractional bits: rounded up a little, by less than what would carry a product over a whole
 /// number.
-template <class V, class Sample, std::uint32_t kChannels>
-CMM_VECTOR_CODE void FillEntries(Plan& plan, const MapJob<Sample>& job, std::uint64_t count) {
+/// @param start the first position
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
+CMM_VECTOR_CODE void FillEntries(Plan& plan, std::uint64_t start, std::uint64_t count) {
   using Vec = typename V::Vec;
-  constexpr std::uint64_t kRoundUp = 0xFFFF + 2;
-  const auto start = static_cast<std::uint64_t>(job.at.phase * job.inv * 281474976710656.0) + kRoundUp;
   Vec position[4];
   for (std::uint32_t i = 0; i < 4; ++i) position[i] = V::Add64(V::Spread64(start), V::Load(plan.steps[i]));
   const Vec stride = V::Spread64(V::kWords * plan.step);
@@ -138,12 +147,14 @@ CMM_VECTOR_CODE void FillEntries(Plan& plan, const MapJob<Sample>& job, std::uin
     const Vec low = V::UnpackHigh64(V::UnpackLow32(a, b), V::UnpackLow32(c, d));
     const Vec tops1 = V::UnpackHigh32(a, b);
     const Vec tops2 = V::UnpackHigh32(c, d);
-    const Vec frame = V::UnpackHigh64(tops1, tops2);
-    V::Store(plan.index + k, frame);
     V::template StorePerSample<kChannels>(plan.rows[Plan::kLow] + k * kChannels, low);
     V::template StorePerSample<kChannels>(plan.rows[Plan::kHigh] + k * kChannels,
                                           V::UnpackLow64(tops1, tops2));
-    V::template StoreShuffles<Sample, kChannels>(plan, k, frame);
+    if constexpr (kEntries == Entries::kWeighted) {
+      const Vec frame = V::UnpackHigh64(tops1, tops2);
+      V::Store(plan.index + k, frame);
+      V::template StoreShuffles<Sample, kChannels>(plan, k, frame);
+    }
     for (Vec& each : position) each = V::Add64(each, stride);
   }
 }
@@ -173,6 +184,19 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   job.Advance(made * kOutputs, kChannels);
 }
 
+/// Up to count outputs of a long cycle, by way of the plan's tables. @return the number made: whole vectors
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
+CMM_VECTOR_CODE std::uint64_t MapPiece(MapJob<Sample>& job, std::uint32_t slot, std::uint64_t start,
+                                       std::uint64_t count) {
+  constexpr std::uint64_t kOutputs = V::kWords / kChannels;
+  Plan& plan = *job.plan;
+  FillEntries<V, Sample, kChannels, kEntries>(plan, start, count);
+  const std::uint64_t made = RunEntries<V, Sample, kChannels, kEntries>(
+      job, Cursor(plan, 0, kChannels), slot, static_cast<std::int64_t>(job.at.frame), job.out,
+      count / kOutputs);
+  return made * kOutputs;
+}
+
 template <class V, class Sample, std::uint32_t kChannels>
 CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
   constexpr std::uint64_t kOutputs = V::kWords / kChannels;
@@ -185,10 +209,13 @@ CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
     if (made < kOutputs) {
       MapSome<Sample, kChannels>(job, made);
     } else {
-      FillEntries<V, Sample, kChannels>(plan, job, made);
-      made = kOutputs * RunEntries<V, Sample, kChannels, Entries::kWeighted>(
-                            job, Cursor(plan, 0, kChannels), slot, static_cast<std::int64_t>(job.at.frame),
-                            job.out, made / kOutputs);
+      constexpr std::uint64_t kRoundUp = 0xFFFF + 2;
+      const auto start = static_cast<std::uint64_t>(job.at.phase * job.inv * 281474976710656.0) + kRoundUp;
+      made -= made % kOutputs;
+      // Rates that hardly differ take one frame after the other for long stretches.
+      const bool straight = (start + (made - 1) * plan.step) >> 48 == made - 1;
+      made = straight ? MapPiece<V, Sample, kChannels, Entries::kStraight>(job, slot, start, made)
+                      : MapPiece<V, Sample, kChannels, Entries::kWeighted>(job, slot, start, made);
       if (made == 0) break;
       job.Advance(made, kChannels);
     }
