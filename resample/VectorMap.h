@@ -4,7 +4,7 @@
 //   Vec, kWords (16-bit words in a Vec), Load, Store, the operations below,
 //   Reaches<Sample, kChannels>(plan), and Gather<Sample, kChannels>(...), which fetches both ends of the
 //   intervals.
-// No include guard's worth of sharing: everything here is local to that file.
+// Everything here is local to that file.
 #pragma once
 
 #include <algorithm>
@@ -72,19 +72,25 @@ CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, con
 }
 
 /// Computes whole products again, by the double formula. By value: in memory only when it comes to this.
-template <class V, class Sample, std::uint32_t kChannels>
+/// @param slot the place in the cycle of the first output
+/// @param row  the entries of a tabled cycle
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
 CMM_VECTOR_CODE [[gnu::noinline]] void Repair(const MapJob<Sample>& job, std::uint64_t slot,
-                                              typename V::Vec prevs, typename V::Vec curs,
-                                              typename V::Vec whole, Sample* out) {
+                                              const std::uint16_t* row, typename V::Vec prevs,
+                                              typename V::Vec curs, typename V::Vec whole, Sample* out) {
   alignas(32) std::int16_t prev[V::kWords];
   alignas(32) std::int16_t cur[V::kWords];
   V::Store(prev, prevs);
   V::Store(cur, curs);
+  const Plan& plan = *job.plan;
   for (unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits; bits != 0;) {
     const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
     bits &= ~(3U << 2 * i);
-    const double fraction = job.plan->Phase(slot + i / kChannels) * job.inv;
-    out[i] = static_cast<Sample>(prev[i] + static_cast<std::int32_t>((cur[i] - prev[i]) * fraction));
+    const std::uint32_t phase = kEntries == Entries::kTabledDoubtful
+                                    ? row[Plan::kLow * Plan::kSamples + i] * plan.unit
+                                    : plan.Phase(slot + i / kChannels);
+    const std::int32_t delta = cur[i] - prev[i];
+    out[i] = static_cast<Sample>(prev[i] + static_cast<std::int32_t>(delta * (phase * job.inv)));
   }
 }
 
@@ -118,7 +124,8 @@ CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, Cursor at, s
     }
     V::Put(out, V::template Apply<Sample>(ends, product));
     if (kEntries != Entries::kTabled && V::Any(whole)) [[unlikely]] {
-      Repair<V, Sample, kChannels>(job, slot + made * kOutputs, ends.prev, ends.cur, whole, out);
+      Repair<V, Sample, kChannels, kEntries>(job, slot + made * kOutputs, at.row, ends.prev, ends.cur, whole,
+                                             out);
     }
     out += V::kWords;
     at.index += kOutputs;
