@@ -1,0 +1,11 @@
+#pragma once
+// What to tell a user when a capture device fails.
+
+#include <string>
+
+#include "platform/platform.h"
+
+/// Published name and value of a failure, what it means and what can be done about it.
+/// @param state  CMMWAVCapture::GetState's state: the step at which the start-up stopped
+/// @param result the result beside it
+std::string DeviceFailureText(std::uint32_t state, HRESULT result);

@@ -1,0 +1,251 @@
+// cmm-record: records from a capture device into a WAV file, for a while or until Ctrl-C.
+//
+// The life of a recording is in Record(), in the library's order of calls: Create, wait until the device is
+// ready, fileOpen, StartREC, look at it now and then, StopREC, fileClose, Exit. Capture and file writing run
+// on the library's thread meanwhile; this one sleeps and shows.
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "capture/CMMWAVCapture.h"
+#include "examples/devices.h"
+#include "examples/failures.h"
+#include "examples/meter.h"
+#include "examples/paths.h"
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUse = 2;
+
+volatile std::sig_atomic_t stopWanted = 0;
+
+void OnSignal(int) {
+  stopWanted = 1;
+}
+
+struct Options {
+  bool list = false;
+  bool force = false;
+  std::string device;
+  std::string file;
+  std::uint32_t rate = 44100;
+  std::uint16_t channels = 2;
+  std::uint16_t bits = 16;
+  double duration = 0;  // 0: until a signal
+};
+
+// Says what is wrong and ends the process without destructors. That of CMMWAVCapture would wait five seconds
+// for an answer of a thread that has ended by itself; there is nothing to lose, since that thread has
+// finished the file.
+[[noreturn]] void Fail(const std::string& message, int code = kFailed) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "cmm-record: %s\n", message.c_str());
+  std::_Exit(code);
+}
+
+WAVEFORMATEX FormatOf(const Options& options) {
+  WAVEFORMATEX format{};
+  format.wFormatTag = WAVE_FORMAT_PCM;
+  format.nChannels = options.channels;
+  format.nSamplesPerSec = options.rate;
+  format.wBitsPerSample = options.bits;
+  format.nBlockAlign = static_cast<WORD>(options.channels * options.bits / 8);
+  format.nAvgBytesPerSec = options.rate * format.nBlockAlign;
+  return format;
+}
+
+void List() {
+  bool hasDefault = false;
+  std::printf("Capture devices:\n");
+  for (const CaptureDevice& device : ListCaptureDevices()) {
+    hasDefault = hasDefault || device.isDefault;
+    std::printf(
+        "  %s\n    %s\n", device.name.c_str(),
+        device.isDefault ? "the default: recorded from without --device" : GuidText(device.id).c_str());
+  }
+  if (!hasDefault) std::printf("There is no default device: name one with --device.\n");
+}
+
+// What can be said about the file before the device is opened.
+void CheckTarget(const Options& options) {
+  const fs::path path = NativePath(options.file);
+  std::error_code error;
+  if (fs::is_directory(path, error)) Fail(options.file + " is a folder");
+  if (fs::exists(path, error) && !options.force) {
+    Fail(options.file + " exists already; --force overwrites it");
+  }
+  const fs::path folder = path.parent_path();
+  if (!folder.empty() && !fs::is_directory(folder, error)) Fail("there is no folder " + folder.string());
+}
+
+// The sizes in a WAV file have 32 bits.
+void CheckDuration(const Options& options) {
+  const double limit = std::floor(4294967000.0 / FormatOf(options).nAvgBytesPerSec);
+  if (options.duration >= 0 && options.duration <= limit) return;
+  Fail("--duration: a number from 0 to " + std::to_string(static_cast<long>(limit)) +
+           ", which is as many seconds as a WAV file in this format can hold (4 GiB)",
+       kWrongUse);
+}
+
+void WaitUntilReady(CMMWAVCapture& capture) {
+  const auto limit = Clock::now() + 10s;
+  std::uint32_t state = 0;
+  std::int32_t result = 0;
+  while (stopWanted == 0 && Clock::now() < limit) {
+    if (capture.GetState(&state, &result) == 1) {
+      if (state == kStateReady) return;
+      // 0: the device is still being opened; 1: it has been, and the state is about to say so
+      if (result != 0 && result != 1) Fail(DeviceFailureText(state, result));
+    }
+    std::this_thread::sleep_for(10ms);
+  }
+  Fail(stopWanted != 0 ? "stopped before the recording began" : "the capture device does not answer");
+}
+
+// The commands wait a second for their answer; with a slow disk one takes longer, and effect all the same.
+// @return whether the recording has reached that state
+template <class Command>
+bool Carry(CMMWAVCapture& capture, CaptureState wanted, Command command) {
+  const auto limit = Clock::now() + 60s;
+  while (Clock::now() < limit) {
+    if (command() == 1) return true;
+    std::uint32_t state = kStateNone;
+    std::int32_t result = 1;
+    if (capture.GetState(&state, &result) != 1) continue;  // the disk still holds up the thread
+    if (state == wanted) return true;
+    if (state == kStateNone || result != 1) return false;
+  }
+  return false;
+}
+
+enum class Ending { kWanted, kByItself, kNoData };
+
+// Shows the recording until it is to end or has ended.
+Ending Watch(CMMWAVCapture& capture, double duration) {
+  Meter meter(capture);
+  double lastTime = -1;
+  auto lastNews = Clock::now();
+  for (;;) {
+    std::uint32_t state = kStateCapturing;
+    capture.GetState(&state, nullptr);
+    meter.Show(state);
+    if (state == kStateNone) return Ending::kByItself;
+    const double time = capture.GetPlayTime();
+    if (stopWanted != 0 || (duration > 0 && time >= duration)) return Ending::kWanted;
+    if (time != lastTime) {
+      lastTime = time;
+      lastNews = Clock::now();
+    } else if (Clock::now() - lastNews > 10s) {
+      return Ending::kNoData;
+    }
+    std::this_thread::sleep_for(50ms);
+  }
+}
+
+[[noreturn]] void ExitAndFail(CMMWAVCapture& capture, const std::string& message) {
+  capture.Exit();
+  Fail(message);
+}
+
+[[noreturn]] void FailUnfinished(CMMWAVCapture& capture, const std::string& file) {
+  std::uint32_t state = kStateNone;
+  capture.GetState(&state, nullptr);
+  if (state != kStateNone) ExitAndFail(capture, file + " could not be finished");
+  Fail("the recording ended by itself at " + std::string(capture.GetTimeString(nullptr)) + ".\n  " + file +
+       " takes no more data (the disk is full, or the file has reached 4 GiB), or the device failed.\n"
+       "  What was recorded until then is in the file.");
+}
+
+void Record(const Options& options, const GUID* device) {
+  const char* file = options.file.c_str();
+  CMMWAVCapture capture;
+  const HANDLE thread = capture.Create(FormatOf(options), device);
+  if (thread == nullptr) Fail("the capture thread cannot be started: memory may be short");
+  WaitUntilReady(capture);
+  if (!Carry(capture, kStateFileOpen, [&] { return capture.fileOpen(file, nullptr); })) {
+    ExitAndFail(capture,
+                options.file + " cannot be created: look at the permissions and the free space there");
+  }
+  if (!Carry(capture, kStateCapturing, [&] { return capture.StartREC(); })) {
+    ExitAndFail(capture, "the recording does not start");
+  }
+  std::printf("Recording to %s: %u Hz, %u channel(s), %u bits. Ctrl-C ends it.\n", file, options.rate,
+              unsigned{options.channels}, unsigned{options.bits});
+  const Ending ending = Watch(capture, options.duration);
+  if (ending == Ending::kByItself || !Carry(capture, kStateFileOpen, [&] { return capture.StopREC(); }) ||
+      !Carry(capture, kStateReady, [&] { return capture.fileClose(); })) {
+    FailUnfinished(capture, options.file);
+  }
+  capture.Exit();
+  CloseHandle(thread);
+  if (ending == Ending::kNoData)
+    Fail("the device has delivered nothing for ten seconds; " + options.file + " is finished");
+  std::printf("Wrote %s: %s\n", file, capture.GetTimeString(nullptr));
+}
+
+void AddOptions(CLI::App& app, Options& options) {
+  app.add_option("file", options.file, "The WAV file to write")->type_name("");
+  app.add_flag("--list", options.list, "List the capture devices and leave");
+  app.add_option("--device", options.device,
+                 "A name of --list or a part of one, a GUID, or 'signal' for the\n"
+                 "built-in voice-like signal; without it the system's default device")
+      ->type_name("DEVICE");
+  app.add_option("--rate", options.rate, "Frames a second, 8000 to 192000")
+      ->type_name("HZ")
+      ->check(CLI::Range(8000, 192000).description(""))
+      ->capture_default_str();
+  app.add_option("--channels", options.channels, "Channels, 1 to 8")
+      ->type_name("COUNT")
+      ->check(CLI::Range(1, 8).description(""))
+      ->capture_default_str();
+  app.add_option("--bits", options.bits, "Bits of a sample, 8 or 16")
+      ->type_name("BITS")
+      ->check(CLI::IsMember({8, 16}).description(""))
+      ->capture_default_str();
+  app.add_option("--duration", options.duration,
+                 "Time to record; 0, as without it: until Ctrl-C. Sound arrives in\n"
+                 "quarter seconds, so the file may be up to a quarter second longer")
+      ->type_name("SECONDS");
+  app.add_flag("--force", options.force, "Overwrite the file if it exists");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Records from a capture device into a WAV file.", "cmm-record");
+  Options options;
+  AddOptions(app, options);
+  try {
+    app.parse(argc, argv);
+    if (!options.list && options.file.empty()) throw CLI::RequiredError("file");
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kWrongUse;
+  }
+  if (options.list) {
+    List();
+    return 0;
+  }
+  CheckTarget(options);
+  CheckDuration(options);
+  GUID device{};
+  if (!options.device.empty()) {
+    const std::string wrong = FindCaptureDevice(options.device, &device);
+    if (!wrong.empty()) Fail(wrong);
+  }
+  std::signal(SIGINT, OnSignal);
+  std::signal(SIGTERM, OnSignal);
+  Record(options, options.device.empty() ? nullptr : &device);
+  return 0;
+}

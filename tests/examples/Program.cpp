@@ -1,0 +1,62 @@
+#include "tests/examples/Program.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+std::string FileText(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteFileText(const fs::path& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// Output goes to files: nothing blocks, however much or little is read.
+Program::Program(const std::vector<std::string>& command, const std::function<void()>& beforeStart) {
+  const std::string out = folder_.File("out");
+  const std::string err = folder_.File("err");
+  std::vector<char*> arguments;
+  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+
+  process_ = fork();
+  if (process_ < 0) throw std::runtime_error("fork failed");
+  if (process_ > 0) return;
+  dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+  dup2(open(out.c_str(), O_CREAT | O_WRONLY, 0600), STDOUT_FILENO);
+  dup2(open(err.c_str(), O_CREAT | O_WRONLY, 0600), STDERR_FILENO);
+  if (beforeStart) beforeStart();
+  execvp(arguments[0], arguments.data());
+  _exit(127);
+}
+
+Program::~Program() {
+  if (!ended_) {
+    Send(SIGKILL);
+    waitpid(process_, &status_, 0);
+  }
+}
+
+void Program::Send(int signal) const {
+  kill(process_, signal);
+}
+
+bool Program::Running() {
+  if (!ended_ && waitpid(process_, &status_, WNOHANG) == process_) ended_ = true;
+  return !ended_;
+}
+
+Outcome Program::Wait() {
+  if (!ended_) waitpid(process_, &status_, 0);
+  ended_ = true;
+  const int code = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
+  return {code, FileText(folder_.File("out")), FileText(folder_.File("err"))};
+}

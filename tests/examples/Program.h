@@ -1,0 +1,46 @@
+#pragma once
+// Runs a program as a user does, and keeps what it said.
+
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/TempFolder.h"
+
+std::string FileText(const std::filesystem::path& path);
+void WriteFileText(const std::filesystem::path& path, const std::string& bytes);
+
+struct Outcome {
+  int code;  // exit code; 128 and the signal's number when a signal ended it
+  std::string out;
+  std::string err;
+};
+
+/// A running program; killed with the object.
+class Program {
+ public:
+  /// @param command     program and arguments; searched in PATH
+  /// @param beforeStart runs in the new process, for limits and environment
+  explicit Program(const std::vector<std::string>& command, const std::function<void()>& beforeStart = {});
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  void Send(int signal) const;
+  bool Running();
+  Outcome Wait();
+
+ private:
+  TempFolder folder_;
+  pid_t process_ = -1;
+  int status_ = 0;
+  bool ended_ = false;
+};
+
+inline Outcome RunProgram(const std::vector<std::string>& command,
+                          const std::function<void()>& beforeStart = {}) {
+  return Program(command, beforeStart).Wait();
+}
