@@ -8,6 +8,7 @@ install(TARGETS cmmaudio EXPORT cmmaudio-targets
 
 set(CMM_INSTALLED_HEADERS
   wavfile/CMMWav.h
+  resample/AudioLinearFilter.h
   capture/ThreadDAT.h capture/CMMCapture.h capture/CaptureThread.h capture/CMMWAVCapture.h
   platform/platform.h platform/export.h)
 if(NOT WIN32)

@@ -1,0 +1,143 @@
+#include "resample/LinearStream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "resample/Forms.h"
+
+namespace resample {
+
+namespace {
+
+template <std::uint32_t kChannels, class Sample>
+void CopyFrame(Sample* to, const Sample* from) {
+  std::memcpy(to, from, kChannels * sizeof(Sample));
+}
+
+}  // namespace
+
+template <class Sample>
+std::uint8_t LinearStream<Sample>::Process(const Block<Sample>& block) {
+  return Process(block, BestForm());
+}
+
+template <class Sample>
+std::uint8_t LinearStream<Sample>::Process(const Block<Sample>& block, const Form& form) {
+  if (block.src == nullptr || block.dst == nullptr) return 0;
+  if (block.channels == 0 || block.channels > kMaxChannels) return 0;
+  if (block.srcRate == 0 || block.dstRate == 0) return 0;
+  if (block.srcFrames == 0) return 1;
+  if (block.srcRate == block.dstRate) {
+    std::memmove(block.dst, block.src, std::size_t{block.srcFrames} * block.channels * sizeof(Sample));
+    *block.outFrames = block.srcFrames;
+    return 1;
+  }
+  if (block.channels == 1) {
+    Run<1>(block, form);
+  } else if (block.channels == 2) {
+    Run<2>(block, form);
+  } else if constexpr (kMaxChannels > 2) {
+    if (block.channels == 3) {
+      Run<3>(block, form);
+    } else {
+      Run<4>(block, form);
+    }
+  }
+  return 1;
+}
+
+/// The filter step by step. Once both ends of an interval lie in the block, Leap makes all outputs but the
+/// last at once; the steps make the outputs across the seam, and they alone decide how the call ends.
+template <class Sample>
+template <std::uint32_t kChannels>
+void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
+  const Sample* const src = block.src;
+  Sample* out = block.dst;
+  std::uint32_t written = 0;
+  std::uint32_t taken = 1;  // source frames so far, the one at the interval's upper end included
+  if (block.first) {
+    CopyFrame<kChannels>(prev_, src);
+    CopyFrame<kChannels>(out, src);
+    out += kChannels;
+    written = 1;
+    taken = 2;
+    phase_ = block.srcRate;
+    invOf_ = block.dstRate;
+    inv_ = 1.0 / block.dstRate;
+    if (block.srcFrames == 1) {
+      *block.outFrames = written;
+      return;
+    }
+  }
+  bool canLeap = CanLeap(block);
+  for (;;) {
+    while (phase_ > block.dstRate) {
+      phase_ -= block.dstRate;
+      CopyFrame<kChannels>(prev_, src + std::size_t{taken - 1} * kChannels);
+      if (taken >= block.srcFrames) {
+        *block.outFrames = written;
+        return;
+      }
+      ++taken;
+    }
+    if (canLeap && taken >= 2) {
+      canLeap = false;
+      // A count that has passed the limit meets it again only after all 2^32 values.
+      const std::uint32_t left = block.maxOut - written;
+      const std::uint64_t room = left != 0 ? left : std::uint64_t{1} << 32;
+      const std::uint64_t made = Leap<kChannels>(block, form, out, taken, room);
+      out += made * kChannels;
+      written += static_cast<std::uint32_t>(made);
+    }
+    const Sample* const cur = src + std::size_t{taken - 1} * kChannels;
+    const double fraction = phase_ * inv_;
+    for (std::uint32_t c = 0; c < kChannels; ++c) {
+      const std::int32_t delta = cur[c] - prev_[c];
+      // 64 bits: a host that changes dstRate in mid-stream has fractions above 1.
+      out[c] = static_cast<Sample>(prev_[c] + static_cast<std::int64_t>(delta * fraction));
+    }
+    out += kChannels;
+    ++written;
+    phase_ += block.srcRate;
+    if (written == block.maxOut) {
+      CopyFrame<kChannels>(prev_, cur);
+      *block.outFrames = written;
+      return;
+    }
+  }
+}
+
+/// A phase that may wrap, and the fractions of another rate, are left to the steps.
+template <class Sample>
+bool LinearStream<Sample>::CanLeap(const Block<Sample>& block) const {
+  return block.srcRate <= std::numeric_limits<std::uint32_t>::max() - block.dstRate && phase_ != 0 &&
+         invOf_ == block.dstRate;
+}
+
+/// Makes the outputs of the rest of the block up to the last or to the limit, that one excepted, and stands
+/// on it.
+/// @param out  where the next output goes
+/// @param room outputs up to the limit
+/// @return the number of outputs made
+template <class Sample>
+template <std::uint32_t kChannels>
+std::uint64_t LinearStream<Sample>::Leap(const Block<Sample>& block, const Form& form, Sample* out,
+                                         std::uint32_t& taken, std::uint64_t room) {
+  // The outputs at or below the block's last frame, counted from the lower end of the interval at hand.
+  const std::uint64_t span = std::uint64_t{block.srcFrames - taken + 1} * block.dstRate;
+  const std::uint64_t outputs = std::min((span - phase_) / block.srcRate + 1, room) - 1;
+  if (outputs == 0) return 0;
+  MapJob<Sample> job{block.src,     block.srcFrames, out,  outputs, {taken - 2, phase_},
+                     block.srcRate, block.dstRate,   inv_, &plan_};
+  form.Map<Sample, kChannels>()(job);
+  taken = static_cast<std::uint32_t>(job.at.frame) + 2;
+  phase_ = job.at.phase;
+  CopyFrame<kChannels>(prev_, block.src + std::size_t{taken - 2} * kChannels);
+  return outputs;
+}
+
+template class LinearStream<std::int16_t>;
+template class LinearStream<std::uint8_t>;
+
+}  // namespace resample

@@ -1,0 +1,136 @@
+// The SSE2 form: each output's two frames are fetched by one small load, at any ratio of rates.
+#include "resample/Forms.h"
+
+#if CMM_X86_FORMS
+
+#include <emmintrin.h>
+
+#include <cstring>
+
+#define CMM_VECTOR_CODE [[gnu::target("sse2")]]
+#include "resample/VectorMap.h"
+
+namespace resample {
+
+namespace {
+
+#define CMM_OPERATION(name, intrinsic)   \
+  static inline Vec name(Vec a, Vec b) { \
+    return intrinsic(a, b);              \
+  }
+
+struct Sse2 {
+  using Vec = __m128i;
+  static constexpr std::uint32_t kWords = 8;
+
+  CMM_OPERATION(Add, _mm_add_epi16)
+  CMM_OPERATION(Sub, _mm_sub_epi16)
+  CMM_OPERATION(SubSaturated, _mm_subs_epu16)
+  CMM_OPERATION(MulHigh, _mm_mulhi_epu16)
+  CMM_OPERATION(MulLow, _mm_mullo_epi16)
+  CMM_OPERATION(Max, _mm_max_epi16)
+  CMM_OPERATION(Min, _mm_min_epi16)
+  CMM_OPERATION(Equal, _mm_cmpeq_epi16)
+  CMM_OPERATION(Greater, _mm_cmpgt_epi16)
+  CMM_OPERATION(Xor, _mm_xor_si128)
+  CMM_OPERATION(AndNot, _mm_andnot_si128)
+  CMM_OPERATION(Add64, _mm_add_epi64)
+  CMM_OPERATION(UnpackLow16, _mm_unpacklo_epi16)
+  CMM_OPERATION(UnpackHigh16, _mm_unpackhi_epi16)
+  CMM_OPERATION(UnpackLow32, _mm_unpacklo_epi32)
+  CMM_OPERATION(UnpackHigh32, _mm_unpackhi_epi32)
+  CMM_OPERATION(UnpackLow64, _mm_unpacklo_epi64)
+  CMM_OPERATION(UnpackHigh64, _mm_unpackhi_epi64)
+
+  static inline Vec Zero() { return _mm_setzero_si128(); }
+  static inline Vec One() { return _mm_set1_epi16(1); }
+  static inline Vec Ones() { return _mm_set1_epi16(-1); }
+  static inline Vec Spread64(std::uint64_t value) {
+    return _mm_set1_epi64x(static_cast<std::int64_t>(value));
+  }
+  static inline bool Any(Vec words) { return _mm_movemask_epi8(words) != 0; }
+  static inline Vec Load(const void* from) { return _mm_loadu_si128(static_cast<const Vec*>(from)); }
+  static inline void Store(void* to, Vec words) { _mm_storeu_si128(static_cast<Vec*>(to), words); }
+
+  static inline void Put(std::int16_t* out, Vec words) { Store(out, words); }
+  static inline void Put(std::uint8_t* out, Vec words) {
+    _mm_storel_epi64(reinterpret_cast<Vec*>(out), _mm_packus_epi16(words, words));
+  }
+
+  template <std::uint32_t kChannels>
+  static inline void StorePerSample(std::uint16_t* to, Vec words) {
+    if constexpr (kChannels == 1) {
+      Store(to, words);
+    } else {
+      Store(to, UnpackLow16(words, words));
+      Store(to + kWords, UnpackHigh16(words, words));
+    }
+  }
+
+  template <class Sample, std::uint32_t kChannels>
+  static bool Reaches(const Plan&) {
+    return true;
+  }
+  template <class Sample, std::uint32_t kChannels>
+  static void StoreShuffles(Plan&, std::uint64_t, Vec) {}
+
+  template <class Sample, std::uint32_t kChannels>
+  static inline bool Gather(const Sample* frames, std::int64_t, std::int64_t origin, const Plan& plan,
+                            std::uint32_t entry, Ends<Sse2>& ends) {
+    const auto pair = [&](std::uint32_t i) {
+      // Two frames, one behind the other: 2, 4 or 8 bytes.
+      return Fetch<2 * kChannels * sizeof(Sample)>(frames + (origin + plan.index[entry + i]) * kChannels);
+    };
+    if constexpr (sizeof(Sample) * kChannels == 4) {
+      const Vec a = UnpackLow32(pair(0), pair(1));
+      const Vec b = UnpackLow32(pair(2), pair(3));
+      ends = {UnpackLow64(a, b), UnpackHigh64(a, b)};
+    } else if constexpr (sizeof(Sample) == 2) {
+      const Vec a = UnpackLow32(UnpackLow16(pair(0), pair(1)), UnpackLow16(pair(2), pair(3)));
+      const Vec b = UnpackLow32(UnpackLow16(pair(4), pair(5)), UnpackLow16(pair(6), pair(7)));
+      ends = {UnpackLow64(a, b), UnpackHigh64(a, b)};
+    } else if constexpr (kChannels == 2) {
+      const Vec a = UnpackLow32(UnpackLow16(pair(0), pair(1)), UnpackLow16(pair(2), pair(3)));
+      ends = {_mm_unpacklo_epi8(a, Zero()), _mm_unpackhi_epi8(a, Zero())};
+    } else {
+      const Vec a = UnpackLow32(UnpackLow16(pair(0), pair(1)), UnpackLow16(pair(2), pair(3)));
+      const Vec b = UnpackLow32(UnpackLow16(pair(4), pair(5)), UnpackLow16(pair(6), pair(7)));
+      const Vec both = UnpackLow64(a, b);
+      ends = {_mm_and_si128(both, _mm_set1_epi16(0xFF)), _mm_srli_epi16(both, 8)};
+    }
+    return true;
+  }
+
+ private:
+  template <std::size_t kBytes>
+  static inline Vec Fetch(const void* from) {
+    if constexpr (kBytes == 8) {
+      return _mm_loadl_epi64(static_cast<const Vec*>(from));
+    } else if constexpr (kBytes == 4) {
+      std::int32_t bytes = 0;
+      std::memcpy(&bytes, from, 4);
+      return _mm_cvtsi32_si128(bytes);
+    } else {
+      std::uint16_t bytes = 0;
+      std::memcpy(&bytes, from, 2);
+      return _mm_cvtsi32_si128(bytes);
+    }
+  }
+};
+
+}  // namespace
+
+template <class Sample, std::uint32_t kChannels>
+void MapSse2(MapJob<Sample>& job) {
+  MapVectors<Sse2, Sample, kChannels>(job);
+  MapSome<Sample, kChannels>(job, job.outputs);
+}
+
+template void MapSse2<std::int16_t, 1>(MapJob<std::int16_t>&);
+template void MapSse2<std::int16_t, 2>(MapJob<std::int16_t>&);
+template void MapSse2<std::uint8_t, 1>(MapJob<std::uint8_t>&);
+template void MapSse2<std::uint8_t, 2>(MapJob<std::uint8_t>&);
+
+}  // namespace resample
+
+#endif
