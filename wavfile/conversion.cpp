@@ -75,6 +75,7 @@ struct CMMWav::Conversion {
     DWORD stageBytes = 0;
     const std::uint32_t second = wav.srcFormat->nAvgBytesPerSec;
     if (acmStreamSize(wav.acmStream, second, &stageBytes, ACM_STREAMSIZEF_SOURCE) != 0) return 0;
+    if (stageBytes == 0) return 0;  // nothing would ever come out
     if (!NewHeader(wav, second, stageBytes) ||
         acmStreamPrepareHeader(wav.acmStream, wav.streamHeader, 0) != 0) {
       FreeHeader(wav);
