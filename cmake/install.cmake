@@ -14,6 +14,7 @@ set(CMM_INSTALLED_HEADERS
 if(NOT WIN32)
   list(APPEND CMM_INSTALLED_HEADERS
     platform/posix/types.h platform/posix/multimedia.h platform/posix/mmio.h platform/posix/acm.h
+    platform/posix/acm_driver.h platform/posix/memory.h platform/posix/window.h
     platform/posix/sync.h platform/posix/dsound.h platform/posix/text.h platform/posix/layer.h)
 endif()
 foreach(header IN LISTS CMM_INSTALLED_HEADERS)

@@ -16,9 +16,11 @@
 #else
 #include "platform/posix/acm.h"
 #include "platform/posix/dsound.h"
+#include "platform/posix/memory.h"
 #include "platform/posix/mmio.h"
 #include "platform/posix/multimedia.h"
 #include "platform/posix/sync.h"
 #include "platform/posix/text.h"
 #include "platform/posix/types.h"
+#include "platform/posix/window.h"
 #endif

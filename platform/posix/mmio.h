@@ -7,11 +7,10 @@
 
 #include <cstdio>  // SEEK_SET, SEEK_CUR, SEEK_END
 
+#include "platform/posix/multimedia.h"
 #include "platform/posix/types.h"
 
-using FOURCC = DWORD;
 using HPSTR = char*;
-using MMRESULT = UINT;
 using HMMIO = struct HMMIO__*;
 
 /// Four characters as they stand in the file.
@@ -22,10 +21,7 @@ constexpr FOURCC mmioFOURCC(char a, char b, char c, char d) {
 inline constexpr FOURCC FOURCC_RIFF = mmioFOURCC('R', 'I', 'F', 'F');
 inline constexpr FOURCC FOURCC_LIST = mmioFOURCC('L', 'I', 'S', 'T');
 
-// Results.
-inline constexpr MMRESULT MMSYSERR_NOERROR = 0;
-inline constexpr MMRESULT MMSYSERR_INVALHANDLE = 5;
-inline constexpr MMRESULT MMSYSERR_INVALPARAM = 11;
+// Results, besides the common ones.
 inline constexpr MMRESULT MMIOERR_OUTOFMEMORY = 258;
 inline constexpr MMRESULT MMIOERR_CANNOTCLOSE = 260;
 inline constexpr MMRESULT MMIOERR_CANNOTREAD = 261;

@@ -1,10 +1,28 @@
 #pragma once
 /// @file
-/// The published wave format record.
+/// The published wave format record, and the results that the multimedia services share.
 
 #include "platform/posix/types.h"
 
+using FOURCC = DWORD;
+using MMRESULT = UINT;
+
+inline constexpr MMRESULT MMSYSERR_NOERROR = 0;
+inline constexpr MMRESULT MMSYSERR_ERROR = 1;
+inline constexpr MMRESULT MMSYSERR_NOTENABLED = 3;
+inline constexpr MMRESULT MMSYSERR_INVALHANDLE = 5;
+inline constexpr MMRESULT MMSYSERR_NODRIVER = 6;
+inline constexpr MMRESULT MMSYSERR_NOMEM = 7;
+inline constexpr MMRESULT MMSYSERR_NOTSUPPORTED = 8;
+inline constexpr MMRESULT MMSYSERR_INVALFLAG = 10;
+inline constexpr MMRESULT MMSYSERR_INVALPARAM = 11;
+
+// Codes of formats, WAVEFORMATEX::wFormatTag.
 inline constexpr WORD WAVE_FORMAT_PCM = 1;
+inline constexpr WORD WAVE_FORMAT_ADPCM = 2;
+inline constexpr WORD WAVE_FORMAT_ALAW = 6;
+inline constexpr WORD WAVE_FORMAT_MULAW = 7;
+inline constexpr WORD WAVE_FORMAT_DVI_ADPCM = 0x11;  // IMA ADPCM
 
 #pragma pack(push, 1)
 /// Format of a stream of audio. 18 bytes; a format other than PCM has cbSize further bytes behind it.

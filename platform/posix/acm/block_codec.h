@@ -1,0 +1,47 @@
+#pragma once
+// Codecs that keep their samples in blocks, each of which can be decoded by itself.
+
+#include <memory>
+
+#include "platform/posix/acm_driver.h"
+
+namespace platform::detail {
+
+/// Blocks of one format. Samples are of 16 bits, interleaved.
+class BlockCodec {
+ public:
+  BlockCodec() = default;
+  BlockCodec(const BlockCodec&) = delete;
+  BlockCodec& operator=(const BlockCodec&) = delete;
+  virtual ~BlockCodec() = default;
+
+  virtual std::size_t BlockBytes() const = 0;
+  /// @return the frames that the first @p bytes of a block hold; 0 when not even its header is there
+  virtual std::size_t FramesIn(std::size_t bytes) const = 0;
+
+  /// Decodes @p frames, which @p block holds. Any bytes decode to something.
+  virtual void Decode(const BYTE* block, std::size_t frames, std::int16_t* samples) = 0;
+  /// Encodes the frames of a whole block.
+  virtual void Encode(const std::int16_t* samples, BYTE* block) = 0;
+  /// The next block to encode is a stream's first.
+  virtual void Restart() {}
+};
+
+/// Opens a stream of a block codec's driver: from its format to PCM of the same rate and channels, or the
+/// other way. To PCM, every block whose frames have room is taken. From PCM, every whole block is made; with
+/// ACM_STREAMCONVERTF_END and without ACM_STREAMCONVERTF_BLOCKALIGN the frames left over make a last one, in
+/// which the last frame goes on.
+/// @param make gives the codec of a format, or null for a format that is not the driver's
+MMRESULT OpenBlockStream(std::unique_ptr<BlockCodec> (*make)(const WAVEFORMATEX& format),
+                         const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
+                         std::unique_ptr<ConversionStream>& stream);
+
+/// Samples of one channel of interleaved frames.
+template <class Sample>
+struct ChannelOf {
+  Sample* first;
+  std::size_t step;
+  Sample& operator[](std::size_t frame) const { return first[frame * step]; }
+};
+
+}  // namespace platform::detail

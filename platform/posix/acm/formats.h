@@ -1,0 +1,64 @@
+#pragma once
+// What the drivers look for in formats, and how they load and store PCM samples.
+
+#include <cstring>
+
+#include "platform/posix/multimedia.h"
+
+namespace platform::detail {
+
+constexpr WORD kMostChannels = 2;
+
+/// PCM of 8 or 16 bits and 1 or 2 channels, whose block and byte rate are those of its rate, channels and
+/// bits.
+inline bool IsPcm(const WAVEFORMATEX& format) {
+  if (format.wFormatTag != WAVE_FORMAT_PCM) return false;
+  if (format.nChannels < 1 || format.nChannels > kMostChannels) return false;
+  if (format.wBitsPerSample != 8 && format.wBitsPerSample != 16) return false;
+  return format.nSamplesPerSec > 0 && format.nBlockAlign == format.nChannels * format.wBitsPerSample / 8 &&
+         format.nAvgBytesPerSec == std::uint64_t{format.nSamplesPerSec} * format.nBlockAlign;
+}
+
+inline bool SameRateAndChannels(const WAVEFORMATEX& one, const WAVEFORMATEX& other) {
+  return one.nSamplesPerSec == other.nSamplesPerSec && one.nChannels == other.nChannels;
+}
+
+template <class T>
+T Load(const BYTE* bytes) {
+  T value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+template <class T>
+void Store(BYTE* bytes, T value) {
+  std::memcpy(bytes, &value, sizeof value);
+}
+
+/// The 16 bits of further format data that lie @p index words behind the record; cbSize must cover them.
+inline WORD ExtraWord(const WAVEFORMATEX& format, std::size_t index) {
+  return Load<WORD>(reinterpret_cast<const BYTE*>(&format) + sizeof format + index * sizeof(WORD));
+}
+
+/// PCM samples: 8 bits are unsigned with silence at 128, 16 bits signed.
+/// To 16 bits the byte becomes the high half; to 8 bits the high byte is what is kept.
+template <class To, class From>
+constexpr int Resize(int sample) {
+  if constexpr (sizeof(To) > sizeof(From)) return (sample - 128) * 256;
+  if constexpr (sizeof(To) < sizeof(From)) return (sample >> 8) + 128;
+  return sample;
+}
+
+/// Loads a PCM sample as one of 16 bits.
+template <class Pcm>
+std::int16_t LoadPcm(const BYTE* bytes) {
+  return static_cast<std::int16_t>(Resize<std::int16_t, Pcm>(Load<Pcm>(bytes)));
+}
+
+/// Stores a sample of 16 bits as a PCM sample.
+template <class Pcm>
+void StorePcm(BYTE* bytes, std::int16_t sample) {
+  Store(bytes, static_cast<Pcm>(Resize<Pcm, std::int16_t>(sample)));
+}
+
+}  // namespace platform::detail
