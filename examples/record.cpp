@@ -29,7 +29,7 @@ constexpr int kWrongUse = 2;
 
 volatile std::sig_atomic_t stopWanted = 0;
 
-void OnSignal(int) {
+void OnSignal(int /*signal*/) {
   stopWanted = 1;
 }
 

@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Installs Debian packages that are missing. Sourced by the other scripts.
 
 # install_missing PACKAGE...: does nothing, not even look for updates, when all of them are there.

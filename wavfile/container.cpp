@@ -21,10 +21,9 @@ bool WriteExactly(HMMIO file, const void* data, LONG count) {
 // Puts the sizes and the frame count where their placeholders are.
 bool FinishFile(HMMIO file, const MMIOINFO& cursor, MMCKINFO* data, MMCKINFO* riff, std::uint32_t frames) {
   if (mmioSetInfo(file, &cursor, 0) != 0) return false;
-  // When the disk has no room for the pad byte the sizes are right all the same, and the rest is worth
-  // finishing.
-  const bool padded = mmioAscend(file, data, 0) == 0;
-  if (mmioAscend(file, riff, 0) != 0 && padded) return false;
+  // On a disk without room for the pad byte both fail, with sizes that are right all the same: go on.
+  const bool dataEnded = mmioAscend(file, data, 0) == 0;
+  const bool riffEnded = mmioAscend(file, riff, 0) == 0;
   mmioSeek(file, 0, SEEK_SET);
   if (mmioDescend(file, riff, nullptr, 0) != 0) return false;
   data->ckid = kFact;
@@ -32,7 +31,7 @@ bool FinishFile(HMMIO file, const MMIOINFO& cursor, MMCKINFO* data, MMCKINFO* ri
     WriteExactly(file, &frames, sizeof(frames));
     mmioAscend(file, data, 0);
   }
-  return mmioAscend(file, riff, 0) == 0 && padded;
+  return mmioAscend(file, riff, 0) == 0 && dataEnded && riffEnded;
 }
 
 }  // namespace

@@ -50,8 +50,7 @@ std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* deli
   *delivered = 0;
   if (!Share::Live(*this) || (buffer == nullptr && bytes > 0)) return 0;
   const std::uint32_t align = srcFormat->nBlockAlign;
-  if (align == 0 || srcFormat->nChannels == 0 || srcFormat->wBitsPerSample == 0 || bytes % align != 0)
-    return 0;
+  if (align == 0 || bytes % align != 0) return 0;
   const std::uint32_t take = std::min(bytes, dataChunk.cksize);
   if (take == 0) return 1;
   MMIOINFO cursor;

@@ -1,0 +1,319 @@
+// The object and its samples: opening and closing, transfer, seeking, queries.
+#include <cmath>
+#include <limits>
+
+#include "tests/wavfile/wav_test.h"
+
+namespace {
+
+using test::Bytes;
+using test::Number;
+using test::Pattern;
+using test::Pcm;
+using test::SetNumber;
+
+class WavIo : public test::WavTest {};
+
+Bytes Part(const Bytes& bytes, std::size_t from, std::size_t count) {
+  from = std::min(from, bytes.size());
+  const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
+  return Bytes(begin, begin + static_cast<std::ptrdiff_t>(std::min(count, bytes.size() - from)));
+}
+
+TEST_F(WavIo, AClosedObjectAnswersWithNothing) {
+  CMMWav wav;
+  WAVEFORMATEX format = Pcm(1, 2, 3);
+  char byte = 0;
+  std::uint32_t count = 99;
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(wav.Close(0), 0);
+    EXPECT_EQ(wav.Reset(), 0);
+    EXPECT_EQ(wav.Write(1, &byte, &count), 0);
+    EXPECT_EQ(count, 99u);
+    EXPECT_EQ(wav.Read(0, &byte, &count), 0);
+    EXPECT_EQ(wav.SampleFind(0) + wav.SampleFind(1) + wav.TimeFind(0) + wav.ChkFileSize(), 0);
+    EXPECT_EQ(wav.GetFileInfo(&format), 0);
+    EXPECT_EQ(format.nSamplesPerSec, 2u);
+    EXPECT_EQ(wav.GetFileName(), nullptr);
+    EXPECT_EQ(wav.GetPathName(), nullptr);
+    EXPECT_EQ(wav.GetPlayTime() + wav.GetNowTime(), 0.0);
+    EXPECT_EQ(wav.GetSampleToByte(0) + wav.GetTimeToByte(1) + wav.EndConvert() + wav.GetNowSampleSize(), 0u);
+    count = 99;
+    EXPECT_EQ(wav.Open((folder_ / "missing.wav").c_str()), 0);  // leaves it as it was
+    EXPECT_EQ(wav.Open(nullptr, "somewhere"), 0);
+    EXPECT_EQ(wav.Open("", folder_.Path().c_str()), 0);
+    EXPECT_EQ(wav.Open(Pcm(2, 44100, 16), nullptr), 0);
+    EXPECT_EQ(wav.Open(Pcm(2, 44100, 16), "a.wav", (folder_ / "missing").c_str()), 0);
+    EXPECT_EQ(wav.Open(Pcm(2, 44100, 16), std::string(5000, 'x').c_str()), 0);
+  }
+}
+
+TEST_F(WavIo, NamesAreJoinedAndKept) {
+  const std::string folder = folder_.Path();
+  std::filesystem::create_directories(folder + "/long/" + std::string(250, 'n'));
+  for (const std::string& directory :
+       {folder, folder + "\\", folder + "/", folder + "/long/" + std::string(250, 'n')}) {
+    CMMWav wav;
+    ASSERT_EQ(wav.Open(Pcm(1, 8000, 8), "a.wav", directory.c_str()), 1);
+    EXPECT_EQ(wav.GetPathName(), directory);
+    EXPECT_EQ(wav.Close(), 1);
+    EXPECT_TRUE(std::filesystem::remove(directory.substr(0, directory.find('\\')) + "/a.wav"));
+  }
+  const std::string path = Make(Pcm(1, 8000, 8), Pattern(8));
+  for (const char* directory : {static_cast<const char*>(nullptr), ""}) {
+    CMMWav wav;
+    ASSERT_EQ(wav.Open(path.c_str(), directory), 1);
+    EXPECT_STREQ(wav.GetPathName(), "");
+    EXPECT_EQ(wav.Open("other.wav"), 0);
+    EXPECT_EQ(wav.Open(Pcm(2, 44100, 16), path.c_str()), 0);  // does not cut the open file
+    EXPECT_EQ(wav.GetFileName(), path);
+    EXPECT_EQ(Read(wav, 100), Pattern(8));
+  }
+}
+
+// Uneven blocks through every road a byte can take, for formats of every block size from 1 to 8.
+TEST_F(WavIo, RoundTripsInUnevenBlocks) {
+  for (const int channels : {1, 2, 3, 8}) {
+    for (const std::size_t frames : {1u, 2u, 3u, 7u, 127u, 2049u, 100003u}) {
+      const auto align = static_cast<std::uint32_t>(channels);
+      const Bytes data = Pattern(frames * align);
+      CMMWav wav;
+      ASSERT_EQ(wav.Open(Pcm(channels, 8000, 8), "a.wav", folder_.Path().c_str()), 1);
+      std::size_t at = 0;
+      for (std::size_t step = 1; at < data.size(); step = step * 5 % 30011) {
+        const Bytes block = Part(data, at, step * align);
+        Write(wav, block);
+        at += block.size();
+        ASSERT_EQ(wav.GetSampleSize(), at / align);
+        ASSERT_EQ(wav.GetNowSampleSize(), at / align);
+        ASSERT_EQ(wav.GetNowTime(), wav.GetPlayTime());
+      }
+      ASSERT_EQ(wav.Close(), 1);
+      ASSERT_EQ(wav.Open("a.wav", folder_.Path().c_str()), 1);
+      ASSERT_EQ(wav.ChkFileSize(), data.size() % 2 == 0 ? 1 : 0);
+      ASSERT_EQ(wav.Reset(), 1);
+      at = 0;
+      for (std::size_t step = 1; at < data.size(); step = step * 7 % 20011) {
+        const Bytes block = Read(wav, static_cast<std::uint32_t>(step) * align);
+        ASSERT_EQ(block, Part(data, at, step * align));
+        at += block.size();
+        ASSERT_EQ(wav.GetNowSampleSize(), at / align);
+      }
+      ASSERT_TRUE(Read(wav, align).empty());
+      for (std::uint32_t frame = 0; frame <= frames; frame += 1 + frame / 2) {
+        ASSERT_EQ(wav.SampleFind(frame), 1);
+        ASSERT_EQ(wav.GetNowSampleSize(), frame);
+        const std::uint32_t count = frame * 31 % 9000 * align;
+        ASSERT_EQ(Read(wav, count), Part(data, std::size_t{frame} * align, count));
+      }
+    }
+  }
+}
+
+TEST_F(WavIo, OnlyWholeBlocksMove) {
+  CMMWav wav;
+  const std::string path = folder_ / "a.wav";
+  wav.Open(Pcm(2, 44100, 16), path.c_str());
+  std::uint32_t count = 99;
+  Bytes bytes(100);
+  EXPECT_EQ(wav.Write(6, bytes.data(), &count), 0);
+  EXPECT_EQ(count, 99u);
+  EXPECT_EQ(wav.Write(0, bytes.data(), &count), 1);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(wav.Write(4, nullptr, &count) + wav.Write(4, bytes.data(), nullptr), 0);
+  EXPECT_EQ(wav.Read(8, bytes.data(), &count), 1);  // nothing to be read while writing
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(wav.Reset() + wav.SampleFind(0) + wav.TimeFind(0) + wav.ChkFileSize(), 0);
+  Write(wav, Pattern(12));
+  EXPECT_EQ(wav.Close(), 1);
+
+  Bytes file = test::Load(path);
+  EXPECT_EQ(file.size(), 68u);
+  SetNumber(file, 52, 10);
+  ASSERT_TRUE(Opens(wav, file));
+  EXPECT_EQ(wav.Read(6, bytes.data(), &count), 0);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(wav.Read(8, nullptr, &count) + wav.Read(8, bytes.data(), nullptr), 0);
+  EXPECT_EQ(wav.Write(4, bytes.data(), &count), 0);
+  EXPECT_EQ(Read(wav, 8).size(), 8u);
+  EXPECT_EQ(Read(wav, 8).size(), 2u);
+  EXPECT_EQ(Read(wav, 8).size(), 0u);
+}
+
+TEST_F(WavIo, AFileThatEndsEarlyFailsUntilTheNextSeek) {
+  for (const std::uint32_t count : {400u, 40000u, 400000u}) {
+    Bytes file = test::Load(Make(Pcm(2, 44100, 16), Pattern(100000)));
+    SetNumber(file, 52, 1000000);
+    CMMWav wav;
+    ASSERT_TRUE(Opens(wav, file));
+    EXPECT_EQ(wav.SampleFind(24950), 1);
+    Bytes bytes(count);
+    std::uint32_t delivered = 99;
+    EXPECT_EQ(wav.Read(count, bytes.data(), &delivered), 0);
+    EXPECT_EQ(delivered, 0u);
+    EXPECT_EQ(Part(bytes, 0, 200), Part(Pattern(100000), 99800, 200));
+    EXPECT_EQ(wav.GetNowSampleSize(), 24950 + count / 4);
+    EXPECT_EQ(wav.Reset(), 1);
+    EXPECT_EQ(Read(wav, 4), Pattern(4));
+  }
+  CMMWav wav;
+  ASSERT_EQ(wav.Open((folder_ / "a.wav").c_str()), 1);
+  EXPECT_EQ(wav.ChkFileSize(), 1);  // leaves the position at the end
+  Bytes bytes(4);
+  std::uint32_t delivered;
+  EXPECT_EQ(wav.Read(4, bytes.data(), &delivered), 0);
+  EXPECT_EQ(wav.SampleFind(0), 1);
+  EXPECT_EQ(Read(wav, 4), Pattern(4));
+}
+
+TEST_F(WavIo, SeeksByFrameAndByTime) {
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  constexpr double kInfinite = std::numeric_limits<double>::infinity();
+  const std::string path = Make(Pcm(2, 44100, 16), Pattern(352800));
+  CMMWav wav;
+  ASSERT_EQ(wav.Open(path.c_str()), 1);
+  EXPECT_EQ(wav.TimeFind(1.5), 1);
+  EXPECT_EQ(wav.GetNowSampleSize(), 66150u);
+  for (const double refused : {2.1, -0.001, kNone, kInfinite, -kInfinite, 1e300, -1e300, 1e15}) {
+    EXPECT_EQ(wav.TimeFind(refused), 0) << refused;
+  }
+  EXPECT_EQ(wav.SampleFind(88201), 0);
+  EXPECT_EQ(wav.GetNowSampleSize(), 66150u);
+  EXPECT_EQ(wav.TimeFind(-0.00001), 1);  // less than a frame
+  EXPECT_EQ(wav.GetNowSampleSize(), 0u);
+  EXPECT_EQ(wav.TimeFind(2.0), 1);
+  EXPECT_TRUE(Read(wav, 4).empty());
+  EXPECT_EQ(wav.GetNowTime(), 2.0);
+
+  EXPECT_EQ(wav.GetTimeToByte(0.00001), 0u);
+  EXPECT_EQ(wav.GetTimeToByte(1000.5), 176488200u);
+  EXPECT_EQ(wav.GetTimeToByte(kNone) + wav.GetTimeToByte(1e300), 0u);
+  EXPECT_EQ(wav.GetSampleToByte(88200), 352800u);
+  EXPECT_EQ(wav.GetSampleToByte(88201), 0u);
+  EXPECT_EQ(wav.GetSampleSizeInBits(), 16u);
+  EXPECT_EQ(wav.GetSampleRate(), 44100u);
+  EXPECT_EQ(wav.GetFSize(), 352856u);
+  wav.Close();
+
+  ASSERT_EQ(wav.Open(Make(Pcm(1, 8000, 12), Pattern(6)).c_str()), 1);
+  EXPECT_EQ(wav.GetSampleToByte(3), 5u);  // 36 bits
+}
+
+TEST_F(WavIo, ZeroesInTheFormatDivideNothing) {
+  const Bytes sound = test::Load(Make(Pcm(2, 44100, 16), Pattern(16)));
+  Bytes block(16);
+  std::uint32_t count = 99;
+  for (const std::size_t field : {22u, 28u, 32u, 34u}) {  // channels, byte rate, block, bits
+    Bytes file = sound;
+    SetNumber(file, field, 0, field == 28 ? 4 : 2);
+    CMMWav wav;
+    ASSERT_TRUE(Opens(wav, file));
+    const bool counts = field == 28;
+    EXPECT_EQ(wav.GetSampleSize(), counts || field == 32 ? 4u : 0u);
+    EXPECT_EQ(wav.SampleFind(0), counts ? 1 : 0);
+    EXPECT_EQ(wav.TimeFind(0), counts ? 1 : 0);
+    EXPECT_EQ(wav.Read(4, block.data(), &count), field != 32 ? 1 : 0);  // blocks are all that Read needs
+    EXPECT_EQ(count, field != 32 ? 4u : 0u);
+    EXPECT_EQ(wav.GetTimeToByte(0.001), field == 22 || field == 34 ? 176u : 0u);
+    EXPECT_EQ(wav.GetSampleToByte(1), counts ? 4u : field == 32 ? 4u : 0u);
+    EXPECT_EQ(std::isfinite(wav.GetPlayTime()), field != 28);
+  }
+  for (const WAVEFORMATEX& format : {Pcm(0, 44100, 16), Pcm(2, 44100, 0), Pcm(2, 44100, 7)}) {
+    CMMWav wav;
+    const std::string path = folder_ / "zero.wav";
+    ASSERT_EQ(wav.Open(format, path.c_str()), 1);
+    count = 99;
+    EXPECT_EQ(wav.Write(4, block.data(), &count), 0);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(wav.Close(0), 1);
+    EXPECT_EQ(Number(test::Load(path), 44), 0u);
+    EXPECT_EQ(wav.Open(format, (folder_ / "missing/a.wav").c_str()), 0);
+  }
+}
+
+// A compressed format counts frames one way and blocks another, so that a high frame lies behind the data.
+TEST_F(WavIo, FramesAndBlocksMayDiffer) {
+  Bytes file = test::Load(Make(Pcm(1, 8000, 16), Pattern(256)));
+  SetNumber(file, 28, 4000);
+  SetNumber(file, 32, 64, 2);
+  SetNumber(file, 34, 4, 2);
+  CMMWav wav;
+  ASSERT_TRUE(Opens(wav, file));
+  EXPECT_EQ(wav.GetSampleSize(), 512u);
+  EXPECT_EQ(wav.TimeFind(0.04), 1);  // 160 bytes, so the third block
+  EXPECT_EQ(Read(wav, 64), Part(Pattern(256), 128, 64));
+  EXPECT_EQ(wav.SampleFind(512), 1);
+  EXPECT_EQ(wav.GetNowSampleSize(), 512u * 64 * 8 / 4);
+}
+
+// The class's private fields, for a file that no test would write byte by byte.
+template <class Tag, auto member>
+struct Expose {
+  friend auto Field(Tag) { return member; }
+};
+struct Handle {
+  friend auto Field(Handle);
+};
+struct Cursor {
+  friend auto Field(Cursor);
+};
+struct Written {
+  friend auto Field(Written);
+};
+template struct Expose<Handle, &CMMWav::hmmio>;
+template struct Expose<Cursor, &CMMWav::mmioInfo>;
+template struct Expose<Written, &CMMWav::dataBytes>;
+
+void PretendWritten(CMMWav& wav, std::uint32_t bytes) {
+  HMMIO const file = wav.*Field(Handle());
+  MMIOINFO& cursor = wav.*Field(Cursor());
+  cursor.dwFlags |= MMIO_DIRTY;
+  ASSERT_EQ(mmioSetInfo(file, &cursor, 0), 0u);
+  ASSERT_NE(mmioSeek(file, static_cast<LONG>(56 + bytes), SEEK_SET), -1);
+  ASSERT_EQ(mmioGetInfo(file, &cursor, 0), 0u);
+  wav.*Field(Written()) = bytes;
+}
+
+TEST_F(WavIo, LargeFilesAreSoughtBeyondTwoGibibytes) {
+  const std::string path = folder_ / "large.wav";
+  constexpr std::uint32_t kBlock = 0x8000;
+  constexpr std::uint32_t kBytes = 0xD8000000;
+  const Bytes last = Pattern(kBlock);
+  CMMWav wav;
+  ASSERT_EQ(wav.Open(Pcm(1, 8000, 8), path.c_str()), 1);
+  PretendWritten(wav, kBytes - kBlock);
+  Write(wav, last);
+  ASSERT_EQ(wav.Close(0), 1);
+  Bytes format(4);  // block and bits of a format whose count of frames does not wrap below what is sought
+  SetNumber(format, 0, kBlock | 1 << 16);
+  std::fstream(path, std::ios::binary | std::ios::in | std::ios::out).seekp(32).write(format.data(), 4);
+
+  ASSERT_EQ(wav.Open(path.c_str()), 1);
+  EXPECT_EQ(wav.ChkFileSize(), 1);
+  EXPECT_EQ(wav.GetFSize(), kBytes + 56);
+  ASSERT_EQ(wav.SampleFind(kBytes / kBlock - 1), 1);
+  EXPECT_EQ(Read(wav, 2 * kBlock), last);
+  ASSERT_EQ(wav.SampleFind(kBytes / kBlock - 2), 1);
+  EXPECT_EQ(Read(wav, kBlock), Bytes(kBlock, 0));
+}
+
+TEST_F(WavIo, WritingStopsWhereTheSizesEnd) {
+  const std::string path = folder_ / "full.wav";
+  constexpr std::uint32_t kMost = 0xFFFFFFCC;  // a RIFF size of 0xFFFFFFFC
+  CMMWav wav;
+  ASSERT_EQ(wav.Open(Pcm(2, 44100, 16), path.c_str()), 1);
+  PretendWritten(wav, kMost - 8);
+  const Bytes data = Pattern(20000);
+  std::uint32_t taken = 99;
+  EXPECT_EQ(wav.Write(20000, data.data(), &taken), 0);
+  EXPECT_EQ(taken, 8u);
+  EXPECT_EQ(wav.Write(4, data.data(), &taken), 0);
+  EXPECT_EQ(taken, 0u);
+  EXPECT_EQ(wav.Close(77), 1);
+  EXPECT_EQ(std::filesystem::file_size(path), std::uintmax_t{56} + kMost);
+  ASSERT_EQ(wav.Open(path.c_str()), 1);
+  EXPECT_EQ(wav.GetFSize(), 0xFFFFFFFCu + 8);  // in 32 bits
+  EXPECT_EQ(wav.GetPlayTime(), kMost / 176400.0);
+}
+
+}  // namespace
