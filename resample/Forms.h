@@ -78,26 +78,26 @@ const Form& BestForm();
 /// The plain map over outputs, on any processor: makes the next count outputs.
 template <class Sample, std::uint32_t kChannels>
 void MapSome(MapJob<Sample>& job, std::uint64_t count) {
-  const std::uint32_t whole = job.srcRate / job.dstRate;
-  const std::uint32_t step = job.srcRate % job.dstRate;
-  const std::uint32_t dstRate = job.dstRate;
+  const std::uint64_t whole = std::uint64_t{job.srcRate / job.dstRate} * kChannels;
+  const std::int64_t step = job.srcRate % job.dstRate;
+  const std::int64_t back = step - job.dstRate;
   const double inv = job.inv;
   const Sample* prev = job.frames + job.at.frame * kChannels;
   Sample* out = job.out;
-  std::uint32_t phase = job.at.phase;
+  std::int64_t before = std::int64_t{job.at.phase} - 1;  // one less than the phase: 0 to dstRate - 1
   for (std::uint64_t k = 0; k < count; ++k) {
-    const double fraction = phase * inv;
+    const double fraction = static_cast<std::uint32_t>(before + 1) * inv;
     for (std::uint32_t c = 0; c < kChannels; ++c) {
       const std::int32_t delta = prev[kChannels + c] - prev[c];
       out[c] = static_cast<Sample>(prev[c] + static_cast<std::int32_t>(delta * fraction));
     }
     out += kChannels;
-    phase += step;
-    const bool next = phase > dstRate;
-    phase -= next ? dstRate : 0;
-    prev += (std::size_t{whole} + next) * kChannels;
+    const std::int64_t next = before + back;
+    prev += next >= 0 ? whole + kChannels : whole;
+    before = next >= 0 ? next : before + step;
   }
-  job.at = {static_cast<std::uint64_t>(prev - job.frames) / kChannels, phase};
+  job.at = {static_cast<std::uint64_t>(prev - job.frames) / kChannels,
+            static_cast<std::uint32_t>(before + 1)};
   job.out = out;
   job.outputs -= count;
 }

@@ -46,6 +46,12 @@ struct Avx2 {
   CMM_VECTOR_CODE static inline Vec Spread64(std::uint64_t value) {
     return _mm256_set1_epi64x(static_cast<std::int64_t>(value));
   }
+  CMM_VECTOR_CODE static inline Vec Spread16(std::uint16_t value) {
+    return _mm256_set1_epi16(static_cast<std::int16_t>(value));
+  }
+  CMM_VECTOR_CODE static inline unsigned Bits(Vec words) {
+    return static_cast<unsigned>(_mm256_movemask_epi8(words));
+  }
   CMM_VECTOR_CODE static inline bool Any(Vec words) { return _mm256_testz_si256(words, words) == 0; }
   CMM_VECTOR_CODE static inline Vec Load(const void* from) {
     return _mm256_loadu_si256(static_cast<const Vec*>(from));
@@ -58,6 +64,25 @@ struct Avx2 {
   CMM_VECTOR_CODE static inline void Put(std::uint8_t* out, Vec words) {
     const __m128i bytes = _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
+  }
+
+  // Differences of 8-bit samples have a sign of their own in 16 bits.
+  template <class Sample>
+  CMM_VECTOR_CODE static inline Vec Size(const Ends<Avx2>& ends) {
+    if constexpr (sizeof(Sample) == 1) {
+      return _mm256_abs_epi16(Sub(ends.cur, ends.prev));
+    } else {
+      return Sub(Max(ends.prev, ends.cur), Min(ends.prev, ends.cur));
+    }
+  }
+  template <class Sample>
+  CMM_VECTOR_CODE static inline Vec Apply(const Ends<Avx2>& ends, Vec product) {
+    if constexpr (sizeof(Sample) == 1) {
+      return Add(ends.prev, _mm256_sign_epi16(product, Sub(ends.cur, ends.prev)));
+    } else {
+      const Vec falls = Greater(ends.prev, ends.cur);
+      return Add(ends.prev, Sub(Xor(product, falls), falls));
+    }
   }
 
   template <std::uint32_t kChannels>
@@ -76,66 +101,61 @@ struct Avx2 {
   template <class Sample, std::uint32_t kChannels>
   static constexpr std::uint32_t kWindow = 16 / (kChannels * sizeof(Sample));
 
+  /// Both ends of 4 samples' intervals lie within 16 bytes.
   template <class Sample, std::uint32_t kChannels>
   static bool Reaches(const Plan& plan) {
-    return plan.halfReach < kWindow<Sample, kChannels>;
+    return plan.reach + 1 < kWindow<Sample, kChannels>;
   }
 
+  template <class Sample, std::uint32_t kChannels>
+  CMM_VECTOR_CODE static inline bool Gather(const Sample* from, std::int64_t frames, const Cursor& at,
+                                            Ends<Avx2>& ends) {
+    constexpr std::uint32_t kHalf = 4 / kChannels;
+    const std::uint16_t* const index = at.index;
+    if (index[3 * kHalf] + std::int64_t{kWindow<Sample, kChannels>} > frames) return false;
+    const Vec a = Load2(from + index[0] * kChannels, from + index[2 * kHalf] * kChannels);
+    const Vec b = Load2(from + index[kHalf] * kChannels, from + index[3 * kHalf] * kChannels);
+    const Vec pairsA = _mm256_shuffle_epi8(a, Load(at.shuffle));
+    const Vec pairsB = _mm256_shuffle_epi8(b, Load(at.shuffle + kHalf * sizeof(Plan::shuffle[0])));
+    ends = {UnpackLow64(pairsA, pairsB), UnpackHigh64(pairsA, pairsB)};
+    return true;
+  }
+
+  /// The shuffles for 16 outputs, from the frames that open their intervals.
   template <class Sample, std::uint32_t kChannels>
   CMM_VECTOR_CODE static inline void StoreShuffles(Plan& plan, std::uint64_t entry, Vec frame) {
     if constexpr (kChannels == 1) {
-      StoreLanes<Sample, kChannels>(plan, entry, frame);
+      StoreHalves<Sample, kChannels>(plan.shuffle[entry], plan.shuffle[entry + 4], frame);
     } else {
-      StoreLanes<Sample, kChannels>(plan, entry, UnpackLow16(frame, frame));
-      StoreLanes<Sample, kChannels>(plan, entry + 4, UnpackHigh16(frame, frame));
+      const Vec a = UnpackLow16(frame, frame);
+      const Vec b = UnpackHigh16(frame, frame);
+      StoreHalves<Sample, kChannels>(plan.shuffle[entry], plan.shuffle[entry + 2],
+                                     _mm256_permute2x128_si256(a, b, 0x20));
+      StoreHalves<Sample, kChannels>(plan.shuffle[entry + 8], plan.shuffle[entry + 10],
+                                     _mm256_permute2x128_si256(a, b, 0x31));
     }
-  }
-
-  template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline bool Gather(const Sample* frames, std::int64_t frameCount,
-                                            std::int64_t origin, const Plan& plan, std::uint32_t entry,
-                                            Ends<Avx2>& ends) {
-    constexpr std::uint32_t kLane = 8 / kChannels;  // outputs in 16 bytes of words
-    constexpr std::uint32_t kHalf = kLane / 2;
-    constexpr std::int64_t kRead = kWindow<Sample, kChannels> + 1;
-    const auto frame = [&](std::uint32_t i) { return origin + plan.index[entry + i]; };
-    const bool near = plan.reach < kWindow<Sample, kChannels>;
-    if (frame(near ? kLane : kLane + kHalf) + kRead > frameCount) return false;
-    const Sample* const low = frames + frame(0) * kChannels;
-    const Sample* const high = frames + frame(kLane) * kChannels;
-    const Vec take = Load2(plan.shuffle[entry], plan.shuffle[entry + kLane]);
-    ends.prev = _mm256_shuffle_epi8(Load2(low, high), take);
-    ends.cur = _mm256_shuffle_epi8(Load2(low + kChannels, high + kChannels), take);
-    if (near) return true;
-    // The second half of each lane lies outside the window: it has one of its own.
-    const Sample* const low2 = frames + frame(kHalf) * kChannels;
-    const Sample* const high2 = frames + frame(kLane + kHalf) * kChannels;
-    const Vec take2 = Load2(plan.shuffle[entry + kHalf], plan.shuffle[entry + kLane + kHalf]);
-    ends.prev = UnpackLow64(ends.prev, _mm256_shuffle_epi8(Load2(low2, high2), take2));
-    ends.cur = UnpackLow64(ends.cur, _mm256_shuffle_epi8(Load2(low2 + kChannels, high2 + kChannels), take2));
-    return true;
   }
 
  private:
   CMM_VECTOR_CODE static inline Vec Load2(const void* low, const void* high) {
     return _mm256_loadu2_m128i(static_cast<const __m128i*>(high), static_cast<const __m128i*>(low));
   }
-  /// The shuffles of each lane's 8 samples, and those of their second half where it has a window of its own.
   template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline void StoreLanes(Plan& plan, std::uint64_t entry, Vec frame) {
-    StoreShuffle<Sample, kChannels>(plan, entry, frame);
-    if (plan.reach < kWindow<Sample, kChannels>) return;
-    StoreShuffle<Sample, kChannels>(plan, entry + 4 / kChannels, _mm256_bsrli_epi128(frame, 8));
+  CMM_VECTOR_CODE static inline void StoreHalves(void* first, void* second, Vec frame) {
+    Store(first, Shuffle<Sample, kChannels>(UnpackLow64(frame, frame)));
+    Store(second, Shuffle<Sample, kChannels>(UnpackHigh64(frame, frame)));
   }
+  /// Of 4 frames, twice over: their samples, and those of the frames behind them.
   template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline void StoreShuffle(Plan& plan, std::uint64_t entry, Vec frame) {
+  CMM_VECTOR_CODE static inline Vec Shuffle(Vec frame) {
     using Word = ShuffleWord<sizeof(Sample), kChannels>;
-    const Vec mul = _mm256_set1_epi16(static_cast<std::int16_t>(Word::kMul));
-    const Vec add = _mm256_set1_epi32(
-        static_cast<std::int32_t>(Word::Add(0) | std::uint32_t{Word::Add(kChannels - 1)} << 16));
-    const Vec from = Sub(frame, _mm256_shuffle_epi8(frame, _mm256_set1_epi16(0x0100)));
-    _mm256_storeu2_m128i(reinterpret_cast<__m128i*>(plan.shuffle[entry + 8]),
-                         reinterpret_cast<__m128i*>(plan.shuffle[entry]), Add(MulLow(from, mul), add));
+    constexpr std::uint64_t kTwo = Word::Add(0) | std::uint64_t{Word::Add(kChannels - 1)} << 16;
+    constexpr std::uint64_t kLower = kTwo | kTwo << 32;
+    constexpr std::uint64_t kUpper = kLower + Word::kMul * std::uint64_t{0x0001000100010001};
+    const Vec add = _mm256_set_epi64x(static_cast<std::int64_t>(kUpper), static_cast<std::int64_t>(kLower),
+                                      static_cast<std::int64_t>(kUpper), static_cast<std::int64_t>(kLower));
+    const Vec behind = Sub(frame, _mm256_shuffle_epi8(frame, _mm256_set1_epi16(0x0100)));
+    return Add(MulLow(behind, Spread16(Word::kMul)), add);
   }
 };
 

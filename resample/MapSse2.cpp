@@ -48,13 +48,25 @@ struct Sse2 {
   static inline Vec Spread64(std::uint64_t value) {
     return _mm_set1_epi64x(static_cast<std::int64_t>(value));
   }
-  static inline bool Any(Vec words) { return _mm_movemask_epi8(words) != 0; }
+  static inline Vec Spread16(std::uint16_t value) { return _mm_set1_epi16(static_cast<std::int16_t>(value)); }
+  static inline unsigned Bits(Vec words) { return static_cast<unsigned>(_mm_movemask_epi8(words)); }
+  static inline bool Any(Vec words) { return Bits(words) != 0; }
   static inline Vec Load(const void* from) { return _mm_loadu_si128(static_cast<const Vec*>(from)); }
   static inline void Store(void* to, Vec words) { _mm_storeu_si128(static_cast<Vec*>(to), words); }
 
   static inline void Put(std::int16_t* out, Vec words) { Store(out, words); }
   static inline void Put(std::uint8_t* out, Vec words) {
     _mm_storel_epi64(reinterpret_cast<Vec*>(out), _mm_packus_epi16(words, words));
+  }
+
+  template <class Sample>
+  static inline Vec Size(const Ends<Sse2>& ends) {
+    return Sub(Max(ends.prev, ends.cur), Min(ends.prev, ends.cur));
+  }
+  template <class Sample>
+  static inline Vec Apply(const Ends<Sse2>& ends, Vec product) {
+    const Vec falls = Greater(ends.prev, ends.cur);
+    return Add(ends.prev, Sub(Xor(product, falls), falls));
   }
 
   template <std::uint32_t kChannels>
@@ -75,11 +87,10 @@ struct Sse2 {
   static void StoreShuffles(Plan&, std::uint64_t, Vec) {}
 
   template <class Sample, std::uint32_t kChannels>
-  static inline bool Gather(const Sample* frames, std::int64_t, std::int64_t origin, const Plan& plan,
-                            std::uint32_t entry, Ends<Sse2>& ends) {
+  static inline bool Gather(const Sample* from, std::int64_t, const Cursor& at, Ends<Sse2>& ends) {
     const auto pair = [&](std::uint32_t i) {
       // Two frames, one behind the other: 2, 4 or 8 bytes.
-      return Fetch<2 * kChannels * sizeof(Sample)>(frames + (origin + plan.index[entry + i]) * kChannels);
+      return Fetch<2 * kChannels * sizeof(Sample)>(from + at.index[i] * kChannels);
     };
     if constexpr (sizeof(Sample) * kChannels == 4) {
       const Vec a = UnpackLow32(pair(0), pair(1));

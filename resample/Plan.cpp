@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -59,10 +58,9 @@ void Plan::Prepare(std::uint32_t src, std::uint32_t dst, double inv, std::uint32
   if (q > kLongestCycle || p / q >= 0x10000 / (kEntries + 2 * kSpare)) return;
   inverse = InverseModulo(p, q);
   if (q <= kEntries) {
-    constexpr std::uint32_t kWorthwhile = 64;
-    const std::uint32_t cycles = (kWorthwhile + q - 1) / q;
+    constexpr std::uint32_t kWorthwhile = 320;  // starting over costs as much as a few vectors
     kind = Kind::kTabled;
-    length = q * std::max(cycles, 1U);
+    length = q * std::max(kWorthwhile / q, 1U);
     advance = length / q * p;
     Tabulate(inv);
     TabulateShuffles(sampleBytes);
@@ -70,50 +68,49 @@ void Plan::Prepare(std::uint32_t src, std::uint32_t dst, double inv, std::uint32
     kind = Kind::kRolling;
     length = kEntries + kSpare;
     step = (std::uint64_t{p / q} << 48) + ((std::uint64_t{p % q} << 48) + q - 1) / q;
-    const std::uint32_t outputs = 8 / channels;
-    reach = ((outputs - 1) * p + q - 1) / q;
-    halfReach = ((outputs / 2 - 1) * p + q - 1) / q;
-    std::fill(std::begin(mark), std::end(mark), std::uint16_t{0});
+    reach = ((4 / channels - 1) * p + q - 1) / q;
   }
 }
 
 void Plan::Tabulate(double inv) {
-  for (std::uint32_t slot = 0; slot < length + kSpare; ++slot) {
+  constexpr std::uint16_t kNever = 0xFFFF;
+  doubtful = false;
+  for (std::uint32_t slot = 0; slot < q; ++slot) {
     const std::uint32_t phase = Phase(slot);
-    const std::uint64_t part = phase / unit;
+    const std::uint32_t part = phase / unit;
     const Fraction fraction = Classify(phase, dstRate, inv);
-    // The interval that ends at or behind the position; the first entry's upper end is position 0.
-    std::uint64_t frame = (std::uint64_t{slot} * p + q - 1) / q;
-    std::uint64_t weight = ((part << 32) + q - 1) / q;
-    if (fraction == Fraction::kAlwaysShort) {
-      --weight;
-    } else if (part == q) {  // a weight of 1 has 33 bits: the next interval's lower end is the same frame
-      ++frame;
-      weight = 0;
-    }
-    index[slot] = static_cast<std::uint16_t>(frame);
+    doubtful = doubtful || fraction == Fraction::kSometimesShort;
     for (std::uint32_t c = 0; c < channels; ++c) {
       const std::uint32_t at = slot * channels + c;
-      high[at] = static_cast<std::uint16_t>(weight >> 16);
-      low[at] = static_cast<std::uint16_t>(weight);
-      mark[at] = fraction == Fraction::kSometimesShort ? 0 : kUnmarked;
+      rows[kHigh][at] = static_cast<std::uint16_t>(((part << 16) - 1) / q);
+      rows[kLow][at] = static_cast<std::uint16_t>(part);
+      rows[kLimit][at] = static_cast<std::uint16_t>(fraction == Fraction::kAlwaysShort ? q : q - 1);
+      rows[kWhole][at] = fraction == Fraction::kSometimesShort ? static_cast<std::uint16_t>(q) : kNever;
     }
+  }
+  for (auto& row : rows) {
+    for (std::uint32_t at = q * channels; at < (length + kSpare) * channels; ++at)
+      row[at] = row[at - q * channels];
+  }
+  // The interval that ends at or behind the position; the first entry's upper end is position 0.
+  for (std::uint32_t slot = 0; slot < length + kSpare; ++slot) {
+    index[slot] = static_cast<std::uint16_t>((slot * p + q - 1) / q);
   }
 }
 
 void Plan::TabulateShuffles(std::uint32_t sampleBytes) {
-  const std::uint32_t outputs = 8 / channels;
+  const std::uint32_t half = 4 / channels;
   reach = 0;
-  halfReach = 0;
-  for (std::uint32_t slot = 0; slot + outputs <= length + kSpare; ++slot) {
-    reach = std::max<std::uint32_t>(reach, index[slot + outputs - 1] - index[slot]);
-    halfReach = std::max<std::uint32_t>(halfReach, index[slot + outputs / 2 - 1] - index[slot]);
-    for (std::uint32_t sample = 0; sample < 8; ++sample) {
-      const std::uint32_t frame = index[slot + sample / channels] - index[slot];
+  for (std::uint32_t slot = 0; slot + 3 * half <= length + kSpare; ++slot) {
+    reach = std::max<std::uint32_t>(reach, index[slot + half - 1] - index[slot]);
+    for (std::uint32_t word = 0; word < 16; ++word) {
+      const std::uint32_t from = slot + (word < 8 ? 0 : 2 * half);
+      const std::uint32_t end = word / 4 % 2;  // of the interval
+      const std::uint32_t sample = word % 4;
+      const std::uint32_t frame = index[from + sample / channels] + end - index[from];
       const std::uint32_t byte = (frame * channels + sample % channels) * sampleBytes;
-      // What lies outside 16 bytes is not used.
-      shuffle[slot][2 * sample] = static_cast<std::uint8_t>(byte);
-      shuffle[slot][2 * sample + 1] = static_cast<std::uint8_t>(sampleBytes == 2 ? byte + 1 : 0x80);
+      shuffle[slot][2 * word] = static_cast<std::uint8_t>(byte);
+      shuffle[slot][2 * word + 1] = static_cast<std::uint8_t>(sampleBytes == 2 ? byte + 1 : 0x80);
     }
   }
 }

@@ -7,24 +7,28 @@ namespace resample {
 /// What the vector forms need to know of a pair of rates, kept with its stream.
 ///
 /// Output positions repeat: with the rates' greatest common divisor taken out, q outputs cover p source
-/// frames. Output number "slot" of such a cycle lies (slot * p mod q) / q inside its interval; slot 0 is the
-/// upper end of one. A plan has for each output the interval and a 32-bit weight, 2^32 times the fraction, in
-/// two halves of 16 bits. Short cycles are tabled once; of long ones the forms compute the entries piece by
+/// frames. Output number "slot" of such a cycle lies part / q inside its interval, part being slot * p modulo
+/// q, or q in place of 0. Short cycles are tabled once; the entries of long ones the forms compute piece by
 /// piece into the same tables.
 ///
-/// Why whole numbers give the bits of the double formula. Differences of samples have 16 bits and q at most
-/// 16, so a product is whole or at least 2^-16 away from a whole number, and a weight that is less than 2^-32
-/// too large truncates to the true product. The double formula does the same but where the product is whole:
-/// a fraction that came out low may give one less. There are three kinds of fractions: never low enough for
-/// that (weight rounded up), always too low (weight below the true one), and those where it depends on the
-/// product (rounded up, and marked: whole products of such outputs are computed again in double).
+/// A product is trunc(d * part / q) for a difference of samples d, in 16-bit whole numbers:
+/// - In a tabled cycle the high half of d * high is the product or one less, as the remainder d * part -
+/// product * q
+///   tells, which is below 2 * q.
+/// - In a long cycle a weight of 32 bits, 2^32 * part / q rounded up, is exact: d has 16 bits and q at most
+/// 16, so the
+///   true product is whole or at least 2^-16 below a whole number, and the weight's error adds less.
+///
+/// The double formula gives the same but where d * part / q is whole: a fraction that came out low may then
+/// give one less. There are three kinds of fractions: never low enough for that, always (the entry's limit is
+/// one higher), and those where it depends on the product. Whole products of these are computed again in
+/// double.
 struct Plan {
   static constexpr std::uint32_t kEntries = 640;  ///< the longest cycle that is tabled
   static constexpr std::uint32_t kSpare = 32;     ///< entries behind, for vectors that run over the end
   static constexpr std::uint32_t kLongestCycle = 60000;  ///< whole products are found with 16 bits up to here
   static constexpr std::uint32_t kMaxChannels = 2;
   static constexpr std::uint32_t kSamples = (kEntries + kSpare) * kMaxChannels;
-  static constexpr std::uint16_t kUnmarked = 0xFFFF;
 
   enum class Kind : std::uint8_t { kNone, kTabled, kRolling };
 
@@ -57,26 +61,33 @@ struct Plan {
   std::uint32_t advance = 0;  ///< source frames that they cover
   std::uint64_t step = 0;     ///< source frames for each output in units of 2^-48, rounded up
 
-  /// Frames from the first to the last interval of 8 samples and of 4 samples, at most.
+  /// Frames from the first to the last interval of 4 samples, at most.
   std::uint32_t reach = 0;
-  std::uint32_t halfReach = 0;
+
+  bool doubtful = false;  ///< the table has entries whose whole products need the double formula
 
   std::uint16_t index[kEntries + kSpare] = {};  ///< the frame that opens the interval
-  // For each sample: the channels of a frame share their weights.
-  alignas(32) std::uint16_t high[kSamples] = {};
-  alignas(32) std::uint16_t low[kSamples] = {};
-  alignas(32)
-      std::uint16_t mark[kSamples] = {};  ///< 0: whole products need the double formula; otherwise kUnmarked
-  /// For each output: the byte shuffle that takes 8 samples from here on, as 16-bit words, out of the bytes
-  /// from the first one's frame on.
-  alignas(16) std::uint8_t shuffle[kEntries + kSpare][16] = {};
+  /// For each sample, channels of a frame sharing their values:
+  enum Row : std::uint8_t {
+    kHigh,   ///< 2^16 * part / q, the next lower number; the weight's high half
+    kLow,    ///< part; the weight's low half
+    kLimit,  ///< the product is one more when the remainder is above
+    kWhole,  ///< the remainder of whole products that need the double formula
+    kRows
+  };
+  alignas(32) std::uint16_t rows[kRows][kSamples] = {};
+  /// For each output two byte shuffles, for the 4 samples from it on and for those 8 samples later. Each
+  /// takes the lower ends of the intervals and then the upper ones, as 16-bit words, out of the bytes from
+  /// the first one's frame on.
+  alignas(32) std::uint8_t shuffle[kEntries + kSpare][32] = {};
 
  private:
   void Tabulate(double inv);
   void TabulateShuffles(std::uint32_t sampleBytes);
 };
 
-/// Words that make a shuffle of 8 frame numbers, counted from the first: number * kMul + add[channel].
+/// A shuffle's word for the sample of a channel, in the frame that lies so many behind the first: frame *
+/// kMul + Add.
 template <std::uint32_t kSampleBytes, std::uint32_t kChannels>
 struct ShuffleWord {
   /// Two bytes of a sample follow each other; one byte is taken with a zero above it.

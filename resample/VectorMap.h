@@ -8,6 +8,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 
 #include "resample/Forms.h"
@@ -22,77 +23,99 @@ struct Ends {
   typename V::Vec cur;
 };
 
-/// prev + trunc((cur - prev) * weight / 2^32).
-/// @param whole receives the words, all bits set, whose product is whole (or nearly), marked, and not 0
+/// How the entries in hand give products.
+enum class Entries : std::uint8_t { kTabled, kTabledDoubtful, kWeighted };
+
+/// A place in a plan's entries.
+struct Cursor {
+  const std::uint16_t* index;
+  const std::uint8_t* shuffle;
+  const std::uint16_t* row;  // of Plan::kHigh
+
+  Cursor(const Plan& plan, std::uint32_t entry, std::uint32_t channels)
+      : index(plan.index + entry),
+        shuffle(plan.shuffle[entry]),
+        row(plan.rows[Plan::kHigh] + entry * channels) {}
+};
+
+/// The products of samples whose entries are tabled.
+/// @param size  the differences without their signs
+/// @param whole receives the words, all bits set, that need the double formula
 template <class V>
-CMM_VECTOR_CODE inline typename V::Vec Interpolate(const Ends<V>& ends, const Plan& plan, std::size_t at,
-                                                   typename V::Vec& whole) {
+CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const std::uint16_t* row,
+                                                     typename V::Vec q, typename V::Vec& whole) {
   using Vec = typename V::Vec;
-  const Vec prev = ends.prev;
-  const Vec cur = ends.cur;
-  const Vec high = V::Load(plan.high + at);
-  const Vec size = V::Sub(V::Max(prev, cur), V::Min(prev, cur));
+  const Vec product = V::MulHigh(size, V::Load(row));
+  const Vec part = V::Load(row + Plan::kLow * Plan::kSamples);
+  const Vec remainder = V::Sub(V::MulLow(size, part), V::MulLow(product, q));
+  whole = V::Equal(remainder, V::Load(row + Plan::kWhole * Plan::kSamples));
+  return V::Sub(product, V::Greater(remainder, V::Load(row + Plan::kLimit * Plan::kSamples)));
+}
+
+/// The products of samples whose entries are 32-bit weights.
+template <class V>
+CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, const std::uint16_t* row,
+                                                       typename V::Vec& whole) {
+  using Vec = typename V::Vec;
+  const Vec high = V::Load(row);
   // 16 times 32 bits: the top word, and the middle one with its carry into the top.
-  const Vec carried = V::MulHigh(size, V::Load(plan.low + at));
+  const Vec carried = V::MulHigh(size, V::Load(row + Plan::kLow * Plan::kSamples));
   const Vec middle = V::Add(V::MulLow(size, high), carried);
   const Vec noCarry = V::Equal(V::SubSaturated(carried, middle), V::Zero());
-  const Vec product = V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
-  whole =
-      V::AndNot(V::Equal(prev, cur), V::Equal(V::SubSaturated(middle, V::One()), V::Load(plan.mark + at)));
-  const Vec falls = V::Greater(prev, cur);
-  return V::Add(prev, V::Sub(V::Xor(product, falls), falls));
+  whole = V::AndNot(V::Equal(size, V::Zero()), V::Equal(V::SubSaturated(middle, V::One()), V::Zero()));
+  return V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
 }
 
-/// Computes marked whole products again, by the double formula.
+/// Computes whole products again, by the double formula. By value: in memory only when it comes to this.
 template <class V, class Sample, std::uint32_t kChannels>
-CMM_VECTOR_CODE typename V::Vec Repair(const MapJob<Sample>& job, std::uint64_t slot, const Ends<V>& ends,
-                                       typename V::Vec result, typename V::Vec whole) {
+CMM_VECTOR_CODE [[gnu::noinline]] void Repair(const MapJob<Sample>& job, std::uint64_t slot,
+                                              typename V::Vec prevs, typename V::Vec curs,
+                                              typename V::Vec whole, Sample* out) {
   alignas(32) std::int16_t prev[V::kWords];
   alignas(32) std::int16_t cur[V::kWords];
-  alignas(32) std::int16_t out[V::kWords];
-  alignas(32) std::int16_t wrong[V::kWords];
-  V::Store(prev, ends.prev);
-  V::Store(cur, ends.cur);
-  V::Store(out, result);
-  V::Store(wrong, whole);
-  for (std::uint32_t i = 0; i < V::kWords; ++i) {
-    if (wrong[i] == 0) continue;
+  V::Store(prev, prevs);
+  V::Store(cur, curs);
+  for (unsigned bits = V::Bits(whole); bits != 0;) {
+    const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
+    bits &= ~(3U << 2 * i);
     const double fraction = job.plan->Phase(slot + i / kChannels) * job.inv;
-    out[i] = static_cast<std::int16_t>(prev[i] + static_cast<std::int32_t>((cur[i] - prev[i]) * fraction));
+    out[i] = static_cast<Sample>(prev[i] + static_cast<std::int32_t>((cur[i] - prev[i]) * fraction));
   }
-  return V::Load(out);
 }
 
-/// Makes up to count outputs, a vector at a time, out of the plan's entries.
-/// @param entry  the plan's entry of the first output
-/// @param slot   the place in the cycle of the plan's entry 0
+/// Makes up to count vectors, out of the plan's entries one behind the other.
+/// @param slot   the place in the cycle of the first entry
 /// @param origin the frame from which the entries count
-/// @return the number of outputs made: whole vectors, as far as the block can be read
-template <class V, class Sample, std::uint32_t kChannels>
-CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, std::uint32_t entry, std::uint64_t slot,
-                                         std::int64_t origin, std::uint64_t count) {
+/// @return the number of vectors made: as far as the block can be read
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
+CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, Cursor at, std::uint64_t slot,
+                                         std::int64_t origin, Sample* out, std::uint64_t count) {
+  using Vec = typename V::Vec;
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
-  const Plan& plan = *job.plan;
-  const auto frameCount = static_cast<std::int64_t>(job.frameCount);
-  Sample* out = job.out;
-  std::uint64_t made = 0;
-  for (; made + kOutputs <= count; made += kOutputs) {
+  const Vec q = V::Spread16(static_cast<std::uint16_t>(job.plan->q));
+  const Sample* const from = job.frames + origin * kChannels;
+  const std::int64_t frames = static_cast<std::int64_t>(job.frameCount) - origin;
+  for (std::uint64_t made = 0; made < count; ++made) {
     Ends<V> ends;
-    if (!V::template Gather<Sample, kChannels>(job.frames, frameCount, origin, plan, entry, ends)) break;
-    typename V::Vec whole;
-    typename V::Vec result = Interpolate<V>(ends, plan, std::size_t{entry} * kChannels, whole);
-    if (V::Any(whole)) [[unlikely]] {
-      result = Repair<V, Sample, kChannels>(job, slot + entry, ends, result, whole);
+    if (!V::template Gather<Sample, kChannels>(from, frames, at, ends)) return made;
+    const Vec size = V::template Size<Sample>(ends);
+    Vec whole;
+    Vec product;
+    if constexpr (kEntries == Entries::kWeighted) {
+      product = WeightedProduct<V>(size, at.row, whole);
+    } else {
+      product = TabledProduct<V>(size, at.row, q, whole);
     }
-    V::Put(out, result);
+    V::Put(out, V::template Apply<Sample>(ends, product));
+    if (kEntries != Entries::kTabled && V::Any(whole)) [[unlikely]] {
+      Repair<V, Sample, kChannels>(job, slot + made * kOutputs, ends.prev, ends.cur, whole, out);
+    }
     out += V::kWords;
-    entry += kOutputs;
-    if (entry >= plan.length) {
-      entry -= plan.length;
-      origin += plan.advance;
-    }
+    at.index += kOutputs;
+    at.shuffle += kOutputs * sizeof(Plan::shuffle[0]);
+    at.row += V::kWords;
   }
-  return made;
+  return count;
 }
 
 /// The entries of a long cycle from a position on. Every 16-byte lane has 8 outputs, in 64-bit positions of
@@ -125,22 +148,37 @@ CMM_VECTOR_CODE void FillEntries(Plan& plan, const MapJob<Sample>& job, std::uin
     const Vec tops2 = V::UnpackHigh32(c, d);
     const Vec frame = V::UnpackHigh64(tops1, tops2);
     V::Store(plan.index + k, frame);
-    V::template StorePerSample<kChannels>(plan.low + k * kChannels, low);
-    V::template StorePerSample<kChannels>(plan.high + k * kChannels, V::UnpackLow64(tops1, tops2));
+    V::template StorePerSample<kChannels>(plan.rows[Plan::kLow] + k * kChannels, low);
+    V::template StorePerSample<kChannels>(plan.rows[Plan::kHigh] + k * kChannels,
+                                          V::UnpackLow64(tops1, tops2));
     V::template StoreShuffles<Sample, kChannels>(plan, k, frame);
     for (Vec& each : position) each = V::Add64(each, stride);
   }
 }
 
-template <class V, class Sample, std::uint32_t kChannels>
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
 CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
+  constexpr std::uint32_t kOutputs = V::kWords / kChannels;
   const Plan& plan = *job.plan;
-  const std::uint32_t slot = plan.Slot(job.at.phase);
-  // Slot 0 is the upper end of an interval; its entry may already name the next one.
-  const std::int64_t ahead = slot != 0 ? plan.index[slot] : 0;
-  const auto origin = static_cast<std::int64_t>(job.at.frame) - ahead;
-  const std::uint64_t made = RunEntries<V, Sample, kChannels>(job, slot, 0, origin, job.outputs);
-  job.Advance(made, kChannels);
+  std::uint32_t slot = plan.Slot(job.at.phase);
+  auto origin = static_cast<std::int64_t>(job.at.frame) - plan.index[slot];
+  const std::uint64_t wanted = job.outputs / kOutputs;
+  std::uint64_t made = 0;
+  while (made < wanted) {
+    // To the table's end or a little beyond, and on from the entries at its beginning that mean the same.
+    const std::uint64_t count =
+        std::min<std::uint64_t>(wanted - made, (plan.length - slot + kOutputs - 1) / kOutputs);
+    const std::uint64_t done = RunEntries<V, Sample, kChannels, kEntries>(
+        job, Cursor(plan, slot, kChannels), slot, origin, job.out + made * V::kWords, count);
+    made += done;
+    if (done < count) break;
+    slot += static_cast<std::uint32_t>(count) * kOutputs;
+    if (slot >= plan.length) {
+      slot -= plan.length;
+      origin += plan.advance;
+    }
+  }
+  job.Advance(made * kOutputs, kChannels);
 }
 
 template <class V, class Sample, std::uint32_t kChannels>
@@ -157,10 +195,11 @@ CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
       continue;
     }
     FillEntries<V, Sample, kChannels>(plan, job, count);
-    const auto origin = static_cast<std::int64_t>(job.at.frame);
-    const std::uint64_t made = RunEntries<V, Sample, kChannels>(job, 0, slot, origin, count);
+    const std::uint64_t made = RunEntries<V, Sample, kChannels, Entries::kWeighted>(
+        job, Cursor(plan, 0, kChannels), slot, static_cast<std::int64_t>(job.at.frame), job.out,
+        count / kOutputs);
     if (made == 0) break;
-    job.Advance(made, kChannels);
+    job.Advance(made * kOutputs, kChannels);
   }
 }
 
@@ -171,10 +210,12 @@ CMM_VECTOR_CODE void MapVectors(MapJob<Sample>& job) {
   Plan& plan = *job.plan;
   plan.Prepare(job.srcRate, job.dstRate, job.inv, kChannels, sizeof(Sample));
   if (!plan.Covers(job.at.phase) || !V::template Reaches<Sample, kChannels>(plan)) return;
-  if (plan.kind == Plan::Kind::kTabled) {
-    MapTabled<V, Sample, kChannels>(job);
-  } else {
+  if (plan.kind == Plan::Kind::kRolling) {
     MapRolling<V, Sample, kChannels>(job);
+  } else if (plan.doubtful) {
+    MapTabled<V, Sample, kChannels, Entries::kTabledDoubtful>(job);
+  } else {
+    MapTabled<V, Sample, kChannels, Entries::kTabled>(job);
   }
 }
 

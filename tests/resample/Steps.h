@@ -6,9 +6,9 @@
 template <class Sample>
 class Steps {
  public:
-  /// One call. @return as the filters; out receives what they would write, and -1 frames stand for "not written"
-  int Call(const std::vector<Sample>& block, std::uint32_t srcRate, std::uint32_t dstRate, std::uint32_t maxOut,
-           bool first, std::uint32_t channels, std::vector<Sample>& out) {
+  /// One call. @return as the filters; out receives what they would write
+  int Call(const std::vector<Sample>& block, std::uint32_t srcRate, std::uint32_t dstRate,
+           std::uint32_t maxOut, bool first, std::uint32_t channels, std::vector<Sample>& out) {
     const auto frames = static_cast<std::uint32_t>(block.size() / channels);
     out.clear();
     if (frames == 0) return 1;
