@@ -1,5 +1,6 @@
 #pragma once
 // CMM_API: on every exported class and function. The build of the library itself defines CMM_BUILDING.
+// CMM_LOCAL: on a class inside an exported one that is not exported with it.
 
 #if defined(_WIN32)
 #if defined(CMM_BUILDING)
@@ -7,6 +8,8 @@
 #else
 #define CMM_API __declspec(dllimport)
 #endif
+#define CMM_LOCAL
 #else
 #define CMM_API __attribute__((visibility("default")))
+#define CMM_LOCAL __attribute__((visibility("hidden")))
 #endif

@@ -140,9 +140,9 @@ class CMM_API CMMWav {
   std::int32_t GetDriverDetails(ACMDRIVERDETAILSA* details);
 
  private:
-  struct Share;       // what an object and its copies have in common
-  struct Opening;     // what the two Opens have in common
-  struct Conversion;  // setting up and giving back
+  struct CMM_LOCAL Share;       // what an object and its copies have in common
+  struct CMM_LOCAL Opening;     // what the two Opens have in common
+  struct CMM_LOCAL Conversion;  // setting up and giving back
 
   // The container layer: the RIFF structure of the file.
   std::int32_t ReadMMIO(HMMIO file, MMCKINFO* riff, WAVEFORMATEX** format);
