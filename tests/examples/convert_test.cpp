@@ -43,10 +43,15 @@ class Convert : public testing::Test {
              "synth", "2.3", "sine", "440", "synth", "whitenoise", "amod", "3",      "gain", "-3"});
     return file;
   }
-  /// A WAV file as sox reads it.
+  /// A WAV file as others read it.
   Samples BySox(const std::string& file) {
+    return Raw({"sox", "-D", file, "-t", "raw", "-e", "signed-integer", "-b", "16"});
+  }
+  Samples ByFfmpeg(const std::string& file) { return Raw({"ffmpeg", "-i", file, "-f", "s16le"}); }
+  Samples Raw(std::vector<std::string> decoder) {
     const std::string raw = folder_.File("samples.raw");
-    Succeed({"sox", "-D", file, "-t", "raw", "-e", "signed-integer", "-b", "16", raw});
+    decoder.push_back(raw);
+    Succeed(decoder);
     const std::string bytes = FileText(raw);
     fs::remove(raw);
     Samples samples(bytes.size() / 2);
@@ -76,27 +81,26 @@ class Convert : public testing::Test {
 };
 
 TEST_F(Convert, DecodesWhatOthersHaveEncodedAsTheyDo) {
-  const std::vector<std::vector<std::string>> kEncoders = {
-      {"sox", "-D", "", "-e", "a-law"},
-      {"sox", "-D", "", "-e", "mu-law"},
-      {"sox", "-D", "", "-e", "ima-adpcm"},
-      {"sox", "-D", "", "-e", "ms-adpcm"},
-      {"ffmpeg", "-i", "", "-c:a", "pcm_alaw"},
-      {"ffmpeg", "-i", "", "-c:a", "pcm_mulaw"},
-      {"ffmpeg", "-i", "", "-c:a", "adpcm_ima_wav"},
-      {"ffmpeg", "-i", "", "-c:a", "adpcm_ms"},
+  struct {
+    std::vector<std::string> encoder;
+    bool byFfmpeg;  // decoded for comparison: sox rounds the predictions of MS ADPCM down
+  } const kCases[] = {
+      {{"sox", "-D", "", "-e", "a-law"}, false},     {{"ffmpeg", "-i", "", "-c:a", "pcm_mulaw"}, false},
+      {{"sox", "-D", "", "-e", "ima-adpcm"}, false}, {{"ffmpeg", "-i", "", "-c:a", "adpcm_ima_wav"}, false},
+      {{"sox", "-D", "", "-e", "ms-adpcm"}, true},   {{"ffmpeg", "-i", "", "-c:a", "adpcm_ms"}, true},
   };
   for (const std::string channels : {"1", "2"}) {
     const std::string source = MakeSource("22050", channels);
-    for (std::vector<std::string> encoder : kEncoders) {
+    for (const auto& c : kCases) {
+      SCOPED_TRACE(c.encoder[0] + " " + c.encoder[4] + ", channels: " + channels);
       const std::string coded = folder_.File("coded.wav");
-      SCOPED_TRACE(encoder[0] + " " + encoder[4] + ", channels: " + channels);
-      encoder[2] = source;
-      encoder.push_back(coded);
-      Succeed(encoder);
+      std::vector<std::string> command = c.encoder;
+      command[2] = source;
+      command.push_back(coded);
+      Succeed(command);
       const Outcome outcome = RunConvert({coded, target_, "--force"});
       ASSERT_EQ(outcome.code, 0) << outcome.err;
-      const Samples expected = BySox(coded);
+      const Samples expected = c.byFfmpeg ? ByFfmpeg(coded) : BySox(coded);
       Samples made = BySox(target_);
       // The last block of ADPCM is filled up; how much of it counts stands where the library does not look.
       ASSERT_GE(made.size(), expected.size());
@@ -146,7 +150,10 @@ TEST_F(Convert, DropsNoFrameAtAnySeam) {
           RunConvert({source, target_, "--rate", std::to_string(to), "--stages", stages, "--force"}).code, 0);
       const Samples made = BySox(target_);
       EXPECT_EQ(made.size(), expected.size());
-      if (stages == "2") EXPECT_EQ(made, expected);
+      // A driver rounds where the filter truncates.
+      if (stages == "2") {
+        EXPECT_EQ(made, expected);
+      }
     }
   }
 }
