@@ -78,20 +78,20 @@ TEST_F(Conversion, InTwoStagesTheDriverKeepsTheRate) {
     EXPECT_EQ(wav.GetConvertSize(), 44100u);
     EXPECT_EQ(wav.GetConvertBuf(), output);
     const WAVEFORMATEX& between = script->destination;
-    EXPECT_EQ(between.nSamplesPerSec, 44100u);
-    EXPECT_EQ(between.nAvgBytesPerSec, 88200u);
-    EXPECT_EQ(between.nChannels, 1);
-    EXPECT_EQ(between.nBlockAlign, 2);
+    EXPECT_EQ(+between.nSamplesPerSec, 44100u);
+    EXPECT_EQ(+between.nAvgBytesPerSec, 88200u);
+    EXPECT_EQ(+between.nChannels, 1);
+    EXPECT_EQ(+between.nBlockAlign, 2);
 
     std::uint32_t made = 0;
     EXPECT_EQ(wav.Convert(176400, &made), 1);
     EXPECT_EQ(made, 44100u);
     const ACMSTREAMHEADER& header = script->prepared;
-    EXPECT_EQ(header.cbStruct, sizeof header);
-    EXPECT_EQ(header.cbSrcLength, 176400u);
-    EXPECT_EQ(header.dwSrcUser, 176400u);
-    EXPECT_EQ(header.cbDstLength, 88200u);
-    EXPECT_EQ(header.dwDstUser, 88200u);
+    EXPECT_EQ(+header.cbStruct, sizeof header);
+    EXPECT_EQ(+header.cbSrcLength, 176400u);
+    EXPECT_EQ(+header.dwSrcUser, 176400u);
+    EXPECT_EQ(+header.cbDstLength, 88200u);
+    EXPECT_EQ(+header.dwDstUser, 88200u);
     EXPECT_NE(header.pbDst, output);
     EXPECT_EQ(script->flags, 36u);
   }
@@ -129,7 +129,7 @@ TEST_F(Scripted, OneSecondIsTheMostAtOnceAndTheHeaderKeepsItsLength) {
   EXPECT_EQ(made, 2u);
   EXPECT_EQ(wav_.Convert(), 16000u);
   EXPECT_EQ(wav_.Convert(), 8000u);
-  EXPECT_EQ(Header(wav_)->cbSrcLength, 16000u);
+  EXPECT_EQ(+Header(wav_)->cbSrcLength, 16000u);
   EXPECT_EQ(wav_.Convert(16000, &made), 0);
   EXPECT_EQ(made, 0u);
   EXPECT_EQ(wav_.Convert(), 0u);
