@@ -19,14 +19,16 @@ class Copies : public test::WavTest {
     const std::filesystem::directory_iterator all("/proc/self/fd");
     return static_cast<std::size_t>(std::count_if(begin(all), end(all), [this](const auto& entry) {
       std::error_code ignored;
-      return std::filesystem::read_symlink(entry.path(), ignored).string().starts_with(folder_.Path());
+      return std::filesystem::read_symlink(entry.path(), ignored)
+          .string()
+          .starts_with(folder_.Path().string());
     }));
   }
 };
 
 // Three objects on one file take turns; then they are closed or destroyed in every order.
 TEST_F(Copies, WriteOnOneFileAndGoInAnyOrder) {
-  const std::string path = folder_ / "a.wav";
+  const std::string path = folder_.File("a.wav");
   const Bytes data = Pattern(300000);
   std::vector<int> order = {0, 1, 2};
   do {
@@ -88,8 +90,8 @@ TEST_F(Copies, ReadOnFromWhereAnotherStands) {
 }
 
 TEST_F(Copies, AssignmentGivesUpWhatTheTargetHolds) {
-  const std::string one = folder_ / "one.wav";
-  const std::string two = folder_ / "two.wav";
+  const std::string one = folder_.File("one.wav");
+  const std::string two = folder_.File("two.wav");
   CMMWav wav;
   CMMWav other;
   wav.Open(Pcm(1, 8000, 8), one.c_str());

@@ -13,7 +13,7 @@ class FullDisk : public test::WavTest {
   // Records in blocks until one is not wholly taken or the data ends, closes, and checks what is left.
   void Record(const Bytes& data, std::uint32_t blockBytes, std::size_t limit, const WAVEFORMATEX& format) {
     SCOPED_TRACE("blocks of " + std::to_string(blockBytes) + ", limit " + std::to_string(limit));
-    const std::string path = folder_ / "a.wav";
+    const std::string path = folder_.File("a.wav");
     std::filesystem::remove(path);
     CMMWav wav;
     std::size_t accepted = 0;

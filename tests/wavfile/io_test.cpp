@@ -2,7 +2,12 @@
 #include <cmath>
 #include <limits>
 
+#include "tests/support/Private.h"
 #include "tests/wavfile/wav_test.h"
+
+PRIVATE_FIELD(Handle, CMMWav, HMMIO, hmmio)
+PRIVATE_FIELD(Cursor, CMMWav, MMIOINFO, mmioInfo)
+PRIVATE_FIELD(WrittenBytes, CMMWav, std::uint32_t, dataBytes)
 
 namespace {
 
@@ -39,17 +44,17 @@ TEST_F(WavIo, AClosedObjectAnswersWithNothing) {
     EXPECT_EQ(wav.GetPlayTime() + wav.GetNowTime(), 0.0);
     EXPECT_EQ(wav.GetSampleToByte(0) + wav.GetTimeToByte(1) + wav.EndConvert() + wav.GetNowSampleSize(), 0u);
     count = 99;
-    EXPECT_EQ(wav.Open((folder_ / "missing.wav").c_str()), 0);  // leaves it as it was
+    EXPECT_EQ(wav.Open(folder_.File("missing.wav").c_str()), 0);  // leaves it as it was
     EXPECT_EQ(wav.Open(nullptr, "somewhere"), 0);
     EXPECT_EQ(wav.Open("", folder_.Path().c_str()), 0);
     EXPECT_EQ(wav.Open(Pcm(2, 44100, 16), nullptr), 0);
-    EXPECT_EQ(wav.Open(Pcm(2, 44100, 16), "a.wav", (folder_ / "missing").c_str()), 0);
+    EXPECT_EQ(wav.Open(Pcm(2, 44100, 16), "a.wav", folder_.File("missing").c_str()), 0);
     EXPECT_EQ(wav.Open(Pcm(2, 44100, 16), std::string(5000, 'x').c_str()), 0);
   }
 }
 
 TEST_F(WavIo, NamesAreJoinedAndKept) {
-  const std::string folder = folder_.Path();
+  const std::string folder = folder_.Path().string();
   std::filesystem::create_directories(folder + "/long/" + std::string(250, 'n'));
   for (const std::string& directory :
        {folder, folder + "\\", folder + "/", folder + "/long/" + std::string(250, 'n')}) {
@@ -112,7 +117,7 @@ TEST_F(WavIo, RoundTripsInUnevenBlocks) {
 
 TEST_F(WavIo, OnlyWholeBlocksMove) {
   CMMWav wav;
-  const std::string path = folder_ / "a.wav";
+  const std::string path = folder_.File("a.wav");
   wav.Open(Pcm(2, 44100, 16), path.c_str());
   std::uint32_t count = 99;
   Bytes bytes(100);
@@ -157,7 +162,7 @@ TEST_F(WavIo, AFileThatEndsEarlyFailsUntilTheNextSeek) {
     EXPECT_EQ(Read(wav, 4), Pattern(4));
   }
   CMMWav wav;
-  ASSERT_EQ(wav.Open((folder_ / "a.wav").c_str()), 1);
+  ASSERT_EQ(wav.Open(folder_.File("a.wav").c_str()), 1);
   EXPECT_EQ(wav.ChkFileSize(), 1);  // leaves the position at the end
   Bytes bytes(4);
   std::uint32_t delivered;
@@ -220,14 +225,14 @@ TEST_F(WavIo, ZeroesInTheFormatDivideNothing) {
   }
   for (const WAVEFORMATEX& format : {Pcm(0, 44100, 16), Pcm(2, 44100, 0), Pcm(2, 44100, 7)}) {
     CMMWav wav;
-    const std::string path = folder_ / "zero.wav";
+    const std::string path = folder_.File("zero.wav");
     ASSERT_EQ(wav.Open(format, path.c_str()), 1);
     count = 99;
     EXPECT_EQ(wav.Write(4, block.data(), &count), 0);
     EXPECT_EQ(count, 0u);
     EXPECT_EQ(wav.Close(0), 1);
     EXPECT_EQ(Number(test::Load(path), 44), 0u);
-    EXPECT_EQ(wav.Open(format, (folder_ / "missing/a.wav").c_str()), 0);
+    EXPECT_EQ(wav.Open(format, folder_.File("missing/a.wav").c_str()), 0);
   }
 }
 
@@ -246,36 +251,19 @@ TEST_F(WavIo, FramesAndBlocksMayDiffer) {
   EXPECT_EQ(wav.GetNowSampleSize(), 512u * 64 * 8 / 4);
 }
 
-// The class's private fields, for a file that no test would write byte by byte.
-template <class Tag, auto member>
-struct Expose {
-  friend auto Field(Tag) { return member; }
-};
-struct Handle {
-  friend auto Field(Handle);
-};
-struct Cursor {
-  friend auto Field(Cursor);
-};
-struct Written {
-  friend auto Field(Written);
-};
-template struct Expose<Handle, &CMMWav::hmmio>;
-template struct Expose<Cursor, &CMMWav::mmioInfo>;
-template struct Expose<Written, &CMMWav::dataBytes>;
-
+// As if that many bytes had been written: the file has a hole there.
 void PretendWritten(CMMWav& wav, std::uint32_t bytes) {
-  HMMIO const file = wav.*Field(Handle());
-  MMIOINFO& cursor = wav.*Field(Cursor());
+  HMMIO const file = Handle(wav);
+  MMIOINFO& cursor = Cursor(wav);
   cursor.dwFlags |= MMIO_DIRTY;
   ASSERT_EQ(mmioSetInfo(file, &cursor, 0), 0u);
   ASSERT_NE(mmioSeek(file, static_cast<LONG>(56 + bytes), SEEK_SET), -1);
   ASSERT_EQ(mmioGetInfo(file, &cursor, 0), 0u);
-  wav.*Field(Written()) = bytes;
+  WrittenBytes(wav) = bytes;
 }
 
 TEST_F(WavIo, LargeFilesAreSoughtBeyondTwoGibibytes) {
-  const std::string path = folder_ / "large.wav";
+  const std::string path = folder_.File("large.wav");
   constexpr std::uint32_t kBlock = 0x8000;
   constexpr std::uint32_t kBytes = 0xD8000000;
   const Bytes last = Pattern(kBlock);
@@ -298,7 +286,7 @@ TEST_F(WavIo, LargeFilesAreSoughtBeyondTwoGibibytes) {
 }
 
 TEST_F(WavIo, WritingStopsWhereTheSizesEnd) {
-  const std::string path = folder_ / "full.wav";
+  const std::string path = folder_.File("full.wav");
   constexpr std::uint32_t kMost = 0xFFFFFFCC;  // a RIFF size of 0xFFFFFFFC
   CMMWav wav;
   ASSERT_EQ(wav.Open(Pcm(2, 44100, 16), path.c_str()), 1);

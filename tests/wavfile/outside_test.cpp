@@ -38,18 +38,18 @@ TEST_F(Outside, OthersReadWhatWeWrite) {
     EXPECT_EQ(Output("soxi -r " + path), line(static_cast<std::size_t>(c.rate)));
     EXPECT_EQ(Output("soxi -b " + path), line(static_cast<std::size_t>(c.bits)));
     EXPECT_EQ(Output("soxi -s " + path), line(frames));
-    EXPECT_EQ(Output("sox " + path + " " + (folder_ / "a.raw")), "");
-    EXPECT_EQ(test::Load(folder_ / "a.raw"), data);
+    EXPECT_EQ(Output("sox " + path + " " + folder_.File("a.raw")), "");
+    EXPECT_EQ(test::Load(folder_.File("a.raw")), data);
     const std::string info = Output("sndfile-info " + path);
     EXPECT_NE(info.find("Frames      : " + std::to_string(frames) + "\n"), std::string::npos) << info;
     EXPECT_NE(info.find("Sample Rate : " + std::to_string(c.rate) + "\n"), std::string::npos) << info;
-// Its mark for what a header gets wrong. It grumbles at any data of odd length, pad byte or not.
+    // Its mark for what a header gets wrong. It grumbles at any data of odd length, pad byte or not.
     EXPECT_TRUE(c.bytes % 2 != 0 || info.find("***") == std::string::npos) << info;
   }
 }
 
 TEST_F(Outside, OthersReadWhatAFullDiskLeaves) {
-  const std::string path = folder_ / "a.wav";
+  const std::string path = folder_.File("a.wav");
   {
     const test::FileSizeLimit full(10056);
     CMMWav wav;
@@ -58,14 +58,14 @@ TEST_F(Outside, OthersReadWhatAFullDiskLeaves) {
     EXPECT_EQ(wav.Close(), 0);
   }
   EXPECT_EQ(Output("soxi -s " + path), "2500\n");
-  EXPECT_EQ(Output("sox " + path + " " + (folder_ / "a.raw")), "");
+  EXPECT_EQ(Output("sox " + path + " " + folder_.File("a.raw")), "");
   const Bytes data = Pattern(20000);
-  EXPECT_EQ(test::Load(folder_ / "a.raw"), Bytes(data.begin(), data.begin() + 10000));
+  EXPECT_EQ(test::Load(folder_.File("a.raw")), Bytes(data.begin(), data.begin() + 10000));
 }
 
 TEST_F(Outside, WeReadWhatOthersWrite) {
   const std::string ours = Make(Pcm(2, 8000, 16), Pattern(40000));
-  const std::string theirs = folder_ / "theirs.wav";
+  const std::string theirs = folder_.File("theirs.wav");
   struct Kind {
     const char* options;
     std::uint16_t tag;

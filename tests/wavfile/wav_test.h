@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "tests/support/TempFolder.h"
 #include "tests/support/files.h"
 #include "wavfile/CMMWav.h"
 
@@ -52,16 +53,16 @@ class WavTest : public testing::Test {
     EXPECT_EQ(wav.Open(format, name.c_str(), folder_.Path().c_str()), 1);
     Write(wav, data);
     EXPECT_EQ(wav.Close(0), 1);
-    return folder_ / name;
+    return folder_.File(name);
   }
   /// Whether bytes as a file open for reading.
   bool Opens(CMMWav& wav, const Bytes& file) {
-    const std::string path = folder_ / "given.wav";
+    const std::string path = folder_.File("given.wav");
     Store(path, file);
     return wav.Open(path.c_str(), nullptr) == 1;
   }
 
-  Folder folder_;
+  TempFolder folder_;
 };
 
 }  // namespace test
