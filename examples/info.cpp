@@ -1,52 +1,22 @@
 // cmm-info: prints what the library knows of a WAV file, or why it cannot be read.
 //
 // CMMWav answers with success or failure and nothing in between, so a program that wants to tell its user
-// more looks at the file itself afterwards, as Reason() does here.
+// more looks at the file itself afterwards, as WhyUnreadable() does.
 
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "examples/paths.h"
+#include "examples/wav_text.h"
 #include "wavfile/CMMWav.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string FormatName(unsigned tag) {
-  switch (tag) {
-    case 1:
-      return "PCM";
-    case 2:
-      return "MS ADPCM";
-    case 3:
-      return "IEEE float";
-    case 6:
-      return "A-law";
-    case 7:
-      return "mu-law";
-    case 0x11:
-      return "IMA ADPCM";
-    case 0xFFFE:
-      return "extensible";
-    default:
-      return "format";
-  }
-}
-
-std::string TimeText(double seconds) {
-  const auto whole = static_cast<unsigned long>(seconds);
-  char text[40];
-  std::snprintf(text, sizeof text, "%02lu:%02lu.%02u", whole / 60, whole % 60,
-                static_cast<unsigned>((seconds - static_cast<double>(whole)) * 100.0));
-  return text;
-}
 
 // GetSampleSize counts in 32 bits of data bits, so above 2^29 bytes the play time is the better witness.
 double Frames(CMMWav& wav) {
@@ -77,38 +47,14 @@ void Print(CMMWav& wav, const std::string& name, std::uintmax_t onDisk) {
   std::printf("  end       %s\n", EndText(wav, onDisk).c_str());
 }
 
-std::string HeaderReason(std::ifstream& file) {
-  unsigned char head[12] = {};
-  file.read(reinterpret_cast<char*>(head), sizeof head);
-  if (file.gcount() < 12) return "too short to be a WAV file";
-  if (std::memcmp(head, "RIFF", 4) != 0) return "not a RIFF file";
-  if (std::memcmp(head + 8, "WAVE", 4) != 0) return "a RIFF file, but not of form WAVE";
-  if ((head[4] | head[5] | head[6] | head[7]) == 0) {
-    return "never finished: its sizes are still 0, as while it is being written";
-  }
-  return "a WAV file whose format or data chunk is missing or damaged";
-}
-
-std::string Reason(const fs::path& path) {
-  std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  if (status.type() == fs::file_type::not_found) return "there is no such file";
-  if (fs::is_directory(status)) return "it is a folder";
-  if (error) return error.message();
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return "it cannot be opened for reading (no permission?)";
-  return HeaderReason(file);
-}
-
 bool Show(const std::string& name) {
-  const fs::path path = NativePath(name);
   CMMWav wav;
   if (wav.Open(name.c_str()) != 1) {
-    std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), Reason(path).c_str());
+    std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
     return false;
   }
   std::error_code error;
-  Print(wav, name, fs::file_size(path, error));
+  Print(wav, name, fs::file_size(NativePath(name), error));
   return true;
 }
 

@@ -1,11 +1,11 @@
 #include "examples/meter.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+
+#include "examples/terminal.h"
 
 namespace {
 
@@ -50,7 +50,7 @@ std::string StatusText(CMMWAVCapture& capture, std::uint32_t state) {
 
 Meter::Meter(CMMWAVCapture& capture)
     : capture_(capture),
-      live_(isatty(fileno(stdout)) != 0),
+      live_(IsTerminal(stdout)),
       nextPlain_(std::chrono::steady_clock::now() + kPlainInterval) {}
 
 Meter::~Meter() {

@@ -10,7 +10,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -18,9 +17,8 @@
 #include "examples/devices.h"
 #include "examples/failures.h"
 #include "examples/meter.h"
-#include "examples/paths.h"
+#include "examples/output_file.h"
 
-namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
@@ -76,18 +74,6 @@ void List() {
         device.isDefault ? "the default: recorded from without --device" : GuidText(device.id).c_str());
   }
   if (!hasDefault) std::printf("There is no default device: name one with --device.\n");
-}
-
-// What can be said about the file before the device is opened.
-void CheckTarget(const Options& options) {
-  const fs::path path = NativePath(options.file);
-  std::error_code error;
-  if (fs::is_directory(path, error)) Fail(options.file + " is a folder");
-  if (fs::exists(path, error) && !options.force) {
-    Fail(options.file + " exists already; --force overwrites it");
-  }
-  const fs::path folder = path.parent_path();
-  if (!folder.empty() && !fs::is_directory(folder, error)) Fail("there is no folder " + folder.string());
 }
 
 // The sizes in a WAV file have 32 bits.
@@ -237,7 +223,8 @@ int main(int argc, char** argv) {
     List();
     return 0;
   }
-  CheckTarget(options);
+  const std::string problem = OutputProblem(options.file, options.force);
+  if (!problem.empty()) Fail(problem);
   CheckDuration(options);
   GUID device{};
   if (!options.device.empty()) {

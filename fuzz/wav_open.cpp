@@ -2,57 +2,23 @@
 // CORPUS
 //
 // A small corpus of sound files and typical damage is added on its own, so that an empty folder will do.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "fuzz/wav_files.h"
 #include "wavfile/CMMWav.h"
-
-extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
 
 namespace {
 
-// A file in memory that has a name.
-struct MemoryFile {
-  int file = memfd_create("wav", MFD_CLOEXEC);
-  std::string path = "/proc/self/fd/" + std::to_string(file);
-
-  void Set(const std::uint8_t* data, std::size_t size) const {
-    if (ftruncate(file, 0) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) std::abort();
-  }
-};
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
-std::string Chunk(const char* id, const std::string& data) {
-  const auto size = static_cast<std::uint32_t>(data.size());
-  std::string chunk(id, 4);
-  chunk.append(reinterpret_cast<const char*>(&size), sizeof(size)).append(data);
-  return chunk.append(size % 2, '\0');
-}
-
-std::string WaveFile(std::uint16_t tag, std::uint16_t channels, std::uint16_t bits,
-                     const std::string& extra) {
-  const auto align = static_cast<std::uint16_t>(channels * bits / 8);
-  const WAVEFORMATEX format = {
-      tag, channels, 8000, align * 8000u, align, bits, static_cast<WORD>(extra.size())};
-  const std::string record(reinterpret_cast<const char*>(&format), sizeof(format));
-  return Chunk("RIFF", "WAVE" + Chunk("LIST", "odd") +
-                           Chunk("fmt ", tag == 1 ? record.substr(0, 16) : record + extra) +
-                           Chunk("fact", "0000") + Chunk("data", std::string(600, 's')));
+std::string Sound(WORD tag, WORD channels, WORD bits, const std::string& extra) {
+  const auto align = static_cast<WORD>(channels * bits / 8);
+  return WaveFile({tag, channels, 8000, align * 8000u, align, bits, 0}, extra);
 }
 
 const std::vector<std::string>& Seeds() {
-  static const std::vector<std::string> seeds = {WaveFile(1, 2, 16, ""), WaveFile(1, 1, 8, ""),
-                                                 WaveFile(1, 3, 24, ""), WaveFile(6, 1, 8, ""),
-                                                 WaveFile(17, 2, 4, "\xF9\x01")};
+  static const std::vector<std::string> seeds = {Sound(1, 2, 16, ""), Sound(1, 1, 8, ""), Sound(1, 3, 24, ""),
+                                                 Sound(6, 1, 8, ""), Sound(17, 2, 4, "\xF9\x01")};
   return seeds;
 }
 
@@ -112,13 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   return 0;
 }
 
-// Now and then begins again from a sound file, so that the header's shape is never far.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
                                                unsigned seed) {
-  if (size < 12 || seed % 64 == 0) {
-    const std::string& sound = Seeds()[seed / 64 % Seeds().size()];
-    size = std::min(sound.size(), maxSize);
-    std::memcpy(data, sound.data(), size);
-  }
-  return LLVMFuzzerMutate(data, size, maxSize);
+  return MutateFrom(Seeds(), data, size, maxSize, seed);
 }

@@ -10,8 +10,8 @@
 /// Sizes and positions come in bytes, in frames (one sample of every channel; the names say "sample") or in
 /// seconds. A block is nBlockAlign bytes; for PCM that is a frame. Read and Write move whole blocks.
 ///
-/// Results: operations give 1 for success and 0 for failure; queries give 0, 0.0 or null when no file is open.
-/// A call in a state that does not allow it gives 0 and touches nothing. No exception leaves the class.
+/// Results: operations give 1 for success and 0 for failure; queries give 0, 0.0 or null when no file is
+/// open. A call in a state that does not allow it gives 0 and touches nothing. No exception leaves the class.
 ///
 /// Threads: an object serves one thread at a time, and so do an object and its copies together.
 ///
@@ -29,19 +29,22 @@ class CMM_API CMMWav {
   /// Opens an existing file for reading, standing on its first sample byte.
   /// @param file      name, not empty; copied
   /// @param directory joined in front of the name with a backslash; null or empty for none; copied
-  /// @return 1; 0 when a file is open already (which stays open), or the file is missing, unreadable or no WAV
+  /// @return 1; 0 when a file is open already (which stays open), or the file is missing, unreadable or no
+  /// WAV
   ///         file
   std::int32_t Open(const char* file, const char* directory = nullptr);
 
   /// Creates a PCM file for writing; one that exists is cut to zero length first.
-  /// @param format nChannels, nSamplesPerSec, wBitsPerSample and cbSize are taken; the tag is always PCM, block
+  /// @param format nChannels, nSamplesPerSec, wBitsPerSample and cbSize are taken; the tag is always PCM,
+  /// block
   ///               and byte rate are computed
   /// @return 1; 0 when a file is open already (which stays open) or the file cannot be created
   std::int32_t Open(WAVEFORMATEX format, const char* file, const char* directory = nullptr);
 
   /// Closes the file and releases what belongs to it; the object is closed afterwards whatever the result.
   /// @param frames written to the "fact" chunk of a file open for writing; 0: the frames that were written
-  /// @return 1; 0 when no file was open or it could not be finished. A file on a full disk is finished with what
+  /// @return 1; 0 when no file was open or it could not be finished. A file on a full disk is finished with
+  /// what
   ///         the disk took; the result is 0 when that is less than Write has taken.
   std::int32_t Close(std::uint32_t frames = 0);
 
@@ -53,14 +56,16 @@ class CMM_API CMMWav {
   /// @param buffer    receives the bytes
   /// @param delivered receives the count: what was asked for, less at the end of the data (0 behind it), 0 on
   ///                  failure
-  /// @return 1, at the end of the data too; 0 when @p bytes is no whole number of blocks, or the file ends ahead
+  /// @return 1, at the end of the data too; 0 when @p bytes is no whole number of blocks, or the file ends
+  /// ahead
   ///         of its declared size (the position is then undefined until Reset or SampleFind)
   std::int32_t Read(std::uint32_t bytes, void* buffer, std::uint32_t* delivered);
 
   /// Appends whole blocks to a file open for writing. Allocates nothing.
   /// @param bytes a multiple of the block size; otherwise 0 is returned and @p taken is not touched
   /// @param taken receives the count of bytes taken
-  /// @return 1; 0 when the disk is full, or the file's sizes can hold no more (whole blocks that fit are taken)
+  /// @return 1; 0 when the disk is full, or the file's sizes can hold no more (whole blocks that fit are
+  /// taken)
   std::int32_t Write(std::uint32_t bytes, const void* data, std::uint32_t* taken);
 
   /// Goes to a frame of a file open for reading; the frame behind the last is allowed.
@@ -75,27 +80,69 @@ class CMM_API CMMWav {
   std::uint32_t GetSampleSizeInBits();  ///< bits of one sample
   std::uint32_t GetSampleRate();        ///< in hertz
   std::uint32_t GetChannels();
-  std::uint16_t GetFormat();     ///< format tag; 1 is PCM
-  char* GetFileName();           ///< the name given to Open; the object's own, valid until Close
-  char* GetPathName();           ///< the directory given to Open, empty for none; the object's own
-  std::uint32_t GetFSize();      ///< bytes of the file as its RIFF header declares them; 8 while writing
-  double GetPlayTime();          ///< seconds in the file
-  double GetNowTime();           ///< seconds read or written so far
-  /// Whether the file ends where the data still to be read ends. Moves the position to the end of the file: Reset
-  /// or SampleFind brings it back. @return 1 or 0; 0 when writing
+  std::uint16_t GetFormat();  ///< format tag; 1 is PCM
+  char* GetFileName();        ///< the name given to Open; the object's own, valid until Close
+  char* GetPathName();        ///< the directory given to Open, empty for none; the object's own
+  std::uint32_t GetFSize();   ///< bytes of the file as its RIFF header declares them; 8 while writing
+  double GetPlayTime();       ///< seconds in the file
+  double GetNowTime();        ///< seconds read or written so far
+  /// Whether the file ends where the data still to be read ends. Moves the position to the end of the file:
+  /// Reset or SampleFind brings it back. @return 1 or 0; 0 when writing
   std::int32_t ChkFileSize();
   /// Copies the 18 bytes of the format. @return 1; 0 when no file is open
   std::int32_t GetFileInfo(WAVEFORMATEX* out);
 
-  std::uint32_t GetSampleToByte(std::uint32_t samples);  ///< bytes of that many frames, 0 beyond the file's end
-  std::uint32_t GetTimeToByte(double seconds);           ///< bytes of that time, rounded down to whole blocks
+  std::uint32_t GetSampleToByte(
+      std::uint32_t samples);                   ///< bytes of that many frames, 0 beyond the file's end
+  std::uint32_t GetTimeToByte(double seconds);  ///< bytes of that time, rounded down to whole blocks
 
+  /// Begins to convert what is read, up to one second of audio at a time.
+  ///
+  /// The tag of the format may change, or channels and rate may, but not both at once: a file in a compressed
+  /// format goes to PCM of its own channels and rate first. In two stages the library's own linear filter
+  /// changes the rate, and only 8 and 16 bits come out; the filter's state exists once for each of these
+  /// widths in the process, so one such conversion at a time.
+  /// @param singleStage 1: the platform's conversion does it all; another value: all but the rate
+  /// @param target      format to convert to; what it has behind cbSize cannot come along. In two stages its
+  /// block
+  ///                    and byte rate must be those of its channels, bits and rate, with 2 channels at the
+  ///                    most (4 of 8 bits)
+  /// @param outBuffer   points to a null pointer; receives the buffer in which each Convert leaves its
+  /// output: the
+  ///                    object's own, valid until EndConvert or Close
+  /// @param driver      the conversion driver to use; null leaves the choice to the platform
+  /// @return the buffer's size; 0 when no file is open for reading, a conversion runs, the formats do not go
+  /// together
+  ///         or memory is short. EndConvert clears up what such a failure may leave
+  std::uint32_t BeginConvert(std::int32_t singleStage, WAVEFORMATEX target, std::uint8_t** outBuffer,
+                             HACMDRIVER driver);
+
+  /// Reads and converts the next piece. Allocates nothing.
+  /// @param bytes    of the file: whole blocks, one second of audio at the most
+  /// @param outBytes receives the bytes of output, from the buffer's start on
+  /// @return 1; 0 at the end of the data, without a conversion, and when the conversion failed
+  std::int32_t Convert(std::uint32_t bytes, std::uint32_t* outBytes);
+  /// Reads and converts the next second. @return bytes of output; 0 at the end, and on failure
+  std::uint32_t Convert();
+
+  std::uint32_t GetConvertSize();  ///< size of the conversion's buffer in bytes
+  std::uint8_t* GetConvertBuf();   ///< the conversion's buffer, as BeginConvert gave it
   /// Ends a running conversion. @return 1; 0 when none is running
   std::uint32_t EndConvert();
 
+  /// Adds a row to a combo box for each conversion driver: its name, and its identifier as the row's data.
+  /// @return 1; 0 when the drivers cannot be listed
+  std::int32_t ListUpDriver(HWND hwnd);
+  /// @return the data of a row, as the combo box gives it, also for a row that it does not have
+  HACMDRIVERID ListFromDriver(HWND hwnd, std::uint32_t index);
+  HACMDRIVERID GetNowDriverID();  ///< the driver of the running conversion
+  /// Tells about the driver of the running conversion. @return 1; 0 without one, @p details is untouched then
+  std::int32_t GetDriverDetails(ACMDRIVERDETAILSA* details);
+
  private:
-  struct CMM_LOCAL Share;    // what an object and its copies have in common
-  struct CMM_LOCAL Opening;  // what the two Opens have in common
+  struct CMM_LOCAL Share;       // what an object and its copies have in common
+  struct CMM_LOCAL Opening;     // what the two Opens have in common
+  struct CMM_LOCAL Conversion;  // setting up and giving back
 
   // The container layer: the RIFF structure of the file.
   std::int32_t ReadMMIO(HMMIO file, MMCKINFO* riff, WAVEFORMATEX** format);
@@ -107,6 +154,11 @@ class CMM_API CMMWav {
   std::int32_t CloseR();
   std::int32_t CloseW(std::uint32_t frames);
   std::int32_t FullPath(char* out, const char* file, const char* directory);
+
+  std::uint32_t BeginConvOnce(WAVEFORMATEX target, std::uint8_t** outBuffer, HACMDRIVER driver);
+  std::uint32_t BeginConvTwice(WAVEFORMATEX target, std::uint8_t** outBuffer, HACMDRIVER driver);
+  MMRESULT softStreamConvert(HACMSTREAM stream, ACMSTREAMHEADER* header, DWORD flags,
+                             std::uint32_t* outBytes);
 
   char* fileName;
   char* pathName;

@@ -1,0 +1,55 @@
+#pragma once
+// WAV files for the fuzz targets: in memory, under a name, and sound to begin with.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "platform/platform.h"
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
+
+/// A file in memory that has a name.
+struct MemoryFile {
+  int file = memfd_create("wav", MFD_CLOEXEC);
+  std::string path = "/proc/self/fd/" + std::to_string(file);
+
+  void Set(const std::uint8_t* data, std::size_t size) const {
+    if (ftruncate(file, 0) != 0 || pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) std::abort();
+  }
+};
+
+inline void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+inline std::string Chunk(const char* id, const std::string& data) {
+  const auto size = static_cast<std::uint32_t>(data.size());
+  std::string chunk(id, 4);
+  chunk.append(reinterpret_cast<const char*>(&size), sizeof(size)).append(data);
+  return chunk.append(size % 2, '\0');
+}
+
+/// @param extra what a format that is not PCM has behind its record
+inline std::string WaveFile(WAVEFORMATEX format, const std::string& extra = "") {
+  format.cbSize = static_cast<WORD>(extra.size());
+  const std::string record(reinterpret_cast<const char*>(&format), sizeof(format));
+  return Chunk("RIFF", "WAVE" + Chunk("LIST", "odd") +
+                           Chunk("fmt ", format.wFormatTag == 1 ? record.substr(0, 16) : record + extra) +
+                           Chunk("fact", "0000") + Chunk("data", std::string(600, 's')));
+}
+
+/// Mutates, and now and then begins again from a sound file, so that the header's shape is never far.
+template <class Seeds>
+std::size_t MutateFrom(const Seeds& seeds, std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                       unsigned seed) {
+  if (size < 12 || seed % 64 == 0) {
+    const std::string& sound = seeds[seed / 64 % seeds.size()];
+    size = std::min(sound.size(), maxSize);
+    std::memcpy(data, sound.data(), size);
+  }
+  return LLVMFuzzerMutate(data, size, maxSize);
+}
