@@ -403,7 +403,7 @@ void ExpectTheSteps(const std::string& file, const WAVEFORMATEX& target, const s
   between.nAvgBytesPerSec = between.nSamplesPerSec * between.nBlockAlign;
   std::uint8_t *stageOutput = nullptr, *output = nullptr;
   ASSERT_NE(stage.BeginConvert(kOneStage, between, &stageOutput, nullptr), 0u);
-  ASSERT_EQ(both.BeginConvert(kTwoStages, target, &output, nullptr), target.nAvgBytesPerSec);
+  ASSERT_EQ(both.BeginConvert(kTwoStages, target, &output, nullptr), +target.nAvgBytesPerSec);
   Steps<Sample> steps;
   std::vector<Sample> expected;
   for (std::size_t i = 0; stage.GetNowTime() < stage.GetPlayTime(); ++i) {
