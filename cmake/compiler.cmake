@@ -16,6 +16,10 @@ function(cmm_compile_flags target)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i.86|x86)$" OR CMAKE_CXX_COMPILER MATCHES "i686")
     target_compile_options(${target} PRIVATE -msse2 -mfpmath=sse)
   endif()
+  if(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # This compiler takes the stack for aligned to 32 bytes, which Windows does not promise.
+    target_compile_options(${target} PRIVATE -Wa,-muse-unaligned-vector-move)
+  endif()
   if(CMM_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${CMM_SANITIZE} -fno-omit-frame-pointer
                            -fno-sanitize-recover=all)

@@ -5,6 +5,8 @@
 
 #include <immintrin.h>
 
+#include <bit>
+
 #define CMM_VECTOR_CODE [[gnu::target("avx2")]]
 #include "resample/VectorMap.h"
 
@@ -20,6 +22,7 @@ namespace {
 struct Avx2 {
   using Vec = __m256i;
   static constexpr std::uint32_t kWords = 16;
+  static constexpr unsigned kAllBits = 0xFFFFFFFF;
 
   CMM_OPERATION(Add, _mm256_add_epi16)
   CMM_OPERATION(Sub, _mm256_sub_epi16)
@@ -41,7 +44,6 @@ struct Avx2 {
   CMM_OPERATION(UnpackHigh64, _mm256_unpackhi_epi64)
 
   CMM_VECTOR_CODE static inline Vec Zero() { return _mm256_setzero_si256(); }
-  CMM_VECTOR_CODE static inline Vec One() { return _mm256_set1_epi16(1); }
   CMM_VECTOR_CODE static inline Vec Ones() { return _mm256_set1_epi16(-1); }
   CMM_VECTOR_CODE static inline Vec Spread64(std::uint64_t value) {
     return _mm256_set1_epi64x(static_cast<std::int64_t>(value));
@@ -60,10 +62,19 @@ struct Avx2 {
     _mm256_storeu_si256(static_cast<Vec*>(to), words);
   }
 
+  CMM_VECTOR_CODE static inline Vec LoadSamples(const std::int16_t* from) { return Load(from); }
+  CMM_VECTOR_CODE static inline Vec LoadSamples(const std::uint8_t* from) {
+    return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+  }
   CMM_VECTOR_CODE static inline void Put(std::int16_t* out, Vec words) { Store(out, words); }
   CMM_VECTOR_CODE static inline void Put(std::uint8_t* out, Vec words) {
     const __m128i bytes = _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
+  }
+
+  /// Not zero where a is below b and at most 1.
+  CMM_VECTOR_CODE static inline Vec BelowBoth(Vec a, Vec b) {
+    return SubSaturated(_mm256_min_epu16(b, _mm256_set1_epi16(2)), a);
   }
 
   // Differences of 8-bit samples have a sign of their own in 16 bits.
@@ -124,38 +135,55 @@ struct Avx2 {
   /// The shuffles for 16 outputs, from the frames that open their intervals.
   template <class Sample, std::uint32_t kChannels>
   CMM_VECTOR_CODE static inline void StoreShuffles(Plan& plan, std::uint64_t entry, Vec frame) {
+    constexpr int kShift = std::bit_width(kChannels * sizeof(Sample)) - 1;
+    const Vec byte = _mm256_slli_epi16(frame, kShift);
     if constexpr (kChannels == 1) {
-      StoreHalves<Sample, kChannels>(plan.shuffle[entry], plan.shuffle[entry + 4], frame);
+      StoreHalves<Sample, kChannels>(plan, entry, byte);
     } else {
-      const Vec a = UnpackLow16(frame, frame);
-      const Vec b = UnpackHigh16(frame, frame);
-      StoreHalves<Sample, kChannels>(plan.shuffle[entry], plan.shuffle[entry + 2],
-                                     _mm256_permute2x128_si256(a, b, 0x20));
-      StoreHalves<Sample, kChannels>(plan.shuffle[entry + 8], plan.shuffle[entry + 10],
-                                     _mm256_permute2x128_si256(a, b, 0x31));
+      StoreHalves<Sample, kChannels>(plan, entry, _mm256_permute2x128_si256(byte, byte, 0x00));
+      StoreHalves<Sample, kChannels>(plan, entry + 8, _mm256_permute2x128_si256(byte, byte, 0x11));
     }
   }
 
  private:
+  /// How the shuffles for a half of each lane's 8 samples come from the low bytes of the words in which the
+  /// lane has 8 outputs' frame numbers, in bytes: each sample's, less the first one's, plus its place.
+  struct Pattern {
+    alignas(32) std::uint8_t sample[32];
+    alignas(32) std::uint8_t first[32];
+    alignas(32) std::uint8_t place[32];
+  };
+  template <class Sample, std::uint32_t kChannels>
+  static constexpr Pattern MakePattern(std::uint32_t half) {
+    constexpr std::uint8_t kZero = 0x80;
+    Pattern pattern = {};
+    for (std::uint32_t i = 0; i < 32; ++i) {
+      const std::uint32_t output = 4 / kChannels * half + (kChannels == 2 ? i / 16 * 4 : 0);
+      const std::uint32_t word = i % 16 / 2;
+      const std::uint32_t place = (word / 4 * kChannels + word % kChannels) * sizeof(Sample);
+      const bool above = sizeof(Sample) == 1 && i % 2 == 1;  // an 8-bit sample has a zero above it
+      pattern.sample[i] = above ? kZero : static_cast<std::uint8_t>(2 * (output + word % 4 / kChannels));
+      pattern.first[i] = above ? kZero : static_cast<std::uint8_t>(2 * output);
+      pattern.place[i] = above ? kZero : static_cast<std::uint8_t>(place + i % 2);
+    }
+    return pattern;
+  }
+  template <class Sample, std::uint32_t kChannels>
+  static constexpr Pattern kPatterns[2] = {MakePattern<Sample, kChannels>(0),
+                                           MakePattern<Sample, kChannels>(1)};
+
+  template <class Sample, std::uint32_t kChannels>
+  CMM_VECTOR_CODE static inline void StoreHalves(Plan& plan, std::uint64_t entry, Vec byte) {
+    for (std::uint32_t half = 0; half < 2; ++half) {
+      const Pattern& pattern = kPatterns<Sample, kChannels>[half];
+      const Vec sample = _mm256_shuffle_epi8(byte, Load(pattern.sample));
+      const Vec first = _mm256_shuffle_epi8(byte, Load(pattern.first));
+      Store(plan.shuffle[entry + 4 / kChannels * half],
+            _mm256_add_epi8(_mm256_sub_epi8(sample, first), Load(pattern.place)));
+    }
+  }
   CMM_VECTOR_CODE static inline Vec Load2(const void* low, const void* high) {
     return _mm256_loadu2_m128i(static_cast<const __m128i*>(high), static_cast<const __m128i*>(low));
-  }
-  template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline void StoreHalves(void* first, void* second, Vec frame) {
-    Store(first, Shuffle<Sample, kChannels>(UnpackLow64(frame, frame)));
-    Store(second, Shuffle<Sample, kChannels>(UnpackHigh64(frame, frame)));
-  }
-  /// Of 4 frames, twice over: their samples, and those of the frames behind them.
-  template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline Vec Shuffle(Vec frame) {
-    using Word = ShuffleWord<sizeof(Sample), kChannels>;
-    constexpr std::uint64_t kTwo = Word::Add(0) | std::uint64_t{Word::Add(kChannels - 1)} << 16;
-    constexpr std::uint64_t kLower = kTwo | kTwo << 32;
-    constexpr std::uint64_t kUpper = kLower + Word::kMul * std::uint64_t{0x0001000100010001};
-    const Vec add = _mm256_set_epi64x(static_cast<std::int64_t>(kUpper), static_cast<std::int64_t>(kLower),
-                                      static_cast<std::int64_t>(kUpper), static_cast<std::int64_t>(kLower));
-    const Vec behind = Sub(frame, _mm256_shuffle_epi8(frame, _mm256_set1_epi16(0x0100)));
-    return Add(MulLow(behind, Spread16(Word::kMul)), add);
   }
 };
 

@@ -22,6 +22,7 @@ namespace {
 struct Sse2 {
   using Vec = __m128i;
   static constexpr std::uint32_t kWords = 8;
+  static constexpr unsigned kAllBits = 0xFFFF;
 
   CMM_OPERATION(Add, _mm_add_epi16)
   CMM_OPERATION(Sub, _mm_sub_epi16)
@@ -43,7 +44,6 @@ struct Sse2 {
   CMM_OPERATION(UnpackHigh64, _mm_unpackhi_epi64)
 
   static inline Vec Zero() { return _mm_setzero_si128(); }
-  static inline Vec One() { return _mm_set1_epi16(1); }
   static inline Vec Ones() { return _mm_set1_epi16(-1); }
   static inline Vec Spread64(std::uint64_t value) {
     return _mm_set1_epi64x(static_cast<std::int64_t>(value));
@@ -54,9 +54,18 @@ struct Sse2 {
   static inline Vec Load(const void* from) { return _mm_loadu_si128(static_cast<const Vec*>(from)); }
   static inline void Store(void* to, Vec words) { _mm_storeu_si128(static_cast<Vec*>(to), words); }
 
+  static inline Vec LoadSamples(const std::int16_t* from) { return Load(from); }
+  static inline Vec LoadSamples(const std::uint8_t* from) {
+    return _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const Vec*>(from)), Zero());
+  }
   static inline void Put(std::int16_t* out, Vec words) { Store(out, words); }
   static inline void Put(std::uint8_t* out, Vec words) {
     _mm_storel_epi64(reinterpret_cast<Vec*>(out), _mm_packus_epi16(words, words));
+  }
+
+  /// Not zero where a is at most 1 and b is above a or above 0.
+  static inline Vec BelowBoth(Vec a, Vec b) {
+    return AndNot(Equal(b, Zero()), Equal(SubSaturated(a, _mm_set1_epi16(1)), Zero()));
   }
 
   template <class Sample>

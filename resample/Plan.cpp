@@ -68,6 +68,7 @@ void Plan::Prepare(std::uint32_t src, std::uint32_t dst, double inv, std::uint32
     kind = Kind::kRolling;
     length = kEntries + kSpare;
     step = (std::uint64_t{p / q} << 48) + ((std::uint64_t{p % q} << 48) + q - 1) / q;
+    for (std::uint32_t output = 0; output < 16; ++output) steps[output % 4][output / 4] = output * step;
     reach = ((4 / channels - 1) * p + q - 1) / q;
   }
 }

@@ -60,6 +60,8 @@ struct Plan {
   std::uint32_t length = 0;   ///< entries after which the table starts again: whole cycles
   std::uint32_t advance = 0;  ///< source frames that they cover
   std::uint64_t step = 0;     ///< source frames for each output in units of 2^-48, rounded up
+  /// That many steps: the first 16 outputs, dealt to 64-bit lanes as the forms' transposition wants them.
+  alignas(32) std::uint64_t steps[4][4] = {};
 
   /// Frames from the first to the last interval of 4 samples, at most.
   std::uint32_t reach = 0;
@@ -84,17 +86,6 @@ struct Plan {
  private:
   void Tabulate(double inv);
   void TabulateShuffles(std::uint32_t sampleBytes);
-};
-
-/// A shuffle's word for the sample of a channel, in the frame that lies so many behind the first: frame *
-/// kMul + Add.
-template <std::uint32_t kSampleBytes, std::uint32_t kChannels>
-struct ShuffleWord {
-  /// Two bytes of a sample follow each other; one byte is taken with a zero above it.
-  static constexpr std::uint16_t kMul = kSampleBytes == 2 ? 0x0101 * 2 * kChannels : kChannels;
-  static constexpr std::uint16_t Add(std::uint32_t channel) {
-    return static_cast<std::uint16_t>(kSampleBytes == 2 ? 0x0100 + 0x0202 * channel : 0x8000 + channel);
-  }
 };
 
 }  // namespace resample

@@ -4,7 +4,7 @@
 //   Vec, kWords (16-bit words in a Vec), Load, Store, the operations below,
 //   Reaches<Sample, kChannels>(plan), and Gather<Sample, kChannels>(...), which fetches both ends of the
 //   intervals.
-// No include guard's worth of sharing: everything here is local to that file.
+// Everything here is local to that file.
 #pragma once
 
 #include <algorithm>
@@ -24,7 +24,12 @@ struct Ends {
 };
 
 /// How the entries in hand give products.
-enum class Entries : std::uint8_t { kTabled, kTabledDoubtful, kWeighted };
+enum class Entries : std::uint8_t {
+  kTabled,
+  kTabledDoubtful,  ///< with whole products that need the double formula
+  kWeighted,
+  kStraight  ///< weights, each output one frame behind the one before
+};
 
 /// A place in a plan's entries.
 struct Cursor {
@@ -40,7 +45,7 @@ struct Cursor {
 
 /// The products of samples whose entries are tabled.
 /// @param size  the differences without their signs
-/// @param whole receives the words, all bits set, that need the double formula
+/// @param whole receives the words, with any bits set, that need the double formula
 template <class V>
 CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const std::uint16_t* row,
                                                      typename V::Vec q, typename V::Vec& whole) {
@@ -62,24 +67,30 @@ CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, con
   const Vec carried = V::MulHigh(size, V::Load(row + Plan::kLow * Plan::kSamples));
   const Vec middle = V::Add(V::MulLow(size, high), carried);
   const Vec noCarry = V::Equal(V::SubSaturated(carried, middle), V::Zero());
-  whole = V::AndNot(V::Equal(size, V::Zero()), V::Equal(V::SubSaturated(middle, V::One()), V::Zero()));
+  whole = V::BelowBoth(middle, size);
   return V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
 }
 
 /// Computes whole products again, by the double formula. By value: in memory only when it comes to this.
-template <class V, class Sample, std::uint32_t kChannels>
+/// @param slot the place in the cycle of the first output
+/// @param row  the entries of a tabled cycle
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
 CMM_VECTOR_CODE [[gnu::noinline]] void Repair(const MapJob<Sample>& job, std::uint64_t slot,
-                                              typename V::Vec prevs, typename V::Vec curs,
-                                              typename V::Vec whole, Sample* out) {
+                                              const std::uint16_t* row, typename V::Vec prevs,
+                                              typename V::Vec curs, typename V::Vec whole, Sample* out) {
   alignas(32) std::int16_t prev[V::kWords];
   alignas(32) std::int16_t cur[V::kWords];
   V::Store(prev, prevs);
   V::Store(cur, curs);
-  for (unsigned bits = V::Bits(whole); bits != 0;) {
+  const Plan& plan = *job.plan;
+  for (unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits; bits != 0;) {
     const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
     bits &= ~(3U << 2 * i);
-    const double fraction = job.plan->Phase(slot + i / kChannels) * job.inv;
-    out[i] = static_cast<Sample>(prev[i] + static_cast<std::int32_t>((cur[i] - prev[i]) * fraction));
+    const std::uint32_t phase = kEntries == Entries::kTabledDoubtful
+                                    ? row[Plan::kLow * Plan::kSamples + i] * plan.unit
+                                    : plan.Phase(slot + i / kChannels);
+    const std::int32_t delta = cur[i] - prev[i];
+    out[i] = static_cast<Sample>(prev[i] + static_cast<std::int32_t>(delta * (phase * job.inv)));
   }
 }
 
@@ -97,18 +108,24 @@ CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, Cursor at, s
   const std::int64_t frames = static_cast<std::int64_t>(job.frameCount) - origin;
   for (std::uint64_t made = 0; made < count; ++made) {
     Ends<V> ends;
-    if (!V::template Gather<Sample, kChannels>(from, frames, at, ends)) return made;
+    if constexpr (kEntries == Entries::kStraight) {
+      const Sample* const first = from + made * V::kWords;
+      ends = {V::LoadSamples(first), V::LoadSamples(first + kChannels)};
+    } else if (!V::template Gather<Sample, kChannels>(from, frames, at, ends)) {
+      return made;
+    }
     const Vec size = V::template Size<Sample>(ends);
     Vec whole;
     Vec product;
-    if constexpr (kEntries == Entries::kWeighted) {
+    if constexpr (kEntries == Entries::kWeighted || kEntries == Entries::kStraight) {
       product = WeightedProduct<V>(size, at.row, whole);
     } else {
       product = TabledProduct<V>(size, at.row, q, whole);
     }
     V::Put(out, V::template Apply<Sample>(ends, product));
     if (kEntries != Entries::kTabled && V::Any(whole)) [[unlikely]] {
-      Repair<V, Sample, kChannels>(job, slot + made * kOutputs, ends.prev, ends.cur, whole, out);
+      Repair<V, Sample, kChannels, kEntries>(job, slot + made * kOutputs, at.row, ends.prev, ends.cur, whole,
+                                             out);
     }
     out += V::kWords;
     at.index += kOutputs;
@@ -121,21 +138,12 @@ CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, Cursor at, s
 /// The entries of a long cycle from a position on. Every 16-byte lane has 8 outputs, in 64-bit positions of
 /// 16 whole and 48 fractional bits: rounded up a little, by less than what would carry a product over a whole
 /// number.
-template <class V, class Sample, std::uint32_t kChannels>
-CMM_VECTOR_CODE void FillEntries(Plan& plan, const MapJob<Sample>& job, std::uint64_t count) {
+/// @param start the first position
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
+CMM_VECTOR_CODE void FillEntries(Plan& plan, std::uint64_t start, std::uint64_t count) {
   using Vec = typename V::Vec;
-  constexpr std::uint64_t kRoundUp = 0xFFFF + 2;
-  constexpr std::uint32_t kLanes = V::kWords / 8;
-  const auto start = static_cast<std::uint64_t>(job.at.phase * job.inv * 281474976710656.0) + kRoundUp;
   Vec position[4];
-  for (std::uint32_t i = 0; i < 4; ++i) {
-    alignas(32) std::uint64_t first[2 * kLanes];
-    for (std::uint32_t lane = 0; lane < kLanes; ++lane) {
-      first[2 * lane] = start + (8 * lane + i) * plan.step;
-      first[2 * lane + 1] = start + (8 * lane + i + 4) * plan.step;
-    }
-    position[i] = V::Load(first);
-  }
+  for (std::uint32_t i = 0; i < 4; ++i) position[i] = V::Add64(V::Spread64(start), V::Load(plan.steps[i]));
   const Vec stride = V::Spread64(V::kWords * plan.step);
   for (std::uint64_t k = 0; k < count; k += V::kWords) {
     // Each position is four words, with the weight in the middle and the frame on top: sort them.
@@ -146,12 +154,14 @@ CMM_VECTOR_CODE void FillEntries(Plan& plan, const MapJob<Sample>& job, std::uin
     const Vec low = V::UnpackHigh64(V::UnpackLow32(a, b), V::UnpackLow32(c, d));
     const Vec tops1 = V::UnpackHigh32(a, b);
     const Vec tops2 = V::UnpackHigh32(c, d);
-    const Vec frame = V::UnpackHigh64(tops1, tops2);
-    V::Store(plan.index + k, frame);
     V::template StorePerSample<kChannels>(plan.rows[Plan::kLow] + k * kChannels, low);
     V::template StorePerSample<kChannels>(plan.rows[Plan::kHigh] + k * kChannels,
                                           V::UnpackLow64(tops1, tops2));
-    V::template StoreShuffles<Sample, kChannels>(plan, k, frame);
+    if constexpr (kEntries == Entries::kWeighted) {
+      const Vec frame = V::UnpackHigh64(tops1, tops2);
+      V::Store(plan.index + k, frame);
+      V::template StoreShuffles<Sample, kChannels>(plan, k, frame);
+    }
     for (Vec& each : position) each = V::Add64(each, stride);
   }
 }
@@ -181,25 +191,43 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   job.Advance(made * kOutputs, kChannels);
 }
 
+/// Up to count outputs of a long cycle, by way of the plan's tables. @return the number made: whole vectors
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
+CMM_VECTOR_CODE std::uint64_t MapPiece(MapJob<Sample>& job, std::uint32_t slot, std::uint64_t start,
+                                       std::uint64_t count) {
+  constexpr std::uint64_t kOutputs = V::kWords / kChannels;
+  Plan& plan = *job.plan;
+  FillEntries<V, Sample, kChannels, kEntries>(plan, start, count);
+  const std::uint64_t made = RunEntries<V, Sample, kChannels, kEntries>(
+      job, Cursor(plan, 0, kChannels), slot, static_cast<std::int64_t>(job.at.frame), job.out,
+      count / kOutputs);
+  return made * kOutputs;
+}
+
 template <class V, class Sample, std::uint32_t kChannels>
 CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
   constexpr std::uint64_t kOutputs = V::kWords / kChannels;
   Plan& plan = *job.plan;
+  std::uint32_t slot = plan.Slot(job.at.phase);
   while (job.outputs >= kOutputs) {
     // Up to the next upper end of an interval, which has no weight of 32 bits and is made by itself.
-    const std::uint32_t slot = plan.Slot(job.at.phase);
-    const std::uint64_t left = slot != 0 ? plan.q - slot : 1;
-    const std::uint64_t count = std::min<std::uint64_t>({left, job.outputs, Plan::kEntries});
-    if (count < kOutputs) {
-      MapSome<Sample, kChannels>(job, count);
-      continue;
+    const std::uint32_t left = slot != 0 ? plan.q - slot : 1;
+    std::uint64_t made = std::min<std::uint64_t>({left, job.outputs, Plan::kEntries});
+    if (made < kOutputs) {
+      MapSome<Sample, kChannels>(job, made);
+    } else {
+      constexpr std::uint64_t kRoundUp = 0xFFFF + 2;
+      const auto start = static_cast<std::uint64_t>(job.at.phase * job.inv * 281474976710656.0) + kRoundUp;
+      made -= made % kOutputs;
+      // Rates that hardly differ take one frame after the other for long stretches.
+      const bool straight = (start + (made - 1) * plan.step) >> 48 == made - 1;
+      made = straight ? MapPiece<V, Sample, kChannels, Entries::kStraight>(job, slot, start, made)
+                      : MapPiece<V, Sample, kChannels, Entries::kWeighted>(job, slot, start, made);
+      if (made == 0) break;
+      job.Advance(made, kChannels);
     }
-    FillEntries<V, Sample, kChannels>(plan, job, count);
-    const std::uint64_t made = RunEntries<V, Sample, kChannels, Entries::kWeighted>(
-        job, Cursor(plan, 0, kChannels), slot, static_cast<std::int64_t>(job.at.frame), job.out,
-        count / kOutputs);
-    if (made == 0) break;
-    job.Advance(made * kOutputs, kChannels);
+    slot += static_cast<std::uint32_t>(made);
+    if (slot == plan.q) slot = 0;
   }
 }
 

@@ -17,8 +17,8 @@ using DebugSink = void (*)(void* context, const char* text);
 /// is not called any more. A sink may call SetDebugSink itself. Any thread.
 CMM_API void SetDebugSink(DebugSink sink, void* context);
 
-/// Sets the code page in which names and texts are taken: 932, 65001 or another single-byte one; 0 goes back
-/// to the environment's. Any thread.
+/// Sets the code page in which names and texts are taken: 932, 65001 or another single-byte one; 0 goes back to
+/// the environment's. Any thread.
 CMM_API void SetCodePage(unsigned codePage);
 
 /// @return what SetCodePage has set; until then 932 where the environment's locale (LC_ALL, LC_CTYPE, LANG)
@@ -43,9 +43,7 @@ CMM_API bool UnregisterCaptureDevice(const GUID& id);
 extern CMM_API const GUID kSignalDevice;
 
 /// Adds a driver behind those that the audio compression manager has. Any thread.
-/// @return its identifier, in use until UnregisterConversionDriver; null when the argument is null or memory
-/// is
-///         short
+/// @return its identifier, in use until UnregisterConversionDriver; null: no driver given, or memory is short
 CMM_API HACMDRIVERID RegisterConversionDriver(std::shared_ptr<const ConversionDriver> driver);
 
 /// Takes a driver out. Streams and drivers open on it go on, and keep it until they are closed. The layer's

@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <random>
 
 #include "capture/CMMWAVCapture.h"
@@ -13,20 +12,8 @@
 #include "tests/capture/FakeDevice.h"
 #include "tests/support/Private.h"
 
-/// Blocks that the process has taken from the C++ heap; the library's calls come here as well.
-static std::atomic<long> blocksTaken{0};
-
-void* operator new(std::size_t size) {
-  ++blocksTaken;
-  if (void* block = std::malloc(size)) return block;
-  throw std::bad_alloc();
-}
-void operator delete(void* block) noexcept {
-  std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept {
-  std::free(block);
-}
+/// Blocks that the process has taken from the C++ heap; the library's come from the same one.
+long BlocksTaken();
 
 PRIVATE_FIELD(RecordOf, CMMWAVCapture, ThreadDAT, threadDat)
 
@@ -157,13 +144,13 @@ TEST(CaptureStress, NothingIsAllocatedWhileARecordingRuns) {
       capture.Create(Pcm(44100, 2, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
   ASSERT_EQ(capture.StartREC(), 1);
   while (capture.GetPlayTime() < 0.25) Sleep(1);  // whatever is made at the first use is made by now
-  const long blocks = blocksTaken;
+  const long blocks = BlocksTaken();
   const std::size_t heap = mallinfo2().uordblks;
   while (capture.GetPlayTime() < 1.5) {
     capture.GetTimeString(nullptr);
     Sleep(5);
   }
-  EXPECT_EQ(blocksTaken, blocks);
+  EXPECT_EQ(BlocksTaken(), blocks);
   EXPECT_EQ(mallinfo2().uordblks, heap);
   EXPECT_EQ(capture.Exit(), 1);
   CloseHandle(thread);

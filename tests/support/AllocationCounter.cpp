@@ -1,0 +1,24 @@
+// Replaces the C++ heap of a test program by one that counts. In a file of its own, so that no compiler sees
+// through it.
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+static std::atomic<long> blocksTaken{0};
+
+long BlocksTaken() {
+  return blocksTaken;
+}
+
+void* operator new(std::size_t size) {
+  ++blocksTaken;
+  if (void* block = std::malloc(size)) return block;
+  throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+  std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
