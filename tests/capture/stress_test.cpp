@@ -10,10 +10,8 @@
 #include "capture/CMMWAVCapture.h"
 #include "tests/capture/CaptureTools.h"
 #include "tests/capture/FakeDevice.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/Private.h"
-
-/// Blocks that the process has taken from the C++ heap; the library's come from the same one.
-long BlocksTaken();
 
 PRIVATE_FIELD(RecordOf, CMMWAVCapture, ThreadDAT, threadDat)
 
