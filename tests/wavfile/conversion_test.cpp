@@ -106,14 +106,12 @@ TEST_F(Scripted, OneSecondIsTheMostAtOnceAndTheHeaderKeepsItsLength) {
   EXPECT_EQ(made, 0u);
   EXPECT_EQ(wav_.Convert(), 0u);
   EXPECT_EQ(script_->lengths, (std::vector<DWORD>{16000, 2, 16000, 8000}));
-}
+  wav_.Close();
 
-TEST_F(Scripted, ASecondThatIsNoWholeBlocksGoesInPieces) {
-  WAVEFORMATEX source = source_;
-  source.nAvgBytesPerSec = 15999;
-  Open(source, 40000);
+  WAVEFORMATEX uneven = source_;  // a second that is no whole number of blocks goes in pieces
+  uneven.nAvgBytesPerSec = 15999;
+  Open(uneven, 40000);
   ASSERT_NE(Begin(kOneStage, Format(8000, 1, 8)), 0u);
-  std::uint32_t made = 0;
   EXPECT_EQ(wav_.Convert(), 0u);
   EXPECT_EQ(wav_.Convert(15998, &made), 1);
   EXPECT_EQ(made, 15998u);
@@ -203,6 +201,16 @@ TEST_F(Scripted, RefusesASourceWithoutBlocksOrByteRate) {
   }
 }
 
+TEST_F(Conversion, WithoutADriverNothingIsSetUp) {
+  CMMWav wav;
+  ASSERT_EQ(wav.Open(Make(Format(8000, 1, 16), 100).c_str()), 1);
+  std::uint8_t* output = nullptr;
+  EXPECT_EQ(wav.BeginConvert(kOneStage, Format(8000, 1, 24), &output, nullptr), 0u);
+  EXPECT_EQ(Stream(wav), nullptr);
+  EXPECT_EQ(ConvertKind(wav), 0u);
+  EXPECT_EQ(wav.EndConvert(), 0u);
+}
+
 TEST_F(Scripted, WhatFailsBehindTheOpenStreamLeavesItToEndConvert) {
   Open(source_, 100);
   WAVEFORMATEX huge = Format(1u << 30, 1, 16, kPrivateTag);  // 2 GiB for its second
@@ -223,6 +231,7 @@ TEST_F(Scripted, WhatFailsBehindTheOpenStreamLeavesItToEndConvert) {
     EXPECT_NE(Stream(wav_), nullptr);
     EXPECT_EQ(wav_.GetNowDriverID(), driver_.Id());
     EXPECT_EQ(Header(wav_), nullptr);
+    EXPECT_EQ(wav_.GetConvertSize(), 0u);
     EXPECT_EQ(ConvertKind(wav_), 0u);
     std::uint32_t made = 99;
     EXPECT_EQ(wav_.Convert(100, &made), 0);
@@ -276,22 +285,17 @@ TEST_F(Scripted, ADriversFailureKeepsTheCountAndTheConversion) {
   EXPECT_EQ(wav_.GetNowSampleSize(), 18000u);
 }
 
-TEST_F(Scripted, OtherSampleSizesGoThroughNoFilter) {
-  Open(source_, 64000);
-  ASSERT_EQ(Begin(kTwoStages, Format(11025, 1, 24, kPrivateTag)), 33075u);
-  std::uint32_t made = 99;
-  EXPECT_EQ(wav_.Convert(1000, &made), 1);
-  EXPECT_EQ(made, 0u);
-  EXPECT_EQ(FirstBlock(wav_), 0);
-}
-
-TEST_F(Scripted, ABlockWithoutFramesIsAFirstBlockToo) {
+TEST_F(Scripted, ABlockWithoutAnyFrameIsAFirstBlockToo) {
+  // No filter for 24 bits; and one byte of what should be 16 bits makes no frame.
   Open(Format(8000, 1, 8, kPrivateTag), 64000);
-  ASSERT_EQ(Begin(kTwoStages, Format(16000, 1, 16, kPrivateTag)), 32000u);
-  std::uint32_t made = 99;
-  EXPECT_EQ(wav_.Convert(1, &made), 1);  // one byte of what should be 16 bits
-  EXPECT_EQ(made, 0u);
-  EXPECT_EQ(FirstBlock(wav_), 0);
+  for (const WORD bits : {WORD{24}, WORD{16}}) {
+    ASSERT_EQ(Begin(kTwoStages, Format(11025, 1, bits, kPrivateTag)), 11025u * bits / 8);
+    std::uint32_t made = 99;
+    EXPECT_EQ(wav_.Convert(1, &made), 1);
+    EXPECT_EQ(made, 0u);
+    EXPECT_EQ(FirstBlock(wav_), 0);
+    EXPECT_EQ(wav_.EndConvert(), 1u);
+  }
 }
 
 // What a file says of itself, and what a driver makes of it, may be far more than a second.
