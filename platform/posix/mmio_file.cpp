@@ -108,7 +108,7 @@ std::int64_t MmioFile::Write(const char* data, std::size_t count) noexcept {
     return 0;
   }
   const std::int64_t position = Position();
-  const std::size_t tail = static_cast<std::size_t>(position + static_cast<std::int64_t>(count)) % kPageSize;
+  const auto tail = static_cast<std::size_t>(position + static_cast<std::int64_t>(count)) % kPageSize;
   const std::size_t direct = count - tail;
   const std::size_t held = Dirty() ? static_cast<std::size_t>(dirtyEnd_ - dirtyBegin_) : 0;
   const std::int64_t from = position - static_cast<std::int64_t>(held);
@@ -141,7 +141,7 @@ bool MmioFile::Patch(std::int64_t position, const char (&bytes)[4]) noexcept {
 
 bool MmioFile::Flush() noexcept {
   if (!Dirty()) return true;
-  const std::size_t count = static_cast<std::size_t>(dirtyEnd_ - dirtyBegin_);
+  const auto count = static_cast<std::size_t>(dirtyEnd_ - dirtyBegin_);
   const std::size_t wrote = WriteDisk(dirtyBegin_, count, nullptr, 0, start_ + (dirtyBegin_ - base_));
   if (wrote < count) next_ = end_ = dirtyBegin_ + wrote;
   dirtyBegin_ = dirtyEnd_ = nullptr;
@@ -216,7 +216,7 @@ void MmioFile::Place(std::int64_t position) noexcept {
 bool MmioFile::Fill() noexcept {
   if (!NeedStorage()) return false;
   Place(Position());
-  const std::size_t offset = static_cast<std::size_t>(base_ - storage_.get());
+  const auto offset = static_cast<std::size_t>(base_ - storage_.get());
   const std::size_t limit = std::min((offset + window_ + kPageSize - 1) / kPageSize * kPageSize, kBufferSize);
   const std::int64_t got = ReadDisk(base_, limit - offset, start_);
   if (got < 0) return false;

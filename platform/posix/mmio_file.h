@@ -19,7 +19,7 @@ namespace platform::detail {
 /// published calls carry 32.
 class MmioFile {
  public:
-  static constexpr std::size_t kBufferSize = 64 * 1024;
+  static constexpr std::size_t kBufferSize = 65536;
 
   /// @param flags those of mmioOpenA, checked by the caller
   bool Open(const char* path, DWORD flags) noexcept;
