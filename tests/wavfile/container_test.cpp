@@ -6,31 +6,15 @@
 namespace {
 
 using test::Bytes;
+using test::Chunk;
+using test::Join;
 using test::Number;
 using test::Pattern;
 using test::Pcm;
+using test::Riff;
 using test::SetNumber;
 
 class Container : public test::WavTest {};
-
-Bytes Join(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
-Bytes Chunk(const std::string& id, const Bytes& data) {
-  Bytes chunk(id.begin(), id.end());
-  chunk.resize(8);
-  SetNumber(chunk, 4, static_cast<std::uint32_t>(data.size()));
-  chunk.insert(chunk.end(), data.begin(), data.end());
-  if (data.size() % 2 != 0) chunk.push_back(0);
-  return chunk;
-}
-
-Bytes Riff(std::initializer_list<Bytes> chunks, const std::string& form = "WAVE") {
-  return Chunk("RIFF", Join({Bytes(form.begin(), form.end()), Join(chunks)}));
-}
 
 // A format chunk for 16-bit stereo of some tag, cut or filled up to a size.
 Bytes Format(std::uint32_t tag, std::size_t size) {
