@@ -6,14 +6,10 @@
 #include <vector>
 
 #include "platform/posix/layer.h"
+#include "tests/support/Formats.h"
 #include "tests/wavfile/wav_test.h"
 
 constexpr WORD kPrivateTag = 0x7E57;  // no driver but a test's takes it
-
-inline WAVEFORMATEX Format(DWORD rate, WORD channels, WORD bits, WORD tag = WAVE_FORMAT_PCM) {
-  const auto block = static_cast<WORD>(channels * ((bits + 7) / 8));
-  return {tag, channels, rate, rate * block, block, bits, 0};
-}
 
 /// What a test driver is to do, and what it has seen.
 struct Script {
