@@ -41,10 +41,23 @@ inline bool Eventually(const std::function<bool()>& condition, int milliseconds 
   return true;
 }
 
-inline std::uint32_t StateOf(CMMWAVCapture& capture) {
+/// What GetState and GetStateAs tell; 99 and 77 where they tell nothing.
+struct Status {
   std::uint32_t state = 99;
-  capture.GetState(&state, nullptr);
-  return state;
+  std::int32_t code = 77;
+};
+inline Status StatusOf(CMMWAVCapture& capture) {
+  Status status;
+  capture.GetState(&status.state, &status.code);
+  return status;
+}
+inline Status StatusAsOf(CMMWAVCapture& capture) {
+  Status status;
+  capture.GetStateAs(&status.state, &status.code);
+  return status;
+}
+inline std::uint32_t StateOf(CMMWAVCapture& capture) {
+  return StatusOf(capture).state;
 }
 
 /// Collects the debug messages while it lives.

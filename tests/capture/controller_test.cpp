@@ -35,11 +35,8 @@ TEST_F(Controller, RecordsFromCreateToExit) {
   MessageLog log;
   thread = capture.Create(kFormat, &device.id);
   ASSERT_NE(thread, nullptr);
-  std::uint32_t state = 0;
-  std::int32_t code = 0;
-  EXPECT_EQ(capture.GetStateAs(&state, &code), 1);
-  EXPECT_EQ(state, kStateReady);
-  EXPECT_EQ(code, 1);
+  EXPECT_EQ(StatusAsOf(capture).state, kStateReady);
+  EXPECT_EQ(StatusAsOf(capture).code, 1);
 
   EXPECT_EQ(capture.fileOpen("take.wav", (folder.Path().string() + "\\").c_str()), 1);
   EXPECT_STREQ(capture.GetFileName(), "take.wav");
@@ -121,11 +118,8 @@ TEST_F(Controller, RefusesWhatTheStateDoesNotAllow) {
 TEST_F(Controller, FailedActionsShowAsTimeOutAndLeaveTheirResult) {
   thread = capture.Create(kFormat, &device.id);
   EXPECT_EQ(capture.fileOpen("take.wav", folder.File("missing").c_str()), -2);
-  std::uint32_t state = 0;
-  std::int32_t code = 77;
-  capture.GetStateAs(&state, &code);
-  EXPECT_EQ(state, kStateReady);
-  EXPECT_EQ(code, 0);
+  EXPECT_EQ(StatusAsOf(capture).state, kStateReady);
+  EXPECT_EQ(StatusAsOf(capture).code, 0);
   EXPECT_STREQ(capture.GetFileName(), "take.wav");
   EXPECT_EQ(capture.fileOpen("take2.wav", folder.Path().c_str()), 1);
   EXPECT_STREQ(capture.GetFileName(), "take2.wav");
@@ -133,13 +127,9 @@ TEST_F(Controller, FailedActionsShowAsTimeOutAndLeaveTheirResult) {
   EXPECT_EQ(capture.StartREC(), 1);
   device.faults.stop = platform::detail::Result(0x88780032u);
   EXPECT_EQ(capture.StopREC(), -2);
-  std::int32_t result = 0;
-  capture.GetState(&state, &result);
-  EXPECT_EQ(state, kStateCapturing);
-  EXPECT_EQ(result, device.faults.stop);
-  code = 77;
-  capture.GetStateAs(&state, &code);
-  EXPECT_EQ(code, 77);  // a result without a code
+  EXPECT_EQ(StateOf(capture), kStateCapturing);
+  EXPECT_EQ(StatusOf(capture).code, device.faults.stop);
+  EXPECT_EQ(StatusAsOf(capture).code, 77);  // a result without a code
   device.faults.stop = S_OK;
   EXPECT_EQ(capture.StopREC(), 1);
   EXPECT_EQ(capture.Exit(), 1);
@@ -174,11 +164,8 @@ TEST_F(Controller, FailedStartUpTellsTheStep) {
     step.fault = step.value;
     const HANDLE started = capture.Create(kFormat, &device.id);
     EXPECT_NE(started, nullptr);
-    std::uint32_t state = 0;
-    std::int32_t code = 0;
-    capture.GetStateAs(&state, &code);
-    EXPECT_EQ(state, step.state);
-    EXPECT_EQ(code, step.code);
+    EXPECT_EQ(StatusAsOf(capture).state, step.state);
+    EXPECT_EQ(StatusAsOf(capture).code, step.code);
     EXPECT_EQ(log.Fetch().back(), step.said.bytes);
     EXPECT_EQ(device.objects, 0);
     EXPECT_EQ(capture.StartREC(), 0);
@@ -219,10 +206,7 @@ TEST_F(Controller, DrainOfNoByteEndsTheRunAndFinishesTheFile) {
   device.faults.position = E_FAIL;
   device.Deliver(44100);
   ASSERT_TRUE(Eventually([&] { return StateOf(capture) == kStateNone; }));
-  std::int32_t result = 0;
-  std::uint32_t state = 0;
-  capture.GetState(&state, &result);
-  EXPECT_EQ(result, 1);
+  EXPECT_EQ(StatusOf(capture).code, 1);
   ExpectStream(folder.File("take.wav"), 44100);
   EXPECT_EQ(capture.StopREC(), 0);
 

@@ -27,13 +27,10 @@ TEST_P(FullDisk, EndsTheRunAndFinishesTheFile) {
     EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_OBJECT_0);
     CloseHandle(thread);
   }
-  std::uint32_t state = 0;
-  std::int32_t result = 1;
-  capture.GetState(&state, &result);
   const std::uint32_t data = limit - kHeaderBytes;
   ExpectStream(folder.File("take.wav"), data);
   // 0: bytes that were taken are not on the disk, or there was no room for the pad byte.
-  EXPECT_EQ(result, capture.GetSamples() == data && data % 2 == 0 ? 1 : 0);
+  EXPECT_EQ(StatusOf(capture).code, capture.GetSamples() == data && data % 2 == 0 ? 1 : 0);
   EXPECT_EQ(test::Number(test::Load(folder.File("take.wav")), 44), data / 4);
   EXPECT_EQ(std::system(("soxi " + folder.File("take.wav") + " > /dev/null 2>&1").c_str()), 0);
 }

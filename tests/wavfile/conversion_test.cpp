@@ -14,9 +14,6 @@ namespace {
 constexpr std::int32_t kOneStage = 1;
 constexpr std::int32_t kTwoStages = 0;
 
-using test::Bytes;
-using test::Pattern;
-
 using Conversion = ConversionTest;
 
 WAVEFORMATEX With(WAVEFORMATEX format, DWORD byteRate, WORD block) {

@@ -92,14 +92,14 @@ class Registered {
   const HACMDRIVERID id_;
 };
 
-class ConversionTest : public test::WavTest {
+class ConversionTest : public WavTest {
  protected:
   /// A file with exactly this format record, sensible or not, and that many bytes of the pattern.
   std::string MakeSource(const WAVEFORMATEX& format, std::size_t bytes) {
-    test::Bytes record(sizeof format);
+    Bytes record(sizeof format);
     std::memcpy(record.data(), &format, sizeof format);
     const std::string path = folder_.File("source" + std::to_string(++files_) + ".wav");
-    test::Store(path, test::Riff({test::Chunk("fmt ", record), test::Chunk("data", test::Pattern(bytes))}));
+    Store(path, Riff({Chunk("fmt ", record), Chunk("data", Pattern(bytes))}));
     return path;
   }
 

@@ -6,13 +6,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::Number;
-using test::Part;
-using test::Pattern;
-using test::Pcm;
-
-class Copies : public test::WavTest {
+class Copies : public WavTest {
  protected:
   std::size_t OpenFiles() const {
     const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -63,7 +57,7 @@ TEST_F(Copies, WriteOnOneFileAndGoInAnyOrder) {
         wav.reset();
       }
       EXPECT_EQ(OpenFiles(), 0u);
-      const Bytes file = test::Load(path);
+      const Bytes file = Load(path);
       ASSERT_EQ(file.size(), 56 + at);
       EXPECT_EQ(Number(file, 52), at);
       EXPECT_TRUE(std::equal(file.begin() + 56, file.end(), data.begin()));
@@ -97,14 +91,14 @@ TEST_F(Copies, AssignmentGivesUpWhatTheTargetHolds) {
   EXPECT_EQ(wav.GetSampleSize(), 10u);
   other.Open(Pcm(1, 8000, 8), two.c_str());
   wav = other;
-  EXPECT_EQ(Number(test::Load(one), 52), 10u);  // finished
-  wav = other;                                  // from one of the same file
+  EXPECT_EQ(Number(Load(one), 52), 10u);  // finished
+  wav = other;                            // from one of the same file
   Write(wav, Pattern(7));
   other = CMMWav();
   EXPECT_EQ(other.GetFileName(), nullptr);
   EXPECT_EQ(wav.GetFileName(), two);
   EXPECT_EQ(wav.Close(), 1);
-  EXPECT_EQ(Number(test::Load(two), 52), 7u);
+  EXPECT_EQ(Number(Load(two), 52), 7u);
   EXPECT_EQ(OpenFiles(), 0u);
 }
 

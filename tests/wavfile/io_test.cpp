@@ -11,14 +11,7 @@ PRIVATE_FIELD(WrittenBytes, CMMWav, std::uint32_t, dataBytes)
 
 namespace {
 
-using test::Bytes;
-using test::Number;
-using test::Part;
-using test::Pattern;
-using test::Pcm;
-using test::SetNumber;
-
-class WavIo : public test::WavTest {};
+using WavIo = WavTest;
 
 TEST_F(WavIo, AClosedObjectAnswersWithNothing) {
   CMMWav wav;
@@ -127,7 +120,7 @@ TEST_F(WavIo, OnlyWholeBlocksMove) {
   Write(wav, Pattern(12));
   EXPECT_EQ(wav.Close(), 1);
 
-  Bytes file = test::Load(path);
+  Bytes file = Load(path);
   EXPECT_EQ(file.size(), 68u);
   SetNumber(file, 52, 10);
   ASSERT_TRUE(Opens(wav, file));
@@ -142,7 +135,7 @@ TEST_F(WavIo, OnlyWholeBlocksMove) {
 
 TEST_F(WavIo, AFileThatEndsEarlyFailsUntilTheNextSeek) {
   for (const std::uint32_t count : {400u, 400000u}) {
-    Bytes file = test::Load(Make(Pcm(2, 44100, 16), Pattern(100000)));
+    Bytes file = Load(Make(Pcm(2, 44100, 16), Pattern(100000)));
     SetNumber(file, 52, 1000000);
     CMMWav wav;
     ASSERT_TRUE(Opens(wav, file));
@@ -207,7 +200,7 @@ TEST_F(WavIo, ZeroesInTheFormatDivideNothing) {
       {32, 2, 4, 0, 4, 0, 0},    // block: all that Read needs
       {34, 2, 0, 176, 0, 0, 1},  // bits
   };
-  const Bytes sound = test::Load(Make(Pcm(2, 44100, 16), Pattern(16)));
+  const Bytes sound = Load(Make(Pcm(2, 44100, 16), Pattern(16)));
   Bytes block(16);
   std::uint32_t count = 99;
   for (const auto& field : kFields) {
@@ -231,13 +224,13 @@ TEST_F(WavIo, ZeroesInTheFormatDivideNothing) {
     ASSERT_EQ(wav.Open(format, path.c_str()), 1);
     EXPECT_EQ(wav.Write(4, block.data(), &count), 0);
     EXPECT_EQ(wav.Close(0), 1);
-    EXPECT_EQ(Number(test::Load(path), 44), 0u);
+    EXPECT_EQ(Number(Load(path), 44), 0u);
   }
 }
 
 // A compressed format counts frames one way and blocks another, so that a high frame lies behind the data.
 TEST_F(WavIo, FramesAndBlocksMayDiffer) {
-  Bytes file = test::Load(Make(Pcm(1, 8000, 16), Pattern(256)));
+  Bytes file = Load(Make(Pcm(1, 8000, 16), Pattern(256)));
   SetNumber(file, 28, 4000);
   SetNumber(file, 32, 64, 2);
   SetNumber(file, 34, 4, 2);

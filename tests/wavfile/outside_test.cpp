@@ -6,10 +6,6 @@
 
 namespace {
 
-using test::Bytes;
-using test::Pattern;
-using test::Pcm;
-
 // What a command prints; the test fails when the command does.
 std::string Output(const std::string& command) {
   FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
@@ -19,7 +15,7 @@ std::string Output(const std::string& command) {
   return text;
 }
 
-class Outside : public test::WavTest {};
+using Outside = WavTest;
 
 TEST_F(Outside, OthersReadWhatWeWrite) {
   struct {
@@ -36,7 +32,7 @@ TEST_F(Outside, OthersReadWhatWeWrite) {
       EXPECT_EQ(Output("soxi -" + std::string(question) + " " + path), std::to_string(answer) + "\n");
     }
     EXPECT_EQ(Output("sox " + path + " " + folder_.File("a.raw")), "");
-    EXPECT_EQ(test::Load(folder_.File("a.raw")), data);
+    EXPECT_EQ(Load(folder_.File("a.raw")), data);
     const std::string info = Output("sndfile-info " + path);
     EXPECT_NE(info.find("Frames      : " + std::to_string(frames) + "\n"), std::string::npos) << info;
     // Its mark for what a header gets wrong. It grumbles at any data of odd length, pad byte or not.

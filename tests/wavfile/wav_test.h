@@ -8,7 +8,14 @@
 #include "tests/support/files.h"
 #include "wavfile/CMMWav.h"
 
-namespace test {
+using test::Bytes;
+using test::FileSizeLimit;
+using test::Load;
+using test::Number;
+using test::Part;
+using test::Pattern;
+using test::SetNumber;
+using test::Store;
 
 inline WAVEFORMATEX Pcm(int channels, int rate, int bits) {
   return {77,  // the tag, and block and byte rate further down, are the class's own business
@@ -70,5 +77,3 @@ class WavTest : public testing::Test {
 
   TempFolder folder_;
 };
-
-}  // namespace test
