@@ -22,6 +22,14 @@ WAVEFORMATEX With(WAVEFORMATEX format, DWORD byteRate, WORD block) {
   return format;
 }
 
+void ExpectNoConversion(CMMWav& wav) {
+  std::uint32_t made = 99;
+  EXPECT_EQ(wav.Convert(2, &made), 0);
+  EXPECT_EQ(made, 0u);
+  EXPECT_EQ(wav.Convert(), 0u);
+  EXPECT_EQ(wav.GetConvertBuf(), nullptr);
+}
+
 /// With a file in a format that only the test's driver takes.
 class Scripted : public ConversionTest {
  protected:
@@ -86,7 +94,7 @@ TEST_F(Scripted, InOneStageTheHostReadsTheDriversOutput) {
   EXPECT_EQ(FirstBlock(wav_), 1);
   EXPECT_EQ(wav_.EndConvert(), 1u);
   EXPECT_EQ(wav_.GetConvertSize(), 0u);
-  EXPECT_EQ(wav_.GetConvertBuf(), nullptr);
+  ExpectNoConversion(wav_);
   EXPECT_EQ(wav_.EndConvert(), 0u);
 }
 
@@ -126,12 +134,8 @@ TEST_F(Scripted, RefusesWithoutAnyChange) {
   const WAVEFORMATEX target = Format(8000, 1, 16);
   EXPECT_EQ(Begin(kOneStage, target), 0u);  // no file
   ASSERT_EQ(wav_.Open(target, folder_.File("written.wav").c_str()), 1);
-  std::uint32_t made = 99;
   EXPECT_EQ(Begin(kOneStage, Format(8000, 1, 8)), 0u);
-  EXPECT_EQ(wav_.Convert(2, &made), 0);
-  EXPECT_EQ(wav_.Convert(), 0u);
-  EXPECT_EQ(wav_.GetConvertSize(), 0u);
-  EXPECT_EQ(wav_.GetConvertBuf(), nullptr);
+  ExpectNoConversion(wav_);
   EXPECT_EQ(wav_.EndConvert(), 0u);
   wav_.Close();
 
@@ -222,11 +226,7 @@ TEST_F(Scripted, WhatFailsBehindTheOpenStreamLeavesItToEndConvert) {
     EXPECT_EQ(wav_.GetNowDriverID(), driver_.Id());
     EXPECT_EQ(Header(wav_), nullptr);
     EXPECT_EQ(ConvertKind(wav_), 0u);
-    std::uint32_t made = 99;
-    EXPECT_EQ(wav_.Convert(100, &made), 0);
-    EXPECT_EQ(made, 0u);
-    EXPECT_EQ(wav_.Convert(), 0u);
-    EXPECT_EQ(wav_.GetConvertBuf(), nullptr);
+    ExpectNoConversion(wav_);
     script_->size = script_->prepare = script_->outputSize = 0;
     EXPECT_EQ(Begin(kTwoStages, source_), 0u);  // not before that one has been ended
     EXPECT_EQ(wav_.EndConvert(), 1u);
@@ -341,12 +341,11 @@ TEST_F(Conversion, CopiesShareTheConversion) {
   EXPECT_EQ(piece(other), expected[3]);
   EXPECT_EQ(one.EndConvert(), 1u);
   EXPECT_EQ(other.EndConvert(), 0u);
-  EXPECT_EQ(other.Convert(), 0u);
+  ExpectNoConversion(other);
 
   begin(other);
   EXPECT_EQ(one.Close(), 1);  // ends it for both
-  EXPECT_EQ(other.Convert(), 0u);
-  EXPECT_EQ(other.GetConvertBuf(), nullptr);
+  ExpectNoConversion(other);
 }
 
 /// The filter's steps, told naively, on what one stage makes of each piece.
