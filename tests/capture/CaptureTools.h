@@ -1,12 +1,11 @@
 #pragma once
-// What the tests of capture share: a folder of their own, formats, bounded waiting, the debug messages.
+// What the tests of capture share: bounded waiting, what a file must hold, the debug messages.
+
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -14,24 +13,22 @@
 
 #include "capture/CMMWAVCapture.h"
 #include "platform/posix/layer.h"
-#include "tests/support/TempFolder.h"
+#include "tests/capture/FakeDevice.h"
+#include "tests/support/Formats.h"
+#include "tests/support/files.h"
 
-constexpr std::size_t kHeaderBytes = 56;
+constexpr std::uint32_t kHeaderBytes = 56;
 
-inline WAVEFORMATEX Pcm(DWORD rate, WORD channels, WORD bits) {
-  WAVEFORMATEX format{};
-  format.wFormatTag = WAVE_FORMAT_PCM;
-  format.nChannels = channels;
-  format.nSamplesPerSec = rate;
-  format.wBitsPerSample = bits;
-  format.nBlockAlign = static_cast<WORD>(channels * bits / 8);
-  format.nAvgBytesPerSec = format.nBlockAlign * rate;
-  return format;
-}
-
-inline std::vector<std::uint8_t> FileBytes(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+/// Expects a finished file with the first bytes of the fake device's stream.
+inline void ExpectStream(const std::string& path, std::size_t bytes) {
+  const test::Bytes file = test::Load(path);
+  ASSERT_EQ(file.size(), kHeaderBytes + bytes) << path;
+  EXPECT_EQ(test::Number(file, 4), file.size() - 8);
+  EXPECT_EQ(test::Number(file, 52), bytes);
+  for (std::size_t k = 0; k < bytes; ++k) {
+    ASSERT_EQ(static_cast<std::uint8_t>(file[kHeaderBytes + k]), FakeDevice::Byte(k))
+        << path << ", byte " << k;
+  }
 }
 
 /// Waits until @p condition holds, far longer than it should need. @return whether it came to hold
@@ -44,10 +41,23 @@ inline bool Eventually(const std::function<bool()>& condition, int milliseconds 
   return true;
 }
 
-inline std::uint32_t StateOf(CMMWAVCapture& capture) {
+/// What GetState and GetStateAs tell; 99 and 77 where they tell nothing.
+struct Status {
   std::uint32_t state = 99;
-  capture.GetState(&state, nullptr);
-  return state;
+  std::int32_t code = 77;
+};
+inline Status StatusOf(CMMWAVCapture& capture) {
+  Status status;
+  capture.GetState(&status.state, &status.code);
+  return status;
+}
+inline Status StatusAsOf(CMMWAVCapture& capture) {
+  Status status;
+  capture.GetStateAs(&status.state, &status.code);
+  return status;
+}
+inline std::uint32_t StateOf(CMMWAVCapture& capture) {
+  return StatusOf(capture).state;
 }
 
 /// Collects the debug messages while it lives.

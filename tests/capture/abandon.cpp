@@ -7,6 +7,7 @@
 
 #include "capture/CMMWAVCapture.h"
 #include "platform/posix/layer.h"
+#include "tests/support/Formats.h"
 
 int main(int, char** arguments) {
   CMMWAVCapture* capture = nullptr;
@@ -17,13 +18,7 @@ int main(int, char** arguments) {
     static CMMWAVCapture* leaked = std::make_unique<CMMWAVCapture>().release();
     capture = leaked;
   }
-  WAVEFORMATEX format{};
-  format.wFormatTag = WAVE_FORMAT_PCM;
-  format.nChannels = 1;
-  format.nSamplesPerSec = format.nAvgBytesPerSec = 8000;
-  format.nBlockAlign = 1;
-  format.wBitsPerSample = 8;
-  capture->Create(format, arguments[1], nullptr, &platform::kSignalDevice);
+  capture->Create(Format(8000, 1, 8), arguments[1], nullptr, &platform::kSignalDevice);
   if (capture->StartREC() != 1) return 1;
   while (capture->GetPlayTime() < 0.5) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   return 0;

@@ -1,15 +1,12 @@
 // A whole recording through the controller, over a device that delivers on command.
 
-#include <gtest/gtest.h>
-
 #include "capture/CMMWAVCapture.h"
 #include "capture/Messages.h"
 #include "tests/capture/CaptureTools.h"
-#include "tests/capture/FakeDevice.h"
 
 namespace {
 
-const WAVEFORMATEX kFormat = Pcm(44100, 2, 16);
+const WAVEFORMATEX kFormat = Format(44100, 2, 16);
 
 class Controller : public testing::Test {
  protected:
@@ -38,11 +35,8 @@ TEST_F(Controller, RecordsFromCreateToExit) {
   MessageLog log;
   thread = capture.Create(kFormat, &device.id);
   ASSERT_NE(thread, nullptr);
-  std::uint32_t state = 0;
-  std::int32_t code = 0;
-  EXPECT_EQ(capture.GetStateAs(&state, &code), 1);
-  EXPECT_EQ(state, kStateReady);
-  EXPECT_EQ(code, 1);
+  EXPECT_EQ(StatusAsOf(capture).state, kStateReady);
+  EXPECT_EQ(StatusAsOf(capture).code, 1);
 
   EXPECT_EQ(capture.fileOpen("take.wav", (folder.Path().string() + "\\").c_str()), 1);
   EXPECT_STREQ(capture.GetFileName(), "take.wav");
@@ -59,9 +53,7 @@ TEST_F(Controller, RecordsFromCreateToExit) {
   EXPECT_EQ(StateOf(capture), kStateReady);
   EXPECT_EQ(capture.Exit(), 1);
 
-  const auto bytes = FileBytes(folder.File("take.wav"));
-  ASSERT_EQ(bytes.size(), kHeaderBytes + 3 * 44100);
-  for (std::size_t k = 0; k < 3 * 44100; ++k) ASSERT_EQ(bytes[kHeaderBytes + k], FakeDevice::Byte(k));
+  ExpectStream(folder.File("take.wav"), 3 * 44100);
 
   // What a run leaves is readable without a thread.
   EXPECT_EQ(StateOf(capture), kStateNone);
@@ -120,17 +112,14 @@ TEST_F(Controller, RefusesWhatTheStateDoesNotAllow) {
   EXPECT_EQ(capture.fileClose(), 1);
   EXPECT_EQ(capture.Exit(), 1);
   EXPECT_EQ(capture.Exit(), -3);
-  EXPECT_EQ(FileBytes(folder.File("a.wav")).size(), kHeaderBytes);
+  ExpectStream(folder.File("a.wav"), 0);
 }
 
 TEST_F(Controller, FailedActionsShowAsTimeOutAndLeaveTheirResult) {
   thread = capture.Create(kFormat, &device.id);
   EXPECT_EQ(capture.fileOpen("take.wav", folder.File("missing").c_str()), -2);
-  std::uint32_t state = 0;
-  std::int32_t code = 77;
-  capture.GetStateAs(&state, &code);
-  EXPECT_EQ(state, kStateReady);
-  EXPECT_EQ(code, 0);
+  EXPECT_EQ(StatusAsOf(capture).state, kStateReady);
+  EXPECT_EQ(StatusAsOf(capture).code, 0);
   EXPECT_STREQ(capture.GetFileName(), "take.wav");
   EXPECT_EQ(capture.fileOpen("take2.wav", folder.Path().c_str()), 1);
   EXPECT_STREQ(capture.GetFileName(), "take2.wav");
@@ -138,13 +127,9 @@ TEST_F(Controller, FailedActionsShowAsTimeOutAndLeaveTheirResult) {
   EXPECT_EQ(capture.StartREC(), 1);
   device.faults.stop = platform::detail::Result(0x88780032u);
   EXPECT_EQ(capture.StopREC(), -2);
-  std::int32_t result = 0;
-  capture.GetState(&state, &result);
-  EXPECT_EQ(state, kStateCapturing);
-  EXPECT_EQ(result, device.faults.stop);
-  code = 77;
-  capture.GetStateAs(&state, &code);
-  EXPECT_EQ(code, 77);  // a result without a code
+  EXPECT_EQ(StateOf(capture), kStateCapturing);
+  EXPECT_EQ(StatusOf(capture).code, device.faults.stop);
+  EXPECT_EQ(StatusAsOf(capture).code, 77);  // a result without a code
   device.faults.stop = S_OK;
   EXPECT_EQ(capture.StopREC(), 1);
   EXPECT_EQ(capture.Exit(), 1);
@@ -153,9 +138,9 @@ TEST_F(Controller, FailedActionsShowAsTimeOutAndLeaveTheirResult) {
 TEST_F(Controller, LateReplyIsNotTakenForTheNextCommands) {
   CreateAndOpen();
   ASSERT_EQ(capture.StartREC(), 1);
-  device.faults.stopDelayMs = 1300;
+  device.faults.stopDelayMs = 2500;
   EXPECT_EQ(capture.StopREC(), -2);
-  EXPECT_EQ(StateOf(capture), kStateFileOpen);  // it still took effect, when the record could be had again
+  EXPECT_TRUE(Eventually([&] { return StateOf(capture) == kStateFileOpen; }));  // it still took effect
   device.faults.stopDelayMs = 0;
   ASSERT_EQ(capture.StartREC(), 1);
   device.faults.stop = DSERR_GENERIC;
@@ -166,43 +151,36 @@ TEST_F(Controller, LateReplyIsNotTakenForTheNextCommands) {
 }
 
 TEST_F(Controller, FailedStartUpTellsTheStep) {
-  struct Step {
-    std::atomic<HRESULT> FakeDevice::Faults::*fault;
+  struct {
+    std::atomic<HRESULT>& fault;
     HRESULT value;
     std::uint32_t state;
     std::int32_t code;
-    bool signalled;
-  };
-  const Step steps[] = {
-      {&FakeDevice::Faults::open, DSERR_NODRIVER, kStateDevice, -8, false},
-      {&FakeDevice::Faults::ring, DSERR_BADFORMAT, kStateRing, -12, true},
-  };
-  for (const Step& step : steps) {
+    const capture::Message& said;
+  } const kSteps[] = {{device.faults.open, DSERR_NODRIVER, kStateDevice, -8, capture::kThreadFailed},
+                      {device.faults.ring, DSERR_BADFORMAT, kStateRing, -12, capture::kThreadStarted}};
+  for (const auto& step : kSteps) {
     MessageLog log;
-    device.faults.*step.fault = step.value;
+    step.fault = step.value;
     const HANDLE started = capture.Create(kFormat, &device.id);
     EXPECT_NE(started, nullptr);
-    std::uint32_t state = 0;
-    std::int32_t code = 0;
-    capture.GetStateAs(&state, &code);
-    EXPECT_EQ(state, step.state);
-    EXPECT_EQ(code, step.code);
-    EXPECT_EQ(log.Fetch().back(),
-              step.signalled ? capture::kThreadStarted.bytes : capture::kThreadFailed.bytes);
+    EXPECT_EQ(StatusAsOf(capture).state, step.state);
+    EXPECT_EQ(StatusAsOf(capture).code, step.code);
+    EXPECT_EQ(log.Fetch().back(), step.said.bytes);
     EXPECT_EQ(device.objects, 0);
     EXPECT_EQ(capture.StartREC(), 0);
     EXPECT_EQ(capture.Create(kFormat, &device.id), nullptr);
     EXPECT_EQ(capture.Exit(), -2);
     EXPECT_EQ(capture.Exit(), -3);
     CloseHandle(started);
-    device.faults.*step.fault = S_OK;
+    step.fault = S_OK;
   }
   CreateAndOpen();
   EXPECT_EQ(capture.Exit(), 1);
 }
 
 TEST_F(Controller, ExitReachesAThreadThatIsStillStarting) {
-  device.faults.openDelayMs = 1500;
+  device.faults.openDelayMs = 2000;
   thread = capture.Create(kFormat, &device.id);
   ASSERT_NE(thread, nullptr);
   EXPECT_NE(WaitForSingleObject(thread, 0), WAIT_OBJECT_0);
@@ -212,12 +190,12 @@ TEST_F(Controller, ExitReachesAThreadThatIsStillStarting) {
 }
 
 TEST_F(Controller, ExitThatRunsOutLeavesAllAndALaterOneWorks) {
-  device.faults.openDelayMs = 8500;
+  device.faults.openDelayMs = 10500;
   thread = capture.Create(kFormat, &device.id);
   EXPECT_EQ(capture.Exit(), -2);
   EXPECT_EQ(capture.Create(kFormat, &device.id), nullptr);
   EXPECT_EQ(capture.ClsThreadDat(), 0);
-  EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(thread, 20000), WAIT_OBJECT_0);
   EXPECT_EQ(capture.Exit(), 1);
   EXPECT_EQ(device.objects, 0);
 }
@@ -228,11 +206,8 @@ TEST_F(Controller, DrainOfNoByteEndsTheRunAndFinishesTheFile) {
   device.faults.position = E_FAIL;
   device.Deliver(44100);
   ASSERT_TRUE(Eventually([&] { return StateOf(capture) == kStateNone; }));
-  std::int32_t result = 0;
-  std::uint32_t state = 0;
-  capture.GetState(&state, &result);
-  EXPECT_EQ(result, 1);
-  EXPECT_EQ(FileBytes(folder.File("take.wav")).size(), kHeaderBytes + 44100);
+  EXPECT_EQ(StatusOf(capture).code, 1);
+  ExpectStream(folder.File("take.wav"), 44100);
   EXPECT_EQ(capture.StopREC(), 0);
 
   // Another controller need not wait for this one's Exit.
@@ -253,14 +228,14 @@ TEST_F(Controller, FurtherControllersHaveRecordsOfTheirOwn) {
     CMMWAVCapture second;
     const HANDLE running = first.Create(kFormat, "first.wav", folder.Path().c_str(), &device.id);
     ASSERT_EQ(first.StartREC(), 1);
-    EXPECT_EQ(second.Create(Pcm(8000, 1, 8), &device.id), nullptr);
+    EXPECT_EQ(second.Create(Format(8000, 1, 8), &device.id), nullptr);
     EXPECT_EQ(second.GetSampleRate(), 0u);
     EXPECT_EQ(second.Exit(), -3);
     device.Deliver(2 * 44100);
     EXPECT_TRUE(Eventually([&] { return first.GetSamples() == 2 * 44100; }));
     EXPECT_EQ(first.Exit(), 1);
     CloseHandle(running);
-    const HANDLE next = second.Create(Pcm(8000, 1, 8), &device.id);
+    const HANDLE next = second.Create(Format(8000, 1, 8), &device.id);
     EXPECT_NE(next, nullptr);
     EXPECT_EQ(second.GetSampleRate(), 8000u);
     EXPECT_EQ(StateOf(second), kStateReady);
@@ -297,40 +272,28 @@ TEST_F(Controller, CopiesShareAndNeverEndTheirSourcesRun) {
 }
 
 TEST_F(Controller, CountsAndTimesRestOnTheBytesRecorded) {
-  WAVEFORMATEX format = kFormat;
-  format.cbSize = 7;
-  thread = capture.Create(format, &device.id);
+  WAVEFORMATEX odd = Format(22050, 1, 8);
+  odd.nBlockAlign = 4;
+  odd.cbSize = 7;
+  thread = capture.Create(odd, &device.id);
   WAVEFORMATEX info{};
   EXPECT_EQ(capture.GetFileInfo(&info), 1);
   EXPECT_EQ(info.cbSize, 7);
   EXPECT_EQ(capture.GetDirverID(), &device.id);
-  EXPECT_EQ(capture.GetChannels(), 2u);
-  EXPECT_EQ(capture.GetSampleSizeInBits(), 16u);
+  EXPECT_EQ(capture.GetChannels(), 1u);
+  EXPECT_EQ(capture.GetSampleSizeInBits(), 8u);
   EXPECT_EQ(capture.GetSampleToByte(0x40000001u), 4u);
-  const struct {
-    std::uint32_t bytes;
-    const char* text;
-  } times[] = {{11510100, "01:05.25"}, {176400u * 60, "01:00.00"}, {176400u * 6000, "100:00.00"}};
-  for (const auto& time : times) {
-    EXPECT_EQ(capture.SetSamples(time.bytes), 1);
-    EXPECT_STREQ(capture.GetTimeString(nullptr), time.text);
+  EXPECT_EQ(capture.GetTimeToByte(1), 22048u);
+  const std::pair<std::uint32_t, const char*> times[] = {{22050 * 65 + 5513, "01:05.25"},
+                                                         {22050 * 60, "01:00.00"},
+                                                         {22050 * 6000, "100:00.00"},
+                                                         {22050 * 59999 + 22049, "999:59.99"},
+                                                         {22050 * 70000, "999:59.99"}};
+  for (const auto& [bytes, text] : times) {
+    EXPECT_EQ(capture.SetSamples(bytes), 1);
+    EXPECT_STREQ(capture.GetTimeString(nullptr), text);
   }
   EXPECT_EQ(capture.Exit(), 1);
-
-  CMMWAVCapture slow;
-  const HANDLE slowThread = slow.Create(Pcm(4096, 1, 8), &device.id);
-  slow.SetSamples(4096u * 59999 + 4095);
-  EXPECT_STREQ(slow.GetTimeString(nullptr), "999:59.99");
-  slow.SetSamples(4096u * 70000);
-  EXPECT_STREQ(slow.GetTimeString(nullptr), "999:59.99");
-  slow.Exit();
-  CloseHandle(slowThread);
-  CMMWAVCapture wide;
-  WAVEFORMATEX odd = Pcm(22050, 1, 8);
-  odd.nBlockAlign = 4;
-  const HANDLE wideThread = wide.Create(odd, &device.id);
-  EXPECT_EQ(wide.GetTimeToByte(1), 22048u);
-  CloseHandle(wideThread);
 }
 
 }  // namespace

@@ -1,11 +1,8 @@
 // The engine, call by call on the test's own thread, over a device that delivers on command.
 
-#include <gtest/gtest.h>
-
 #include "capture/CMMCapture.h"
 #include "capture/Messages.h"
 #include "tests/capture/CaptureTools.h"
-#include "tests/capture/FakeDevice.h"
 
 namespace {
 
@@ -33,14 +30,6 @@ class Engine : public testing::Test {
     ASSERT_EQ(engine.StartREC(), 1);
   }
 
-  void ExpectStream(std::size_t bytes) {
-    const auto written = FileBytes(file);
-    ASSERT_EQ(written.size(), kHeaderBytes + bytes);
-    for (std::size_t k = 0; k < bytes; ++k) {
-      ASSERT_EQ(written[kHeaderBytes + k], FakeDevice::Byte(k)) << "byte " << k;
-    }
-  }
-
   TempFolder folder;
   FakeDevice device;
   CMMCapture engine;
@@ -49,45 +38,43 @@ class Engine : public testing::Test {
 };
 
 TEST_F(Engine, RingHasFourQuarterSecondSegmentsOfWholeBlocks) {
-  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
-  EXPECT_EQ(device.ringBytes, 4 * 44100u);
-  EXPECT_EQ(device.descSize, sizeof(void*) == 4 ? 20u : 24u);
-  ASSERT_EQ(device.points.size(), 4u);
-  for (DWORD i = 0; i < 4; ++i) {
-    EXPECT_EQ(device.points[i].dwOffset, 44100 * (i + 1) - 1);
-    EXPECT_EQ(device.points[i].hEventNotify, device.points[0].hEventNotify);
-  }
-  EXPECT_EQ(dat.segmentCount, 4u);
-  EXPECT_EQ(dat.threadCount, 10);
-  EXPECT_EQ(dat.state, kStateNotification);
-  engine.Free(0);
-  EXPECT_EQ(device.objects, 0);
+  struct {
+    WAVEFORMATEX format;
+    DWORD segment;
+    std::uint32_t segmentCount;
+  } const kCases[] = {{Format(44100, 2, 16), 44100, 4},
+                      {Format(22050, 1, 16), 11024, 4},  // 11025 bytes a quarter
+                      {Format(1500, 1, 8), 1024, 1}};    // the smallest segment
+  for (const auto& c : kCases) {
+    ASSERT_EQ(Init(c.format), 1);
+    EXPECT_EQ(device.ringBytes, 4 * c.segment);
+    EXPECT_EQ(device.descSize, sizeof(void*) == 4 ? 20u : 24u);
+    ASSERT_EQ(device.points.size(), 4u);
+    EXPECT_NE(device.points[0].hEventNotify, nullptr);
+    for (DWORD i = 0; i < 4; ++i) {
+      EXPECT_EQ(device.points[i].dwOffset, c.segment * (i + 1) - 1);
+      EXPECT_EQ(device.points[i].hEventNotify, device.points[0].hEventNotify);
+    }
+    EXPECT_EQ(dat.segmentCount, c.segmentCount);
+    EXPECT_EQ(dat.threadCount, 10);
+    EXPECT_EQ(dat.state, kStateNotification);
 
-  ASSERT_EQ(Init(Pcm(22050, 1, 16)), 1);  // 11025 bytes a quarter, down to whole blocks
-  EXPECT_EQ(device.ringBytes, 4 * 11024u);
-}
-
-TEST_F(Engine, SlowFormatsKeepFourSegmentsOfTheSmallestSize) {
-  ASSERT_EQ(Init(Pcm(1500, 1, 8)), 1);
-  EXPECT_EQ(device.ringBytes, 4 * 1024u);
-  EXPECT_EQ(dat.segmentCount, 1u);
-  ASSERT_EQ(device.points.size(), 4u);
-  for (DWORD i = 0; i < 4; ++i) {
-    EXPECT_EQ(device.points[i].dwOffset, 1024 * (i + 1) - 1);
-    EXPECT_NE(device.points[i].hEventNotify, nullptr);
+    OpenAndStart();
+    for (const DWORD segments : {3u, 2u, 1u}) {
+      device.Deliver(segments * c.segment);
+      EXPECT_EQ(engine.Write(), static_cast<std::int32_t>(segments * c.segment));
+    }
+    EXPECT_EQ(engine.fClose(), 1);
+    ExpectStream(file, std::size_t{6} * c.segment);
+    engine.Free(0);
+    EXPECT_EQ(device.objects, 0);
+    CloseHandle(dat.ownerEvent);
   }
-  OpenAndStart();
-  device.Deliver(1024 * 3 + 10);
-  EXPECT_EQ(engine.Write(), 3 * 1024);
-  device.Deliver(1024 * 2);
-  EXPECT_EQ(engine.Write(), 2 * 1024);
-  EXPECT_EQ(engine.fClose(), 1);
-  ExpectStream(5 * 1024);
 }
 
 TEST_F(Engine, DrainTakesWholeSegmentsAndCrossesTheRingsEnd) {
   MessageLog log;
-  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  ASSERT_EQ(Init(Format(44100, 2, 16)), 1);
   OpenAndStart();
   log.Fetch();
 
@@ -114,7 +101,7 @@ TEST_F(Engine, DrainTakesWholeSegmentsAndCrossesTheRingsEnd) {
   EXPECT_EQ(engine.Write(), 44100);
   EXPECT_EQ(log.Fetch().back(), "Writing 44100 bytes to file from capture buffer starting at offset 0\n");
   EXPECT_EQ(engine.fClose(), 1);
-  ExpectStream(132300 * 2 + 88200 + 44100);
+  ExpectStream(file, 132300 * 2 + 88200 + 44100);
 }
 
 TEST_F(Engine, LevelIsTheHighestSampleOfTheFirstPart) {
@@ -129,22 +116,22 @@ TEST_F(Engine, LevelIsTheHighestSampleOfTheFirstPart) {
   engine.GetMax8(bytes, 0);
   EXPECT_EQ(engine.GetMaxLevel(), 100);
 
-  ASSERT_EQ(Init(Pcm(8192, 1, 8)), 1);  // segments of 2048 bytes
+  ASSERT_EQ(Init(Format(8192, 1, 8)), 1);  // segments of 2048 bytes
   OpenAndStart();
-  std::vector<std::uint8_t> stream(8192 + 4096);
-  for (std::size_t k = 0; k < stream.size(); ++k) stream[k] = FakeDevice::Byte(k);
   device.Deliver(6144 + 37);
   EXPECT_EQ(engine.Write(), 6144);
   device.Deliver(4096);
   EXPECT_EQ(engine.Write(), 4096);  // 2048 before the ring's end and 2048 behind
-  EXPECT_EQ(engine.GetMaxLevel(), *std::max_element(stream.begin() + 6144, stream.begin() + 8192));
+  int highest = 0;
+  for (std::uint64_t k = 6144; k < 8192; ++k) highest = std::max<int>(highest, FakeDevice::Byte(k));
+  EXPECT_EQ(engine.GetMaxLevel(), highest);
 }
 
 TEST_F(Engine, PlatformFailuresLeaveTheReadPosition) {
   EXPECT_EQ(engine.StartREC(), 0);
   EXPECT_EQ(engine.StopREC(), 0);
   EXPECT_EQ(engine.Write(), 0);
-  ASSERT_EQ(Init(Pcm(8192, 1, 8)), 1);
+  ASSERT_EQ(Init(Format(8192, 1, 8)), 1);
   OpenAndStart();
   device.Deliver(4096);
   device.faults.position = E_FAIL;
@@ -155,16 +142,15 @@ TEST_F(Engine, PlatformFailuresLeaveTheReadPosition) {
   EXPECT_EQ(engine.Write(), 4096);
 
   MessageLog log;
-  device.faults.stop = 1;
-  EXPECT_EQ(engine.StopREC(), 0);
-  device.faults.stop = DSERR_GENERIC;
-  EXPECT_EQ(engine.StopREC(), DSERR_GENERIC);
-  device.faults.stop = S_OK;
-  EXPECT_EQ(engine.StopREC(), 1);
+  for (const auto& [fault, result] : {std::pair{HRESULT{1}, 0}, {DSERR_GENERIC, DSERR_GENERIC}, {S_OK, 1}}) {
+    device.faults.stop = fault;
+    EXPECT_EQ(engine.StopREC(), result);
+  }
   device.faults.start = DSERR_GENERIC;
   EXPECT_EQ(engine.StartREC(), 1);
-  const std::vector<std::string> said = {capture::kCaptureNotStopped.bytes, capture::kCaptureNotStopped.bytes,
-                                         capture::kCaptureStopped.bytes, capture::kCaptureNotStarted.bytes};
+  using namespace capture;
+  const std::vector<std::string> said = {kCaptureNotStopped.bytes, kCaptureNotStopped.bytes,
+                                         kCaptureStopped.bytes, kCaptureNotStarted.bytes};
   EXPECT_EQ(log.Fetch(), said);
 }
 
@@ -172,7 +158,7 @@ TEST_F(Engine, StartUpStopsAtTheStepThatFails) {
   MessageLog log;
   const auto attempt = [&](std::atomic<HRESULT>& fault, HRESULT value, std::uint32_t state) {
     fault = value;
-    EXPECT_EQ(Init(Pcm(44100, 2, 16)), value);
+    EXPECT_EQ(Init(Format(44100, 2, 16)), value);
     EXPECT_EQ(dat.state, state);
     fault = S_OK;
     engine.Free(0);
@@ -190,7 +176,7 @@ TEST_F(Engine, StartUpStopsAtTheStepThatFails) {
 }
 
 TEST_F(Engine, NeverSignalsTheOwnerOfAnEarlierRun) {
-  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  ASSERT_EQ(Init(Format(44100, 2, 16)), 1);
   EXPECT_EQ(engine.OwnerCall(), 1);
   EXPECT_EQ(WaitForSingleObject(dat.ownerEvent, 0), WAIT_OBJECT_0);
   engine.Free(0);
@@ -198,12 +184,12 @@ TEST_F(Engine, NeverSignalsTheOwnerOfAnEarlierRun) {
   CloseHandle(dat.ownerEvent);
 
   device.faults.open = DSERR_NODRIVER;
-  EXPECT_EQ(Init(Pcm(44100, 2, 16)), DSERR_NODRIVER);
+  EXPECT_EQ(Init(Format(44100, 2, 16)), DSERR_NODRIVER);
   EXPECT_EQ(engine.OwnerCall(), 0);
 }
 
 TEST_F(Engine, EventsFollowTheCommandIndices) {
-  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  ASSERT_EQ(Init(Format(44100, 2, 16)), 1);
   EXPECT_EQ(engine.MsgWait(0), WAIT_TIMEOUT);
   EXPECT_EQ(engine.SetEvent(kCommandStop), 1);
   EXPECT_EQ(engine.MsgWait(0), 1u + kCommandStop);

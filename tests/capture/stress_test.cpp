@@ -1,19 +1,14 @@
 // Races between device, thread and controller, under load; and what a thousand runs leave behind.
 
-#include <gtest/gtest.h>
 #include <malloc.h>
 
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <random>
 
 #include "capture/CMMWAVCapture.h"
 #include "tests/capture/CaptureTools.h"
-#include "tests/capture/FakeDevice.h"
 #include "tests/support/AllocationCounter.h"
-#include "tests/support/Private.h"
-
-PRIVATE_FIELD(RecordOf, CMMWAVCapture, ThreadDAT, threadDat)
 
 namespace {
 
@@ -77,7 +72,7 @@ TEST(CaptureStress, TakesAreWholeUnderLoadAndHeldUpDrains) {
   };
   const Load load;
   CMMWAVCapture capture;
-  const HANDLE thread = capture.Create(Pcm(4096, 1, 8), &device.id);  // segments of 1024 bytes
+  const HANDLE thread = capture.Create(Format(4096, 1, 8), &device.id);  // segments of 1024 bytes
   ASSERT_NE(thread, nullptr);
   Feeder feeder(device, capture);
   std::mt19937 random(2);
@@ -91,55 +86,19 @@ TEST(CaptureStress, TakesAreWholeUnderLoadAndHeldUpDrains) {
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
     ASSERT_EQ(capture.StopREC(), 1) << "take " << take << " ended by itself";
     ASSERT_EQ(capture.fileClose(), 1) << take;
-    const auto bytes = FileBytes(folder.File(name));
-    ASSERT_EQ(bytes.size(), kHeaderBytes + capture.GetSamples() - before);
-    for (std::size_t k = kHeaderBytes; k < bytes.size(); ++k) {
-      ASSERT_EQ(bytes[k], FakeDevice::Byte(k - kHeaderBytes)) << "take " << take << ", byte " << k;
-    }
-    drained += bytes.size() - kHeaderBytes;
+    ExpectStream(folder.File(name), capture.GetSamples() - before);
+    drained += capture.GetSamples() - before;
   }
   EXPECT_GT(drained, 60u * 1024);
   EXPECT_EQ(capture.Exit(), 1);
   CloseHandle(thread);
 }
 
-TEST(CaptureStress, RealTimeRecordingSurvivesAHeldUpThread) {
-  TempFolder folder;
-  std::vector<std::uint8_t> takes[2];
-  for (int take = 0; take < 2; ++take) {
-    CMMWAVCapture capture;
-    const HANDLE thread =
-        capture.Create(Pcm(8000, 1, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
-    ASSERT_EQ(StateOf(capture), kStateFileOpen);
-    ASSERT_EQ(capture.StartREC(), 1);
-    for (int i = 0; take == 0 && i < 4; ++i) {
-      // The thread wakes at a segment's end and cannot go on until two more have passed.
-      const HANDLE mutex = RecordOf(capture).mutex;
-      ASSERT_EQ(WaitForSingleObject(mutex, 5000), WAIT_OBJECT_0);
-      std::this_thread::sleep_for(std::chrono::milliseconds(620));
-      ReleaseMutex(mutex);
-      std::this_thread::sleep_for(std::chrono::milliseconds(60));
-      ASSERT_EQ(StateOf(capture), kStateCapturing);
-    }
-    ASSERT_TRUE(Eventually([&] { return capture.GetPlayTime() >= 2.5; }));
-    EXPECT_EQ(capture.StopREC(), 1);
-    EXPECT_EQ(capture.Exit(), 1);
-    CloseHandle(thread);
-    takes[take] = FileBytes(folder.File("take.wav"));
-    takes[take].erase(takes[take].begin(), takes[take].begin() + kHeaderBytes);
-  }
-  // The device's signal is the same every time, so a lost or doubled segment shows.
-  const std::size_t common = std::min(takes[0].size(), takes[1].size());
-  ASSERT_GE(common, 40000u);
-  EXPECT_TRUE(
-      std::equal(takes[0].begin(), takes[0].begin() + static_cast<std::ptrdiff_t>(common), takes[1].begin()));
-}
-
 TEST(CaptureStress, NothingIsAllocatedWhileARecordingRuns) {
   TempFolder folder;
   CMMWAVCapture capture;
   const HANDLE thread =
-      capture.Create(Pcm(44100, 2, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
+      capture.Create(Format(44100, 2, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
   ASSERT_EQ(capture.StartREC(), 1);
   while (capture.GetPlayTime() < 0.25) Sleep(1);  // whatever is made at the first use is made by now
   const long blocks = BlocksTaken();
@@ -173,7 +132,7 @@ TEST(CaptureStress, AThousandRunsLeaveNothingBehind) {
       threads = Entries("/proc/self/task");
     }
     CMMWAVCapture capture;
-    const HANDLE thread = capture.Create(Pcm(4096, 1, 8), "take.wav", folder.Path().c_str(), &device.id);
+    const HANDLE thread = capture.Create(Format(4096, 1, 8), "take.wav", folder.Path().c_str(), &device.id);
     ASSERT_EQ(capture.StartREC(), 1);
     device.Deliver(1024);
     ASSERT_TRUE(Eventually([&] { return capture.GetSamples() == 1024; }));
@@ -183,27 +142,20 @@ TEST(CaptureStress, AThousandRunsLeaveNothingBehind) {
   }
   EXPECT_TRUE(Eventually([&] { return Entries("/proc/self/task") <= threads; }));
   EXPECT_EQ(Entries("/proc/self/fd"), files);
-  // The allocator's own caches of each thread move this a little; a block of any size lost in each run is more.
+  // The allocator's own caches of each thread move this a little; a block of any size lost in each run is
+  // more.
   EXPECT_LE(mallinfo2().uordblks, memory + 12000);
   EXPECT_EQ(device.objects, 0);
 }
 
-/// Runs the program that leaves main without Exit, and gives what its file holds.
-std::vector<std::uint8_t> Abandoned(const TempFolder& folder, const char* way) {
-  const std::string file = folder.File("abandoned.wav");
-  const std::string command = std::string(ABANDON_PROGRAM) + " " + file + " " + way;
-  EXPECT_EQ(std::system(command.c_str()), 0) << command;
-  return FileBytes(file);
-}
-
 TEST(CaptureStress, AHostThatDiesWithoutExitLeavesAFinishedFile) {
   TempFolder folder;
-  for (const char* way : {"leak", "static"}) {
-    const auto bytes = Abandoned(folder, way);
+  const std::string file = folder.File("abandoned.wav");
+  for (const std::string way : {"leak", "static"}) {
+    EXPECT_EQ(std::system((ABANDON_PROGRAM " " + file + " " + way).c_str()), 0) << way;
+    const test::Bytes bytes = test::Load(file);
     ASSERT_GE(bytes.size(), kHeaderBytes + 4000) << way;
-    std::uint32_t data = 0;
-    std::memcpy(&data, &bytes[52], sizeof data);
-    EXPECT_EQ(data, bytes.size() - kHeaderBytes) << way;
+    EXPECT_EQ(test::Number(bytes, 52), bytes.size() - kHeaderBytes) << way;
   }
 }
 

@@ -4,20 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
+#include <chrono>
 #include <stdexcept>
-
-namespace fs = std::filesystem;
-
-std::string FileText(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteFileText(const fs::path& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
+#include <thread>
 
 // Output goes to files: nothing blocks, however much or little is read.
 Program::Program(const std::vector<std::string>& command, const std::function<void()>& beforeStart) {
@@ -59,4 +48,13 @@ Outcome Program::Wait() {
   ended_ = true;
   const int code = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
   return {code, FileText(folder_.File("out")), FileText(folder_.File("err"))};
+}
+
+void Program::WaitForBytes(const std::filesystem::path& file, std::uintmax_t bytes) {
+  const auto size = [&file] {
+    std::error_code missing;
+    const std::uintmax_t present = std::filesystem::file_size(file, missing);
+    return missing ? 0 : present;
+  };
+  while (Running() && size() < bytes) std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }

@@ -8,10 +8,15 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/TempFolder.h"
+#include "tests/support/files.h"
 
-std::string FileText(const std::filesystem::path& path);
-void WriteFileText(const std::filesystem::path& path, const std::string& bytes);
+inline std::string FileText(const std::filesystem::path& path) {
+  const test::Bytes bytes = test::Load(path);
+  return {bytes.begin(), bytes.end()};
+}
+inline void WriteFileText(const std::filesystem::path& path, const std::string& text) {
+  test::Store(path, {text.begin(), text.end()});
+}
 
 struct Outcome {
   int code;  // exit code; 128 and the signal's number when a signal ended it
@@ -32,6 +37,8 @@ class Program {
   void Send(int signal) const;
   bool Running();
   Outcome Wait();
+  /// Until a file has so many bytes, or the program has ended.
+  void WaitForBytes(const std::filesystem::path& file, std::uintmax_t bytes);
 
  private:
   TempFolder folder_;

@@ -36,10 +36,9 @@ class Convert : public testing::Test {
     ASSERT_EQ(outcome.code, 0) << command[0] << ": " << outcome.err;
   }
   /// Two tones and noise, so that every sample size has something to do.
-  std::string MakeSource(const std::string& rate, const std::string& channels,
-                         const std::string& bits = "16") {
+  std::string MakeSource(const std::string& rate, const std::string& channels) {
     const std::string file = folder_.File("source.wav");
-    Succeed({"sox",   "-D",  "-R",   "-n",  "-r",    rate,         "-c",   channels, "-b",   bits, file,
+    Succeed({"sox",   "-D",  "-R",   "-n",  "-r",    rate,         "-c",   channels, "-b",   "16", file,
              "synth", "2.3", "sine", "440", "synth", "whitenoise", "amod", "3",      "gain", "-3"});
     return file;
   }
@@ -82,55 +81,24 @@ class Convert : public testing::Test {
 
 TEST_F(Convert, DecodesWhatOthersHaveEncodedAsTheyDo) {
   struct {
-    std::vector<std::string> encoder;
+    const char* encoding;
     bool byFfmpeg;  // decoded for comparison: sox rounds the predictions of MS ADPCM down
-  } const kCases[] = {
-      {{"sox", "-D", "", "-e", "a-law"}, false},     {{"ffmpeg", "-i", "", "-c:a", "pcm_mulaw"}, false},
-      {{"sox", "-D", "", "-e", "ima-adpcm"}, false}, {{"ffmpeg", "-i", "", "-c:a", "adpcm_ima_wav"}, false},
-      {{"sox", "-D", "", "-e", "ms-adpcm"}, true},   {{"ffmpeg", "-i", "", "-c:a", "adpcm_ms"}, true},
-  };
-  for (const std::string channels : {"1", "2"}) {
-    const std::string source = MakeSource("22050", channels);
-    for (const auto& c : kCases) {
-      SCOPED_TRACE(c.encoder[0] + " " + c.encoder[4] + ", channels: " + channels);
-      const std::string coded = folder_.File("coded.wav");
-      std::vector<std::string> command = c.encoder;
-      command[2] = source;
-      command.push_back(coded);
-      Succeed(command);
-      const Outcome outcome = RunConvert({coded, target_, "--force"});
-      ASSERT_EQ(outcome.code, 0) << outcome.err;
-      const Samples expected = c.byFfmpeg ? ByFfmpeg(coded) : BySox(coded);
-      Samples made = BySox(target_);
-      // The last block of ADPCM is filled up; how much of it counts stands where the library does not look.
-      ASSERT_GE(made.size(), expected.size());
-      EXPECT_LT(made.size() - expected.size(), 4200u);
-      made.resize(expected.size());
-      EXPECT_EQ(made, expected);
-      fs::remove(coded);
-    }
-  }
-}
-
-TEST_F(Convert, ChangesBitsAndChannelsWithinAStepOfSox) {
-  for (const std::string bits : {"8", "16"}) {
-    const std::string source = MakeSource("8000", "2", bits);
-    for (const std::string toBits : {"8", "16"}) {
-      for (const std::string toChannels : {"1", "2"}) {
-        SCOPED_TRACE(bits + " to " + toBits + " bits, to channels: " + toChannels);
-        ASSERT_EQ(RunConvert({source, target_, "--bits", toBits, "--channels", toChannels, "--force"}).code,
-                  0);
-        const std::string peer = folder_.File("peer.wav");
-        Succeed({"sox", "-D", source, "-b", toBits, "-c", toChannels, peer});
-        const Samples expected = BySox(peer);
-        const Samples made = BySox(target_);
-        ASSERT_EQ(made.size(), expected.size());
-        int worst = 0;
-        for (std::size_t i = 0; i < made.size(); ++i)
-          worst = std::max(worst, std::abs(made[i] - expected[i]));
-        EXPECT_LE(worst, bits == "8" || toBits == "8" ? 256 : 1);
-      }
-    }
+  } const kCases[] = {{"mu-law", false}, {"ima-adpcm", false}, {"ms-adpcm", true}};
+  const std::string source = MakeSource("22050", "2");
+  const std::string coded = folder_.File("coded.wav");
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.encoding);
+    Succeed({"sox", "-D", source, "-e", c.encoding, coded});
+    const Outcome outcome = RunConvert({coded, target_, "--force"});
+    ASSERT_EQ(outcome.code, 0) << outcome.err;
+    const Samples expected = c.byFfmpeg ? ByFfmpeg(coded) : BySox(coded);
+    Samples made = BySox(target_);
+    // The last block of ADPCM is filled up; how much of it counts stands where the library does not look.
+    ASSERT_GE(made.size(), expected.size());
+    EXPECT_LT(made.size() - expected.size(), 4200u);
+    made.resize(expected.size());
+    EXPECT_EQ(made, expected);
+    fs::remove(coded);
   }
 }
 
@@ -164,19 +132,14 @@ TEST_F(Convert, DecodesAndChangesTheRateAtOnce) {
   const std::string decoded = folder_.File("decoded.wav");
   const std::string expected = folder_.File("expected.wav");
   Succeed({"sox", source, "-e", "mu-law", coded});
-  const std::vector<std::string> wanted = {"--rate", "44100", "--channels", "2", "--bits", "8"};
-  const auto convert = [&](std::string from, std::string to, std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {from, to});
-    const Outcome outcome = RunConvert(arguments);
-    EXPECT_EQ(outcome.code, 0) << outcome.err;
-    return outcome.out;
+  const auto change = [this](const std::string& from, const std::string& to) {
+    return RunConvert({from, to, "--rate", "44100", "--channels", "2", "--bits", "8"});
   };
-  EXPECT_THAT(convert(coded, target_, wanted), HasSubstr("44100 Hz, 2 channel(s), 8 bits, 00:02.2"));
-  convert(coded, decoded, {});
-  convert(decoded, expected, wanted);
+  EXPECT_THAT(change(coded, target_).out, HasSubstr("44100 Hz, 2 channel(s), 8 bits, 00:02.2"));
+  EXPECT_EQ(RunConvert({coded, decoded}).code, 0);
+  EXPECT_EQ(change(decoded, expected).code, 0);
   EXPECT_EQ(FileText(target_), FileText(expected));
-  EXPECT_EQ(Files(),
-            (std::set<std::string>{"source.wav", "coded.wav", "target.wav", "decoded.wav", "expected.wav"}));
+  EXPECT_EQ(Files().size(), 5u);  // nothing between them has stayed
 }
 
 TEST_F(Convert, OverwritesOnlyWhenTold) {
@@ -261,7 +224,6 @@ TEST_F(Convert, SaysWhatItCannotDo) {
       {{source, target_, "--channels", "3"}, 2, "--channels"},
       {{source, target_, "--bits", "24"}, 2, "--bits"},
       {{source, target_, "--stages", "3"}, 2, "--stages"},
-      {{source, folder_.Path()}, 1, "is a folder"},
       {{source, folder_.File("no/target.wav")}, 1, "there is no folder"},
   };
   for (const auto& c : kCases) {

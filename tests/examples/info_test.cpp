@@ -28,7 +28,7 @@ std::string PcmFormat(std::uint32_t channels, std::uint32_t rate, std::uint32_t 
                Le(1, 2) + Le(channels, 2) + Le(rate, 4) + Le(rate * block, 4) + Le(block, 2) + Le(bits, 2));
 }
 
-std::string Riff(const std::string& form, const std::string& chunks) {
+std::string Riff(const std::string& chunks, const std::string& form = "WAVE") {
   return Chunk("RIFF", form + chunks);
 }
 
@@ -45,8 +45,7 @@ class Info : public testing::Test {
 
 TEST_F(Info, SaysWhatAFileHolds) {
   // 65.25 seconds of 8000 Hz stereo in 16 bits
-  const Outcome outcome =
-      Of(Riff("WAVE", PcmFormat(2, 8000, 16) + Chunk("data", std::string(2088000, '\0'))));
+  const Outcome outcome = Of(Riff(PcmFormat(2, 8000, 16) + Chunk("data", std::string(2088000, '\0'))));
   EXPECT_EQ(outcome.code, 0);
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(outcome.out, folder_.File("x.wav") +
@@ -63,9 +62,9 @@ TEST_F(Info, SaysWhatAFileHolds) {
 
 TEST_F(Info, SaysHowTheFileEnds) {
   const std::string data = Chunk("data", std::string(100, 'x'));
-  const std::string whole = Riff("WAVE", PcmFormat(1, 8000, 8) + data + Chunk("LIST", "INFO"));
+  const std::string whole = Riff(PcmFormat(1, 8000, 8) + data + Chunk("LIST", "INFO"));
   EXPECT_THAT(Of(whole).out, HasSubstr("something follows the data"));
-  const std::string plain = Riff("WAVE", PcmFormat(1, 8000, 8) + data);
+  const std::string plain = Riff(PcmFormat(1, 8000, 8) + data);
   EXPECT_THAT(Of(plain.substr(0, plain.size() - 20)).out, HasSubstr("CUT SHORT"));
 }
 
@@ -87,10 +86,10 @@ TEST_F(Info, SaysWhyAFileCannotBeRead) {
   } const kCases[] = {
       {"empty", "", "too short to be a WAV file"},
       {"text", "this is a letter, not a recording", "not a RIFF file"},
-      {"another form", Riff("AVI ", "hdrlsomething"), "not of form WAVE"},
+      {"another form", Riff("hdrlsomething", "AVI "), "not of form WAVE"},
       {"unfinished", "RIFF" + Le(0, 4) + "WAVE" + format + "data" + Le(0, 4) + std::string(400, 'x'),
        "never finished"},
-      {"without data", Riff("WAVE", format), "format or data chunk is missing"},
+      {"without data", Riff(format), "format or data chunk is missing"},
   };
   for (const auto& c : kCases) {
     const Outcome outcome = Of(c.bytes);
@@ -111,7 +110,7 @@ TEST_F(Info, SaysThatPermissionIsMissing) {
 }
 
 TEST_F(Info, GoesOnAfterABadFile) {
-  WriteFileText(folder_.File("good.wav"), Riff("WAVE", PcmFormat(1, 8000, 8) + Chunk("data", "1234")));
+  WriteFileText(folder_.File("good.wav"), Riff(PcmFormat(1, 8000, 8) + Chunk("data", "1234")));
   const Outcome outcome = RunProgram({CMM_INFO, folder_.File("missing.wav"), folder_.File("good.wav")});
   EXPECT_EQ(outcome.code, 1);
   EXPECT_THAT(outcome.out, HasSubstr("good.wav"));

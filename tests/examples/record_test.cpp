@@ -3,12 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <ostream>
 #include <sstream>
 #include <string>
-#include <thread>
 
 #include "tests/examples/Program.h"
 
@@ -25,12 +22,12 @@ long Soxi(const std::string& question, const fs::path& file) {
   return std::atol(outcome.out.c_str());
 }
 
-/// A figure that `sox FILE -n stat` prints.
-double SoxStat(const fs::path& file, const std::string& name) {
+double RmsBySox(const fs::path& file) {
+  const std::string name = "RMS     amplitude:";
   const std::string text = RunProgram({"sox", file, "-n", "stat"}).err;
-  const std::size_t at = text.find(name + ":");
+  const std::size_t at = text.find(name);
   EXPECT_NE(at, std::string::npos) << text;
-  return at == std::string::npos ? 0.0 : std::atof(text.c_str() + at + name.size() + 1);
+  return at == std::string::npos ? 0.0 : std::atof(text.c_str() + at + name.size());
 }
 
 std::string Trimmed(const std::string& line) {
@@ -49,64 +46,43 @@ class Record : public testing::Test {
   const fs::path file_ = folder_.File("take.wav");
 };
 
-struct Format {
-  long rate, channels, bits;
-};
-// Without it the framework would show the bytes of the record in every test's name.
-void PrintTo(const Format& f, std::ostream* out) {
-  *out << f.rate << " Hz";
-}
-
-class RecordFormat : public Record, public testing::WithParamInterface<Format> {};
-
-TEST_P(RecordFormat, WritesAFileThatOthersRead) {
-  const Format f = GetParam();
-  const Outcome outcome =
-      RunRecord({file_, "--device", "signal", "--duration", "0.75", "--rate", std::to_string(f.rate),
-                 "--channels", std::to_string(f.channels), "--bits", std::to_string(f.bits)});
-  ASSERT_EQ(outcome.code, 0) << outcome.err;
-  EXPECT_THAT(outcome.out, HasSubstr("Wrote " + file_.string()));
-  EXPECT_EQ(Soxi("-r", file_), f.rate);
-  EXPECT_EQ(Soxi("-c", file_), f.channels);
-  EXPECT_EQ(Soxi("-b", file_), f.bits);
-  // Whole segments, at least as long as asked for; a machine under load may be late to stop.
-  const long frames = Soxi("-s", file_);
-  EXPECT_GE(frames, f.rate * 3 / 4);
-  EXPECT_LE(frames, f.rate * 10);
-  EXPECT_EQ(frames % (f.rate / 4), 0);
-  EXPECT_EQ(fs::file_size(file_), static_cast<std::uintmax_t>(56 + frames * f.channels * f.bits / 8));
-  EXPECT_GT(SoxStat(file_, "RMS     amplitude"), 0.01);
-}
-
-INSTANTIATE_TEST_SUITE_P(Formats, RecordFormat,
-                         testing::Values(Format{44100, 2, 16}, Format{8000, 1, 8}, Format{48000, 1, 16},
-                                         Format{22000, 2, 8}),
-                         [](const auto& parameter) {
-                           const Format& f = parameter.param;
-                           return std::to_string(f.rate) + "x" + std::to_string(f.channels) + "x" +
-                                  std::to_string(f.bits);
-                         });
-
-class RecordSignal : public Record, public testing::WithParamInterface<int> {};
-
-TEST_P(RecordSignal, FinishesTheFile) {
-  Program program(Command({file_, "--device", "signal"}));
-  // Signals a recording that runs: some seconds of sound are on the disk.
-  std::error_code missing;
-  while (program.Running() && (!fs::exists(file_) || fs::file_size(file_, missing) < 100'000)) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+TEST_F(Record, WritesFilesThatOthersRead) {
+  struct {
+    long rate, channels, bits;
+  } const kFormats[] = {{44100, 2, 16}, {8000, 1, 8}, {48000, 1, 16}, {22000, 2, 8}};
+  for (const auto& f : kFormats) {
+    SCOPED_TRACE(f.rate);
+    const Outcome outcome = RunRecord({file_, "--device", "signal", "--duration", "0.75", "--force", "--rate",
+                                       std::to_string(f.rate), "--channels", std::to_string(f.channels),
+                                       "--bits", std::to_string(f.bits)});
+    ASSERT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("Wrote " + file_.string()));
+    EXPECT_EQ(Soxi("-r", file_), f.rate);
+    EXPECT_EQ(Soxi("-c", file_), f.channels);
+    EXPECT_EQ(Soxi("-b", file_), f.bits);
+    // Whole segments, at least as long as asked for; a machine under load may be late to stop.
+    const long frames = Soxi("-s", file_);
+    EXPECT_GE(frames, f.rate * 3 / 4);
+    EXPECT_LE(frames, f.rate * 60);
+    EXPECT_EQ(frames % (f.rate / 4), 0);
+    EXPECT_EQ(fs::file_size(file_), static_cast<std::uintmax_t>(56 + frames * f.channels * f.bits / 8));
+    EXPECT_GT(RmsBySox(file_), 0.01);
   }
-  program.Send(GetParam());
-  const Outcome outcome = program.Wait();
-  EXPECT_EQ(outcome.code, 0) << outcome.err;
-  EXPECT_THAT(outcome.out, HasSubstr("Wrote "));
-  EXPECT_GE(Soxi("-s", file_), 22050);
-  EXPECT_THAT(RunProgram({CMM_INFO, file_}).out, HasSubstr("the file ends where its data ends"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, RecordSignal, testing::Values(SIGINT, SIGTERM), [](const auto& parameter) {
-  return parameter.param == SIGINT ? "SIGINT" : "SIGTERM";
-});
+TEST_F(Record, FinishesTheFileOnASignal) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    fs::remove(file_);
+    Program program(Command({file_, "--device", "signal"}));
+    program.WaitForBytes(file_, 100'000);  // a recording that runs
+    program.Send(signal);
+    const Outcome outcome = program.Wait();
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("Wrote "));
+    EXPECT_GE(Soxi("-s", file_), 22050);
+    EXPECT_THAT(RunProgram({CMM_INFO, file_}).out, HasSubstr("the file ends where its data ends"));
+  }
+}
 
 TEST_F(Record, RefusesWrongOptions) {
   struct {
@@ -115,10 +91,8 @@ TEST_F(Record, RefusesWrongOptions) {
   } const kCases[] = {
       {{}, "file is required"},
       {{file_, "--rate", "7"}, "--rate"},
-      {{file_, "--rate", "fast"}, "--rate"},
       {{file_, "--channels", "0"}, "--channels"},
       {{file_, "--bits", "12"}, "--bits"},
-      {{file_, "--duration", "-1"}, "--duration"},
       {{file_, "--duration", "nan"}, "--duration"},
       {{file_, "--duration", "24348"}, "from 0 to 24347"},
       {{file_, "--speed", "3"}, "--speed"},
@@ -192,15 +166,6 @@ TEST_F(Record, TellsThatTheDiskIsFull) {
   EXPECT_THAT(RunProgram({CMM_INFO, file_}).out,
               HasSubstr("size      150000 bytes declared, 150000 on disk"));
   EXPECT_GT(Soxi("-s", file_), 30'000);
-}
-
-TEST_F(Record, ExplainsItself) {
-  const Outcome outcome = RunRecord({"--help"});
-  EXPECT_EQ(outcome.code, 0);
-  for (const char* option :
-       {"--list", "--device", "--rate", "--channels", "--bits", "--duration", "--force"}) {
-    EXPECT_THAT(outcome.out, HasSubstr(option));
-  }
 }
 
 }  // namespace

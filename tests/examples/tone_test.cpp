@@ -2,12 +2,10 @@
 // it must arrive, once, in its channel, at its level.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <numbers>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/examples/Program.h"
@@ -65,13 +63,6 @@ int LongestTone(const std::vector<Frame>& frames) {
   return best;
 }
 
-void WaitForBytes(Program& program, const fs::path& file, std::uintmax_t bytes) {
-  std::error_code missing;
-  while (program.Running() && (!fs::exists(file) || fs::file_size(file, missing) < bytes)) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-}
-
 class Tone : public testing::Test {
  protected:
   void SetUp() override {
@@ -87,10 +78,10 @@ class Tone : public testing::Test {
   /// Plays the tone while cmm-record runs. @return how many of its frames came through in one piece
   int RecordTone() {
     Program recorder({CMM_RECORD, recording_, "--force"});
-    WaitForBytes(recorder, recording_, kBytesPerSecond / 2);
+    recorder.WaitForBytes(recording_, kBytesPerSecond / 2);
     const Outcome player = RunProgram({"paplay", "--device=room", tone_});
     EXPECT_EQ(player.code, 0) << player.err;
-    WaitForBytes(recorder, recording_, fs::file_size(recording_) + 2 * kBytesPerSecond);
+    recorder.WaitForBytes(recording_, fs::file_size(recording_) + 2 * kBytesPerSecond);
     recorder.Send(SIGINT);
     const Outcome outcome = recorder.Wait();
     EXPECT_EQ(outcome.code, 0) << outcome.err;

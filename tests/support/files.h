@@ -1,9 +1,10 @@
 #pragma once
-// Files for tests: a folder that goes with the test, whole contents at a time, and a limit on what the disk
-// takes.
+// Files for tests: a folder that goes with the test, whole contents and the numbers in them, and a limit on
+// what the disk takes.
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +12,8 @@
 #include <iterator>
 #include <string>
 #include <vector>
+
+#include "tests/support/TempFolder.h"
 
 namespace test {
 
@@ -33,6 +36,23 @@ inline Bytes Pattern(std::size_t count, std::uint32_t seed = 1) {
     byte = static_cast<char>(seed >> 24);
   }
   return bytes;
+}
+
+/// Up to that many bytes from a place on.
+inline Bytes Part(const Bytes& bytes, std::size_t from, std::size_t count) {
+  from = std::min(from, bytes.size());
+  const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
+  return Bytes(begin, begin + static_cast<std::ptrdiff_t>(std::min(count, bytes.size() - from)));
+}
+
+inline std::uint32_t Number(const Bytes& file, std::size_t offset) {
+  std::uint32_t value = 0;
+  for (std::size_t i = 4; i-- > 0;) value = value << 8 | static_cast<std::uint8_t>(file.at(offset + i));
+  return value;
+}
+
+inline void SetNumber(Bytes& file, std::size_t offset, std::uint32_t value, std::size_t count = 4) {
+  for (std::size_t i = 0; i < count; ++i) file.at(offset + i) = static_cast<char>(value >> (8 * i));
 }
 
 /// While it lives, no file of the process grows beyond a size: what a full disk looks like.

@@ -5,32 +5,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::Number;
-using test::Pattern;
-using test::Pcm;
-using test::SetNumber;
-
-class Container : public test::WavTest {};
-
-Bytes Join(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
-Bytes Chunk(const std::string& id, const Bytes& data) {
-  Bytes chunk(id.begin(), id.end());
-  chunk.resize(8);
-  SetNumber(chunk, 4, static_cast<std::uint32_t>(data.size()));
-  chunk.insert(chunk.end(), data.begin(), data.end());
-  if (data.size() % 2 != 0) chunk.push_back(0);
-  return chunk;
-}
-
-Bytes Riff(std::initializer_list<Bytes> chunks, const std::string& form = "WAVE") {
-  return Chunk("RIFF", Join({Bytes(form.begin(), form.end()), Join(chunks)}));
-}
+using Container = WavTest;
 
 // A format chunk for 16-bit stereo of some tag, cut or filled up to a size.
 Bytes Format(std::uint32_t tag, std::size_t size) {
@@ -50,19 +25,18 @@ TEST_F(Container, OneSecondOfStereoHasThisHeader) {
                                   0x66, 0x61, 0x63, 0x74, 0x04, 0x00, 0x00, 0x00, 0x44, 0xAC, 0x00, 0x00,
                                   0x64, 0x61, 0x74, 0x61, 0x10, 0xB1, 0x02, 0x00};
   const Bytes data = Pattern(176400);
-  EXPECT_EQ(test::Load(Make(Pcm(2, 44100, 16), data)),
-            Join({Bytes(std::begin(header), std::end(header)), data}));
+  EXPECT_EQ(Load(Make(Pcm(2, 44100, 16), data)), Join({Bytes(std::begin(header), std::end(header)), data}));
 }
 
 TEST_F(Container, ShortFilesAndOddOnesArePaddedAndCounted) {
-  const Bytes empty = test::Load(Make(Pcm(2, 44100, 16), {}));
+  const Bytes empty = Load(Make(Pcm(2, 44100, 16), {}));
   ASSERT_EQ(empty.size(), 56u);
   EXPECT_EQ(Number(empty, 4), 48u);
   EXPECT_EQ(Number(empty, 44), 0u);
   EXPECT_EQ(Number(empty, 52), 0u);
 
   const std::string path = folder_.File("a.wav");  // written over: cut to zero length first
-  const Bytes odd = test::Load(Make(Pcm(1, 8000, 8), {1, 2, 3}));
+  const Bytes odd = Load(Make(Pcm(1, 8000, 8), {1, 2, 3}));
   ASSERT_EQ(odd.size(), 60u);
   EXPECT_EQ(Number(odd, 4), 52u);
   EXPECT_EQ(Number(odd, 44), 3u);
@@ -80,7 +54,7 @@ TEST_F(Container, WhileWritingThePlaceholdersStand) {
     CMMWav wav;
     ASSERT_EQ(wav.Open(Pcm(2, 44100, 16), path.c_str()), 1);
     Write(wav, Pattern(200000));
-    const Bytes unfinished = test::Load(path);
+    const Bytes unfinished = Load(path);
     ASSERT_GT(unfinished.size(), 56u);
     EXPECT_EQ(Number(unfinished, 4), 0u);
     EXPECT_EQ(Number(unfinished, 44), 0xFFFFFFFFu);
@@ -89,7 +63,7 @@ TEST_F(Container, WhileWritingThePlaceholdersStand) {
     EXPECT_EQ(reader.Open(path.c_str()), 0);
     EXPECT_EQ(wav.GetFSize(), 8u);
   }
-  EXPECT_EQ(Number(test::Load(path), 44), 50000u);  // the destructor has finished it
+  EXPECT_EQ(Number(Load(path), 44), 50000u);  // the destructor has finished it
 }
 
 TEST_F(Container, FrameCountMayBeGivenAndTheRestIsComputed) {
@@ -103,7 +77,7 @@ TEST_F(Container, FrameCountMayBeGivenAndTheRestIsComputed) {
   EXPECT_EQ(format.nAvgBytesPerSec, 24000u);
   EXPECT_EQ(format.cbSize, 22);
   EXPECT_EQ(wav.Close(5), 1);
-  EXPECT_EQ(Number(test::Load(folder_.File("a.wav")), 44), 5u);
+  EXPECT_EQ(Number(Load(folder_.File("a.wav")), 44), 5u);
 }
 
 TEST_F(Container, ReadsChunksInAnyOrderAndStepsOverOthers) {

@@ -1,51 +1,15 @@
 #pragma once
 // What the tests of conversion and of its drivers have in common.
 
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <random>
-#include <string>
 #include <vector>
 
 #include "platform/posix/layer.h"
-#include "tests/support/TempFolder.h"
-#include "wavfile/CMMWav.h"
+#include "tests/support/Formats.h"
+#include "tests/wavfile/wav_test.h"
 
 constexpr WORD kPrivateTag = 0x7E57;  // no driver but a test's takes it
-
-inline WAVEFORMATEX Format(DWORD rate, WORD channels, WORD bits, WORD tag = WAVE_FORMAT_PCM) {
-  const auto block = static_cast<WORD>(channels * ((bits + 7) / 8));
-  return {tag, channels, rate, rate * block, block, bits, 0};
-}
-
-using Bytes = std::vector<std::uint8_t>;
-
-inline Bytes Noise(std::size_t count, unsigned seed = 1) {
-  std::minstd_rand random(seed);
-  Bytes bytes(count);
-  for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() >> 16);
-  return bytes;
-}
-
-/// A file with exactly this format record, sensible or not.
-inline void WriteWav(const std::string& path, const WAVEFORMATEX& format, const Bytes& data) {
-  std::ofstream file(path, std::ios::binary);
-  const auto number = [&](std::size_t value) {
-    const auto narrow = static_cast<std::uint32_t>(value);
-    file.write(reinterpret_cast<const char*>(&narrow), 4);
-  };
-  file << "RIFF";
-  number(4 + 8 + sizeof format + 8 + data.size());
-  file << "WAVEfmt ";
-  number(sizeof format);
-  file.write(reinterpret_cast<const char*>(&format), sizeof format);
-  file << "data";
-  number(data.size());
-  file.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
-}
 
 /// What a test driver is to do, and what it has seen.
 struct Script {
@@ -128,15 +92,17 @@ class Registered {
   const HACMDRIVERID id_;
 };
 
-class ConversionTest : public testing::Test {
+class ConversionTest : public WavTest {
  protected:
-  /// A file that holds that many bytes of noise.
-  std::string Make(const WAVEFORMATEX& format, std::size_t bytes) {
+  /// A file with exactly this format record, sensible or not, and that many bytes of the pattern.
+  std::string MakeSource(const WAVEFORMATEX& format, std::size_t bytes) {
+    Bytes record(sizeof format);
+    std::memcpy(record.data(), &format, sizeof format);
     const std::string path = folder_.File("source" + std::to_string(++files_) + ".wav");
-    WriteWav(path, format, Noise(bytes));
+    Store(path, Riff({Chunk("fmt ", record), Chunk("data", Pattern(bytes))}));
     return path;
   }
 
-  TempFolder folder_;
+ private:
   int files_ = 0;
 };

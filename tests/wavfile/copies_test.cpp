@@ -1,19 +1,12 @@
 // Copies share the file: whichever goes, and in whatever order, nothing is lost, freed twice or left behind.
 #include <algorithm>
-#include <functional>
 #include <memory>
-#include <optional>
 
 #include "tests/wavfile/wav_test.h"
 
 namespace {
 
-using test::Bytes;
-using test::Number;
-using test::Pattern;
-using test::Pcm;
-
-class Copies : public test::WavTest {
+class Copies : public WavTest {
  protected:
   std::size_t OpenFiles() const {
     const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -36,17 +29,15 @@ TEST_F(Copies, WriteOnOneFileAndGoInAnyOrder) {
       std::vector<std::unique_ptr<CMMWav>> wavs;
       wavs.push_back(std::make_unique<CMMWav>());
       ASSERT_EQ(wavs[0]->Open(Pcm(2, 44100, 16), path.c_str()), 1);
-      Write(*wavs[0], Bytes(data.begin(), data.begin() + 100));
+      Write(*wavs[0], Part(data, 0, 100));
       wavs.push_back(std::make_unique<CMMWav>(*wavs[0]));
       wavs.push_back(std::make_unique<CMMWav>());
       *wavs[2] = *wavs[1];
       std::size_t at = 100;
       std::size_t step = 4;
       const auto writeBy = [&](CMMWav& wav) {
-        const std::size_t next = std::min(data.size(), at + step);
-        Write(wav, Bytes(data.begin() + static_cast<std::ptrdiff_t>(at),
-                         data.begin() + static_cast<std::ptrdiff_t>(next)));
-        at = next;
+        Write(wav, Part(data, at, step));
+        at = std::min(data.size(), at + step);
         step *= 3;
         EXPECT_EQ(wav.GetSampleSize(), at / 4);
       };
@@ -66,7 +57,7 @@ TEST_F(Copies, WriteOnOneFileAndGoInAnyOrder) {
         wav.reset();
       }
       EXPECT_EQ(OpenFiles(), 0u);
-      const Bytes file = test::Load(path);
+      const Bytes file = Load(path);
       ASSERT_EQ(file.size(), 56 + at);
       EXPECT_EQ(Number(file, 52), at);
       EXPECT_TRUE(std::equal(file.begin() + 56, file.end(), data.begin()));
@@ -79,14 +70,14 @@ TEST_F(Copies, ReadOnFromWhereAnotherStands) {
   CMMWav first;
   ASSERT_EQ(first.Open(Make(Pcm(2, 44100, 16), data).c_str()), 1);
   CMMWav second(first);
-  EXPECT_EQ(Read(first, 5000), Bytes(data.begin(), data.begin() + 5000));
-  EXPECT_EQ(Read(second, 5000), Bytes(data.begin() + 5000, data.begin() + 10000));
+  EXPECT_EQ(Read(first, 5000), Part(data, 0, 5000));
+  EXPECT_EQ(Read(second, 5000), Part(data, 5000, 5000));
   {
     CMMWav third(first);
     EXPECT_EQ(third.SampleFind(4000), 1);
   }
   EXPECT_EQ(first.GetNowSampleSize(), 4000u);
-  EXPECT_EQ(Read(second, 8000), Bytes(data.begin() + 16000, data.end()));
+  EXPECT_EQ(Read(second, 8000), Part(data, 16000, 4000));
 }
 
 TEST_F(Copies, AssignmentGivesUpWhatTheTargetHolds) {
@@ -100,14 +91,14 @@ TEST_F(Copies, AssignmentGivesUpWhatTheTargetHolds) {
   EXPECT_EQ(wav.GetSampleSize(), 10u);
   other.Open(Pcm(1, 8000, 8), two.c_str());
   wav = other;
-  EXPECT_EQ(Number(test::Load(one), 52), 10u);  // finished
-  wav = other;                                  // from one of the same file
+  EXPECT_EQ(Number(Load(one), 52), 10u);  // finished
+  wav = other;                            // from one of the same file
   Write(wav, Pattern(7));
   other = CMMWav();
   EXPECT_EQ(other.GetFileName(), nullptr);
   EXPECT_EQ(wav.GetFileName(), two);
   EXPECT_EQ(wav.Close(), 1);
-  EXPECT_EQ(Number(test::Load(two), 52), 7u);
+  EXPECT_EQ(Number(Load(two), 52), 7u);
   EXPECT_EQ(OpenFiles(), 0u);
 }
 

@@ -77,7 +77,7 @@ TEST_F(Drivers, TheRunningConversionsDriverIsKnownUntilItEnds) {
   const Registered driver(script);
   expectNone();
   const WAVEFORMATEX format = Format(8000, 1, 16, kPrivateTag);
-  ASSERT_EQ(wav_.Open(Make(format, 100).c_str()), 1);
+  ASSERT_EQ(wav_.Open(MakeSource(format, 100).c_str()), 1);
   expectNone();
   std::uint8_t* output = nullptr;
   ASSERT_NE(wav_.BeginConvert(1, format, &output, nullptr), 0u);

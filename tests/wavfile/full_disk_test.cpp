@@ -3,12 +3,7 @@
 
 namespace {
 
-using test::Bytes;
-using test::Number;
-using test::Pattern;
-using test::Pcm;
-
-class FullDisk : public test::WavTest {
+class FullDisk : public WavTest {
  protected:
   // Records in blocks until one is not wholly taken or the data ends, closes, and checks what is left.
   void Record(const Bytes& data, std::uint32_t blockBytes, std::size_t limit, const WAVEFORMATEX& format) {
@@ -19,7 +14,7 @@ class FullDisk : public test::WavTest {
     std::size_t accepted = 0;
     std::int32_t closed;
     {
-      const test::FileSizeLimit full(limit);
+      const FileSizeLimit full(limit);
       ASSERT_EQ(wav.Open(format, path.c_str()), 1);
       std::uint32_t taken = 1;
       for (std::int32_t result = 1; result == 1 && accepted < data.size();) {
@@ -36,7 +31,7 @@ class FullDisk : public test::WavTest {
       ASSERT_EQ(wav.GetSampleSize(), accepted / format.nChannels * 8 / format.wBitsPerSample);
       closed = wav.Close(0);
     }
-    const Bytes file = test::Load(path);
+    const Bytes file = Load(path);
     ASSERT_LE(file.size(), limit);
     const std::size_t whole = 56 + accepted + accepted % 2;
     ASSERT_EQ(closed, file.size() == whole ? 1 : 0);

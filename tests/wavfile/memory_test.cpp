@@ -4,7 +4,7 @@
 
 namespace {
 
-class Memory : public test::WavTest {};
+using Memory = WavTest;
 
 TEST_F(Memory, OpensFailCleanlyAtEveryAllocation) {
   const std::string directory =
@@ -14,7 +14,7 @@ TEST_F(Memory, OpensFailCleanlyAtEveryAllocation) {
     for (int limit = 0; needed < 0 && limit < 100; ++limit) {
       CMMWav wav;
       LimitBlocks(limit);
-      const std::int32_t opened = writes ? wav.Open(test::Pcm(2, 44100, 16), "a.wav", directory.c_str())
+      const std::int32_t opened = writes ? wav.Open(Pcm(2, 44100, 16), "a.wav", directory.c_str())
                                          : wav.Open("a.wav", directory.c_str());
       LimitBlocks(-1);
       EXPECT_EQ(wav.GetFileName() != nullptr, opened == 1);

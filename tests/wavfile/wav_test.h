@@ -5,11 +5,17 @@
 
 #include <string>
 
-#include "tests/support/TempFolder.h"
 #include "tests/support/files.h"
 #include "wavfile/CMMWav.h"
 
-namespace test {
+using test::Bytes;
+using test::FileSizeLimit;
+using test::Load;
+using test::Number;
+using test::Part;
+using test::Pattern;
+using test::SetNumber;
+using test::Store;
 
 inline WAVEFORMATEX Pcm(int channels, int rate, int bits) {
   return {77,  // the tag, and block and byte rate further down, are the class's own business
@@ -21,14 +27,21 @@ inline WAVEFORMATEX Pcm(int channels, int rate, int bits) {
           0};
 }
 
-inline std::uint32_t Number(const Bytes& file, std::size_t offset) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 4; i-- > 0;) value = value << 8 | static_cast<std::uint8_t>(file.at(offset + i));
-  return value;
+inline Bytes Join(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
 }
 
-inline void SetNumber(Bytes& file, std::size_t offset, std::uint32_t value, std::size_t count = 4) {
-  for (std::size_t i = 0; i < count; ++i) file.at(offset + i) = static_cast<char>(value >> (8 * i));
+inline Bytes Chunk(const std::string& id, const Bytes& data) {
+  Bytes chunk(id.begin(), id.end());
+  chunk.resize(8);
+  SetNumber(chunk, 4, static_cast<std::uint32_t>(data.size()));
+  return Join({chunk, data, Bytes(data.size() % 2)});
+}
+
+inline Bytes Riff(std::initializer_list<Bytes> chunks, const std::string& form = "WAVE") {
+  return Chunk("RIFF", Join({Bytes(form.begin(), form.end()), Join(chunks)}));
 }
 
 class WavTest : public testing::Test {
@@ -64,5 +77,3 @@ class WavTest : public testing::Test {
 
   TempFolder folder_;
 };
-
-}  // namespace test
