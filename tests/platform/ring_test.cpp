@@ -65,6 +65,11 @@ class ScriptedSource final : public CaptureSource {
 constexpr DWORD kRing = 400;
 constexpr DWORD kSegment = 100;
 
+/// Whether the event was signalled; it is not any more.
+bool Taken(HANDLE event) {
+  return WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
+}
+
 class RingTest : public testing::Test {
  protected:
   RingTest() {
@@ -72,23 +77,33 @@ class RingTest : public testing::Test {
     EXPECT_EQ(CaptureDevice::Create(std::make_unique<ScriptedSource>(&script_), &device), DS_OK);
     device_.reset(device);
     buffer_ = MakeBuffer(device, Pcm(1, 8000, 8), kRing);
-    void* notify = nullptr;
-    EXPECT_EQ(buffer_->QueryInterface(IID_IDirectSoundNotify, &notify), S_OK);
-    notify_.reset(static_cast<IDirectSoundNotify*>(notify));
+    notify_ = Query<IDirectSoundNotify>(buffer_.get(), IID_IDirectSoundNotify);
     for (HANDLE& event : events_) event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
   }
   ~RingTest() override {
     for (HANDLE event : events_) CloseHandle(event);
   }
 
+  HRESULT Notify(const std::vector<DSBPOSITIONNOTIFY>& points) {
+    return notify_->SetNotificationPositions(static_cast<DWORD>(points.size()), points.data());
+  }
+  /// As a recording program does it: one event, at the last byte of every segment. And one for the stop.
+  void NotifySegments() {
+    std::vector<DSBPOSITIONNOTIFY> points = {{DSBPN_OFFSETSTOP, events_[1]}};
+    for (DWORD end = kSegment; end <= kRing; end += kSegment) points.push_back({end - 1, events_[0]});
+    ASSERT_EQ(Notify(points), DS_OK);
+  }
+  void Start() { ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK); }
+  void Stop() { ASSERT_EQ(buffer_->Stop(), DS_OK); }
+  void Offer(DWORD bytes) {
+    const std::lock_guard lock(script_.lock);
+    script_.toGive = bytes;
+    script_.changed.notify_all();
+  }
   /// Lets the device capture @p bytes and waits until the position has moved. Takes back no notification.
   void Give(DWORD bytes) {
     const DWORD expected = (Where() + bytes) % kRing;
-    {
-      const std::lock_guard lock(script_.lock);
-      script_.toGive = bytes;
-      script_.changed.notify_all();
-    }
+    Offer(bytes);
     for (int i = 0; i < 10000 && Where() != expected; ++i) std::this_thread::sleep_for(1ms);
     ASSERT_EQ(Where(), expected);
   }
@@ -107,15 +122,6 @@ class RingTest : public testing::Test {
     EXPECT_EQ(buffer_->GetStatus(&status), DS_OK);
     return status;
   }
-  /// Whether the event was signalled; it is not any more.
-  bool Taken(HANDLE event) { return WaitForSingleObject(event, 0) == WAIT_OBJECT_0; }
-  /// The notifications of a recording: one event, at the last byte of every segment. And one for the stop.
-  void NotifySegments() {
-    DSBPOSITIONNOTIFY points[5] = {
-        {0, nullptr}, {0, nullptr}, {0, nullptr}, {0, nullptr}, {DSBPN_OFFSETSTOP, events_[1]}};
-    for (DWORD i = 0; i < 4; ++i) points[i] = {kSegment * (i + 1) - 1, events_[0]};
-    ASSERT_EQ(notify_->SetNotificationPositions(5, points), DS_OK);
-  }
   std::vector<BYTE> Bytes() {
     void* part = nullptr;
     DWORD size = 0;
@@ -132,9 +138,8 @@ class RingTest : public testing::Test {
 };
 
 TEST_F(RingTest, SignalsAPointOnceItsByteIsBeforeThePositionOnEveryLap) {
-  const DSBPOSITIONNOTIFY points[] = {{0, events_[0]}, {kRing - 1, events_[1]}};
-  ASSERT_EQ(notify_->SetNotificationPositions(2, points), DS_OK);
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
+  ASSERT_EQ(Notify({{0, events_[0]}, {kRing - 1, events_[1]}}), DS_OK);
+  Start();
   for (int lap = 0; lap < 3; ++lap) {
     EXPECT_FALSE(Taken(events_[0]));
     Give(1);
@@ -149,7 +154,7 @@ TEST_F(RingTest, SignalsAPointOnceItsByteIsBeforeThePositionOnEveryLap) {
 
 TEST_F(RingTest, ReadingThePositionTakesBackWhatItCovers) {
   NotifySegments();
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
+  Start();
   Give(kSegment + 1);
   ASSERT_TRUE(Taken(events_[0]));
   Give(2 * kSegment);  // the reader is held up between its wait and its look at the position
@@ -160,61 +165,49 @@ TEST_F(RingTest, ReadingThePositionTakesBackWhatItCovers) {
 }
 
 TEST_F(RingTest, AnEventThatAlsoTellsOfTheStopIsNotTakenBack) {
-  const DSBPOSITIONNOTIFY points[] = {{10, events_[0]}, {DSBPN_OFFSETSTOP, events_[0]}};
-  ASSERT_EQ(notify_->SetNotificationPositions(2, points), DS_OK);
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
+  ASSERT_EQ(Notify({{10, events_[0]}, {DSBPN_OFFSETSTOP, events_[0]}}), DS_OK);
+  Start();
   Give(20);
-  ASSERT_EQ(buffer_->Stop(), DS_OK);
+  Stop();
   Read();
   EXPECT_TRUE(Taken(events_[0]));
 }
 
 TEST_F(RingTest, StopLeavesEverythingForALateDrainAndStartBeginsAnew) {
   NotifySegments();
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
-  EXPECT_EQ(Status(), DSCBSTATUS_CAPTURING | DSCBSTATUS_LOOPING);
+  Start();
   Give(150);
   EXPECT_EQ(buffer_->Start(0), DS_OK) << "running already: nothing changes";
   EXPECT_EQ(Where(), 150u);
   EXPECT_EQ(Status(), DSCBSTATUS_CAPTURING | DSCBSTATUS_LOOPING);
-  ASSERT_EQ(buffer_->Stop(), DS_OK);
+  Stop();
   EXPECT_EQ(Status(), 0u);
   EXPECT_TRUE(Taken(events_[1]));
 
   const std::vector<BYTE> kept = Bytes();
   for (DWORD i = 0; i < 150; ++i) ASSERT_EQ(kept[i], i);
-  {
-    const std::lock_guard lock(script_.lock);
-    script_.toGive = 200;  // more sound, but nobody listens
-    script_.changed.notify_all();
-  }
+  Offer(200);  // more sound, but nobody listens
   std::this_thread::sleep_for(50ms);
   EXPECT_EQ(Bytes(), kept);
   EXPECT_TRUE(Taken(events_[0])) << "the drain that is due still comes";
   EXPECT_EQ(Read(), 150u);
-  EXPECT_EQ(buffer_->Stop(), DS_OK);
+  Stop();
   EXPECT_FALSE(Taken(events_[1])) << "it had stopped before";
   EXPECT_EQ(script_.stops, 1);
 
-  script_.toGive = 0;
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
+  Offer(0);
+  Start();
   EXPECT_EQ(Where(), 0u);
   Give(kSegment);
-  ASSERT_EQ(buffer_->Stop(), DS_OK);
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
-  EXPECT_FALSE(Taken(events_[0])) << "of the capture before";
-  EXPECT_FALSE(Taken(events_[1]));
-}
-
-TEST_F(RingTest, AFailedStartChangesNothing) {
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
-  Give(30);
-  ASSERT_EQ(buffer_->Stop(), DS_OK);
+  Stop();
   script_.startResult = DSERR_GENERIC;
   EXPECT_EQ(buffer_->Start(DSCBSTART_LOOPING), DSERR_GENERIC);
-  EXPECT_EQ(Where(), 30u);
+  EXPECT_EQ(Where(), kSegment) << "a start that fails changes nothing";
   EXPECT_EQ(Status(), 0u);
-  EXPECT_EQ(buffer_->Start(2), DSERR_INVALIDPARAM);
+  script_.startResult = DS_OK;
+  Start();
+  EXPECT_FALSE(Taken(events_[0])) << "of the capture before";
+  EXPECT_FALSE(Taken(events_[1]));
 }
 
 TEST_F(RingTest, WithoutLoopingCaptureEndsAtTheRingsEnd) {
@@ -226,51 +219,52 @@ TEST_F(RingTest, WithoutLoopingCaptureEndsAtTheRingsEnd) {
     Give(1);
     EXPECT_EQ(WaitForSingleObject(events_[1], 10000), WAIT_OBJECT_0);
     EXPECT_EQ(Status(), 0u);
-    EXPECT_EQ(buffer_->Stop(), DS_OK);
+    Stop();
     EXPECT_EQ(script_.stops, run + 1);
     EXPECT_FALSE(Taken(events_[1]));
   }
 }
 
 TEST_F(RingTest, TheOldestDataIsOverwritten) {
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
+  Start();
   Give(kRing - 50);
   Give(100);
-  ASSERT_EQ(buffer_->Stop(), DS_OK);
+  Stop();
   EXPECT_EQ(Bytes()[49], static_cast<BYTE>(kRing + 49));
   EXPECT_EQ(Bytes()[50], 50);
 }
 
-TEST_F(RingTest, LockSplitsAtTheEndAndUnlockKnowsItsOwn) {
-  void* part1 = nullptr;
-  void* part2 = nullptr;
-  DWORD bytes1 = 0;
-  DWORD bytes2 = 0;
-  ASSERT_EQ(buffer_->Lock(300, 250, &part1, &bytes1, &part2, &bytes2, 0), DS_OK);
-  EXPECT_EQ(bytes1, 100u);
-  EXPECT_EQ(bytes2, 150u);
-  EXPECT_EQ(static_cast<BYTE*>(part2) + 300, part1);
-  EXPECT_EQ(buffer_->Unlock(part1, bytes1, nullptr, 0), DS_OK);
-  EXPECT_EQ(buffer_->Unlock(part2, bytes2, nullptr, 0), DS_OK);
-  EXPECT_EQ(buffer_->Unlock(part1, 101, nullptr, 0), DSERR_INVALIDPARAM);
-  EXPECT_EQ(buffer_->Unlock(&part1, 1, nullptr, 0), DSERR_INVALIDPARAM);
-  EXPECT_EQ(buffer_->Unlock(nullptr, 0, nullptr, 0), DSERR_INVALIDPARAM);
-  ASSERT_EQ(buffer_->Lock(300, 100, &part1, &bytes1, &part2, &bytes2, 0), DS_OK);
-  EXPECT_EQ(part2, nullptr);
-  EXPECT_EQ(bytes2, 0u);
-  for (const auto& [offset, bytes] : {std::pair{kRing, 1u}, {0u, 0u}, {0u, kRing + 1}})
-    EXPECT_EQ(buffer_->Lock(offset, bytes, &part1, &bytes1, &part2, &bytes2, 0), DSERR_INVALIDPARAM);
+TEST_F(RingTest, LockSplitsAtTheEnd) {
+  void* parts[2];
+  DWORD sizes[2];
+  const auto lock = [&](DWORD offset, DWORD bytes) {
+    return buffer_->Lock(offset, bytes, &parts[0], &sizes[0], &parts[1], &sizes[1], 0);
+  };
+  ASSERT_EQ(lock(300, 250), DS_OK);
+  EXPECT_EQ(sizes[0], 100u);
+  EXPECT_EQ(sizes[1], 150u);
+  EXPECT_EQ(static_cast<BYTE*>(parts[1]) + 300, parts[0]);
+  EXPECT_EQ(buffer_->Unlock(parts[0], sizes[0], nullptr, 0), DS_OK);
+  EXPECT_EQ(buffer_->Unlock(parts[1], sizes[1], nullptr, 0), DS_OK);
+  ASSERT_EQ(lock(300, 100), DS_OK);
+  EXPECT_EQ(parts[1], nullptr);
+  EXPECT_EQ(sizes[1], 0u);
 }
 
-TEST_F(RingTest, RefusesWrongNotificationPoints) {
-  const DSBPOSITIONNOTIFY beyond = {kRing, events_[0]};
-  const DSBPOSITIONNOTIFY nobody = {0, nullptr};
-  const DSBPOSITIONNOTIFY good = {0, events_[0]};
-  EXPECT_EQ(notify_->SetNotificationPositions(1, &beyond), DSERR_INVALIDPARAM);
-  EXPECT_EQ(notify_->SetNotificationPositions(1, &nobody), DSERR_INVALIDPARAM);
+TEST_F(RingTest, RefusesWrongArguments) {
+  void* part = nullptr;
+  DWORD size = 0;
+  for (const auto& [offset, bytes] : {std::pair{kRing, 1u}, {0u, 0u}, {0u, kRing + 1}})
+    EXPECT_EQ(buffer_->Lock(offset, bytes, &part, &size, nullptr, nullptr, 0), DSERR_INVALIDPARAM);
+  ASSERT_EQ(buffer_->Lock(300, 100, &part, &size, nullptr, nullptr, 0), DS_OK);
+  for (const auto& [foreign, bytes] : {std::pair<void*, DWORD>{part, 101}, {&part, 1}, {nullptr, 0}})
+    EXPECT_EQ(buffer_->Unlock(foreign, bytes, nullptr, 0), DSERR_INVALIDPARAM);
+  EXPECT_EQ(Notify({{kRing, events_[0]}}), DSERR_INVALIDPARAM);
+  EXPECT_EQ(Notify({{0, nullptr}}), DSERR_INVALIDPARAM);
   EXPECT_EQ(notify_->SetNotificationPositions(1, nullptr), DSERR_INVALIDPARAM);
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
-  EXPECT_EQ(notify_->SetNotificationPositions(1, &good), DSERR_INVALIDCALL);
+  EXPECT_EQ(buffer_->Start(2), DSERR_INVALIDPARAM);
+  Start();
+  EXPECT_EQ(Notify({{0, events_[0]}}), DSERR_INVALIDCALL);
 }
 
 TEST_F(RingTest, InterfacesMayBeReleasedInAnyOrderAndWhileCapturing) {
@@ -282,20 +276,11 @@ TEST_F(RingTest, InterfacesMayBeReleasedInAnyOrderAndWhileCapturing) {
   buffer_ = MakeBuffer(device_.get(), Pcm(1, 8000, 8), kRing);
   ASSERT_NE(buffer_, nullptr);
   device_.reset();
-  ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
+  Start();
   Give(10);
-  void* unknown1 = nullptr;
-  void* unknown2 = nullptr;
-  void* notify = nullptr;
-  ASSERT_EQ(buffer_->QueryInterface(IID_IUnknown, &unknown1), S_OK);
-  ASSERT_EQ(buffer_->QueryInterface(IID_IDirectSoundNotify, &notify), S_OK);
-  notify_.reset(static_cast<IDirectSoundNotify*>(notify));
-  ASSERT_EQ(notify_->QueryInterface(IID_IUnknown, &unknown2), S_OK);
-  EXPECT_EQ(unknown1, unknown2) << "one object, one identity";
-  EXPECT_EQ(buffer_->QueryInterface(IID_IDirectSoundCapture, &notify), E_NOINTERFACE);
-  EXPECT_EQ(notify, nullptr);
-  EXPECT_EQ(buffer_->Release(), 3u);
-  EXPECT_EQ(buffer_->Release(), 2u);
+  notify_ = Query<IDirectSoundNotify>(buffer_.get(), IID_IDirectSoundNotify);
+  EXPECT_EQ(Query<IUnknown>(buffer_.get(), IID_IUnknown), Query<IUnknown>(notify_.get(), IID_IUnknown));
+  EXPECT_EQ(Query<IUnknown>(buffer_.get(), IID_IDirectSoundCapture), nullptr);
   buffer_.reset();
   EXPECT_TRUE(script_.alive);
   notify_.reset();
@@ -306,19 +291,26 @@ TEST_F(RingTest, InterfacesMayBeReleasedInAnyOrderAndWhileCapturing) {
 TEST_F(RingTest, RefusesWrongDescriptions) {
   buffer_.reset();
   notify_.reset();
-  HRESULT result = DS_OK;
-  for (const DWORD bytes : {0u, 3u, 0x10000000u}) {
-    EXPECT_EQ(MakeBuffer(device_.get(), Pcm(1, 8000, 16), bytes, &result), nullptr);
-    EXPECT_EQ(result, DSERR_INVALIDPARAM) << bytes;
-  }
-  WAVEFORMATEX wrong[] = {Pcm(1, 8000, 16), Pcm(1, 8000, 16), Pcm(1, 8000, 16), Pcm(0, 8000, 16),
-                          Pcm(1, 0, 16),    Pcm(1, 8000, 12), Pcm(1, 8000, 32)};
-  wrong[0].wFormatTag = 2;
-  wrong[1].nBlockAlign = 4;
-  wrong[2].nAvgBytesPerSec = 1;
-  for (const WAVEFORMATEX& format : wrong) {
-    EXPECT_EQ(MakeBuffer(device_.get(), format, kRing, &result), nullptr);
-    EXPECT_EQ(result, DSERR_BADFORMAT);
+  struct {
+    WAVEFORMATEX format;
+    DWORD bytes;
+    HRESULT result;
+  } wrong[] = {
+      {Pcm(1, 8000, 16), 0, DSERR_INVALIDPARAM},
+      {Pcm(1, 8000, 16), 3, DSERR_INVALIDPARAM},
+      {Pcm(1, 8000, 16), 0x10000000, DSERR_INVALIDPARAM},
+      {{2, 1, 8000, 16000, 2, 16, 0}, kRing, DSERR_BADFORMAT},
+      {{1, 1, 8000, 16000, 4, 16, 0}, kRing, DSERR_BADFORMAT},
+      {{1, 1, 8000, 1, 2, 16, 0}, kRing, DSERR_BADFORMAT},
+      {Pcm(0, 8000, 16), kRing, DSERR_BADFORMAT},
+      {Pcm(1, 0, 16), kRing, DSERR_BADFORMAT},
+      {Pcm(1, 8000, 12), kRing, DSERR_BADFORMAT},
+      {Pcm(1, 8000, 32), kRing, DSERR_BADFORMAT},
+  };
+  for (const auto& each : wrong) {
+    HRESULT result = DS_OK;
+    EXPECT_EQ(MakeBuffer(device_.get(), each.format, each.bytes, &result), nullptr);
+    EXPECT_EQ(result, each.result);
   }
   EXPECT_NE(MakeBuffer(device_.get(), Pcm(1, 8000, 16), kRing), nullptr) << "no refusal has kept the device";
 }

@@ -87,15 +87,14 @@ class Sleeper {
 };
 
 TEST(Event, AutomaticResetLetsOneWaitPassAndManualAll) {
-  Handle automatic(CreateEventA(nullptr, FALSE, TRUE, nullptr));
-  Handle manual(CreateEventA(nullptr, TRUE, TRUE, nullptr));
-  EXPECT_TRUE(SetEvent(automatic));  // counts once
-  EXPECT_EQ(WaitForSingleObject(automatic, 0), WAIT_OBJECT_0);
-  EXPECT_EQ(WaitForSingleObject(automatic, 0), WAIT_TIMEOUT);
-  EXPECT_EQ(WaitForSingleObject(manual, 0), WAIT_OBJECT_0);
-  EXPECT_EQ(WaitForSingleObject(manual, 0), WAIT_OBJECT_0);
-  EXPECT_TRUE(ResetEvent(manual));
-  EXPECT_EQ(WaitForSingleObject(manual, 0), WAIT_TIMEOUT);
+  for (const BOOL manual : {FALSE, TRUE}) {
+    Handle event(CreateEventA(nullptr, manual, TRUE, nullptr));
+    EXPECT_TRUE(SetEvent(event));  // counts once
+    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(event, 0), manual ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
+    EXPECT_TRUE(ResetEvent(event));
+    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
+  }
 }
 
 TEST(Event, OneSetReachesOneSleeperOfAnAutomaticEventAndAllOfAManualOne) {
@@ -244,34 +243,29 @@ TEST(Mutex, MayBeClosedWhileOwnedWithoutHarmToTheOwnersOthers) {
   EXPECT_EQ(WaitForSingleObject(kept, 0), WAIT_ABANDONED);
 }
 
-TEST(Handle, RefusesWhatIsNotOpen) {
+TEST(Handle, RefusesWhatIsNotOpenEvenWhenItsPlaceIsUsedAgain) {
   int local = 0;
+  const HANDLE minusOne = reinterpret_cast<HANDLE>(std::intptr_t{-1});
+  const HANDLE stale = AutoEvent();
+  EXPECT_TRUE(CloseHandle(stale));
+  for (int i = 0; i < 1000; ++i) {
+    Handle next(AutoEvent());
+    ASSERT_NE(next.value, stale);
+  }
   Handle event(AutoEvent());
   Handle mutex(NewMutex(TRUE));
-  const HANDLE minusOne = reinterpret_cast<HANDLE>(std::intptr_t{-1});
-  for (const HANDLE handle : {HANDLE{nullptr}, HANDLE{&local}, minusOne}) {
+  for (const HANDLE handle : {HANDLE{nullptr}, HANDLE{&local}, minusOne, stale}) {
     EXPECT_FALSE(SetEvent(handle));
     EXPECT_FALSE(ResetEvent(handle));
     EXPECT_FALSE(ReleaseMutex(handle));
     EXPECT_FALSE(CloseHandle(handle));
     EXPECT_EQ(WaitForSingleObject(handle, 0), WAIT_FAILED);
   }
+  EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
   EXPECT_FALSE(SetEvent(mutex));
   EXPECT_FALSE(ReleaseMutex(event));
   EXPECT_EQ(CreateEventA(nullptr, TRUE, TRUE, "name"), nullptr);
   EXPECT_EQ(CreateMutexA(nullptr, TRUE, "name"), nullptr);
-}
-
-TEST(Handle, StaysRefusedWhenItsPlaceIsUsedAgain) {
-  const HANDLE stale = AutoEvent();
-  EXPECT_TRUE(CloseHandle(stale));
-  EXPECT_FALSE(CloseHandle(stale));
-  for (int i = 0; i < 1000; ++i) {
-    Handle next(AutoEvent());
-    ASSERT_NE(next.value, stale);
-    EXPECT_FALSE(SetEvent(stale));
-    EXPECT_EQ(WaitForSingleObject(next, 0), WAIT_TIMEOUT);
-  }
 }
 
 TEST(Handle, ClosesUnderAWaitThatGoesOn) {

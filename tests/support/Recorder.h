@@ -2,6 +2,8 @@
 // Reads a capture device the way a recording program does: by notifications, in whole segments.
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/platform.h"
@@ -12,6 +14,40 @@ struct Releaser {
 };
 template <class Interface>
 using Com = std::unique_ptr<Interface, Releaser<Interface>>;
+
+/// Another interface of an object; none when it has not got that one.
+template <class Interface>
+Com<Interface> Query(IUnknown* object, const GUID& id) {
+  void* found = nullptr;
+  object->QueryInterface(id, &found);
+  return Com<Interface>(static_cast<Interface*>(found));
+}
+
+struct Listed {
+  std::optional<GUID> id;  ///< none: the default device
+  std::string name;
+};
+inline std::vector<Listed> ListDevices() {
+  std::vector<Listed> devices;
+  const auto add = [](GUID* id, const char* text, const char*, void* context) -> BOOL {
+    static_cast<std::vector<Listed>*>(context)->push_back({id ? std::optional(*id) : std::nullopt, text});
+    return TRUE;
+  };
+  DirectSoundCaptureEnumerateA(add, &devices);
+  return devices;
+}
+
+inline Com<IDirectSoundCapture> OpenDevice(const GUID* id, HRESULT* result) {
+  IDirectSoundCapture* device = nullptr;
+  *result = DirectSoundCaptureCreate(id, &device, nullptr);
+  return Com<IDirectSoundCapture>(device);
+}
+/// How opening a device goes.
+inline HRESULT TryDevice(const GUID* id) {
+  HRESULT result = DS_OK;
+  OpenDevice(id, &result);
+  return result;
+}
 
 inline WAVEFORMATEX Pcm(WORD channels, DWORD rate, WORD bits) {
   const auto block = static_cast<WORD>(channels * bits / 8);
@@ -32,14 +68,10 @@ class Recorder {
   /// Opens the device with a ring of four segments. Result() tells whether that has worked.
   Recorder(const GUID* id, WAVEFORMATEX format, DWORD segmentFrames)
       : segment_(segmentFrames * format.nBlockAlign), event_(CreateEventA(nullptr, FALSE, FALSE, nullptr)) {
-    IDirectSoundCapture* device = nullptr;
-    result_ = DirectSoundCaptureCreate(id, &device, nullptr);
-    device_.reset(device);
-    if (result_ == DS_OK) buffer_ = MakeBuffer(device, format, 4 * segment_, &result_);
-    void* notify = nullptr;
-    if (result_ == DS_OK) result_ = buffer_->QueryInterface(IID_IDirectSoundNotify, &notify);
+    device_ = OpenDevice(id, &result_);
+    if (result_ == DS_OK) buffer_ = MakeBuffer(device_.get(), format, 4 * segment_, &result_);
     if (result_ != DS_OK) return;
-    const Com<IDirectSoundNotify> points(static_cast<IDirectSoundNotify*>(notify));
+    const auto points = Query<IDirectSoundNotify>(buffer_.get(), IID_IDirectSoundNotify);
     DSBPOSITIONNOTIFY positions[4];
     for (DWORD i = 0; i < 4; ++i) positions[i] = {segment_ * (i + 1) - 1, event_};
     result_ = points->SetNotificationPositions(4, positions);

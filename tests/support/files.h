@@ -19,13 +19,39 @@ namespace test {
 
 using Bytes = std::vector<char>;
 
-inline Bytes Load(const std::string& path) {
+template <class Byte = char>
+std::vector<Byte> Load(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(file), {});
+  return std::vector<Byte>(std::istreambuf_iterator<char>(file), {});
 }
 
 inline void Store(const std::string& path, const Bytes& bytes) {
   std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+/// Writes a WAV file with exactly this format record. @p frames is for those who read coded sound.
+template <class Element, class Sample>
+void StoreWav(const std::string& path, const std::vector<Element>& format, const std::vector<Sample>& data,
+              std::uint32_t frames) {
+  std::ofstream file(path, std::ios::binary);
+  const auto number = [&](std::size_t value) {
+    const auto narrow = static_cast<std::uint32_t>(value);
+    file.write(reinterpret_cast<const char*>(&narrow), sizeof narrow);
+  };
+  const auto chunk = [&](const char* id, const auto* content, std::size_t bytes) {
+    file.write(id, 4);
+    number(bytes);
+    file.write(reinterpret_cast<const char*>(content), static_cast<std::streamsize>(bytes));
+    if (bytes % 2) file.put(0);
+  };
+  const std::size_t formatBytes = format.size() * sizeof(Element);
+  const std::size_t dataBytes = data.size() * sizeof(Sample);
+  file << "RIFF";
+  number(4 + 8 + formatBytes + 12 + 8 + dataBytes + dataBytes % 2);
+  file << "WAVE";
+  chunk("fmt ", format.data(), formatBytes);
+  chunk("fact", &frames, sizeof frames);
+  chunk("data", data.data(), dataBytes);
 }
 
 /// Bytes that tell their place and do not repeat soon.
