@@ -16,6 +16,12 @@ void* operator new(std::size_t size) {
   if (void* block = std::malloc(size)) return block;
   throw std::bad_alloc();
 }
+// By default it comes to the one above; a sanitizer's runtime has one of its own, to which the delete below
+// is foreign.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  ++blocksTaken;
+  return std::malloc(size);
+}
 void operator delete(void* block) noexcept {
   std::free(block);
 }
