@@ -136,7 +136,7 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
     } else if (Clock::now() - lastNews > 10s) {
       return Ending::kNoData;
     }
-    std::this_thread::sleep_for(50ms);
+    std::this_thread::sleep_for(100ms);
   }
 }
 

@@ -10,10 +10,8 @@
 #include "capture/CMMWAVCapture.h"
 #include "tests/capture/CaptureTools.h"
 #include "tests/capture/FakeDevice.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/Private.h"
-
-/// Blocks that the process has taken from the C++ heap; the library's come from the same one.
-long BlocksTaken();
 
 PRIVATE_FIELD(RecordOf, CMMWAVCapture, ThreadDAT, threadDat)
 
@@ -185,7 +183,8 @@ TEST(CaptureStress, AThousandRunsLeaveNothingBehind) {
   }
   EXPECT_TRUE(Eventually([&] { return Entries("/proc/self/task") <= threads; }));
   EXPECT_EQ(Entries("/proc/self/fd"), files);
-  EXPECT_LE(mallinfo2().uordblks, memory + 4096);
+  // The allocator's own caches of each thread move this a little; a block of any size lost in each run is more.
+  EXPECT_LE(mallinfo2().uordblks, memory + 12000);
   EXPECT_EQ(device.objects, 0);
 }
 

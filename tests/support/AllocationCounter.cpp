@@ -1,30 +1,50 @@
-// Replaces the C++ heap of a test program by one that counts. In a file of its own, so that no compiler sees
-// through it.
+// In a file of its own, so that no compiler sees through it. Every form is here: a sanitizer would not send
+// the others through these.
+
+#include "tests/support/AllocationCounter.h"
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
 
 static std::atomic<long> blocksTaken{0};
+static std::atomic<long> blocksLeft{-1};
 
 long BlocksTaken() {
   return blocksTaken;
 }
 
-void* operator new(std::size_t size) {
-  ++blocksTaken;
-  if (void* block = std::malloc(size)) return block;
-  throw std::bad_alloc();
+void LimitBlocks(long left) {
+  blocksLeft = left;
 }
-// By default it comes to the one above; a sanitizer's runtime has one of its own, to which the delete below
-// is foreign.
+
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   ++blocksTaken;
-  return std::malloc(size);
+  if (blocksLeft >= 0 && blocksLeft-- == 0) {
+    blocksLeft = 0;
+    return nullptr;
+  }
+  return std::malloc(size != 0 ? size : 1);
+}
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
+  return operator new(size, tag);
+}
+void* operator new(std::size_t size) {
+  if (void* block = operator new(size, std::nothrow)) return block;
+  throw std::bad_alloc();
+}
+void* operator new[](std::size_t size) {
+  return operator new(size);
 }
 void operator delete(void* block) noexcept {
   std::free(block);
 }
+void operator delete[](void* block) noexcept {
+  std::free(block);
+}
 void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
   std::free(block);
 }

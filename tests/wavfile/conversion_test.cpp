@@ -1,8 +1,6 @@
 // Conversion of what CMMWav reads: setting up, refusing, converting in one stage and in two, giving back.
-#include <cstdlib>
-#include <new>
-
 #include "tests/resample/Steps.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/Private.h"
 #include "tests/wavfile/conversion_tools.h"
 
@@ -10,32 +8,6 @@ PRIVATE_FIELD(ConvertKind, CMMWav, std::uint32_t, convertKind)
 PRIVATE_FIELD(FirstBlock, CMMWav, std::uint8_t, firstBlock)
 PRIVATE_FIELD(Stream, CMMWav, HACMSTREAM, acmStream)
 PRIVATE_FIELD(Header, CMMWav, ACMSTREAMHEADER*, streamHeader)
-
-// Every allocation of the process, counted; one of them can be made to fail.
-namespace {
-long allocations = 0;
-long failingOne = -1;
-
-void* Allocate(std::size_t size) noexcept {
-  return allocations++ == failingOne ? nullptr : std::malloc(size != 0 ? size : 1);
-}
-
-void* AllocateOrThrow(std::size_t size) {
-  void* const block = Allocate(size);
-  return block != nullptr ? block : throw std::bad_alloc();
-}
-}  // namespace
-
-// clang-format off
-void* operator new(std::size_t size) { return AllocateOrThrow(size); }
-void* operator new[](std::size_t size) { return AllocateOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Allocate(size); }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete[](void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
-// clang-format on
 
 namespace {
 
@@ -219,10 +191,10 @@ TEST_F(Scripted, TwoStagesRefuseTargetsThatTheFilterCannotMake) {
 }
 
 TEST_F(Scripted, RefusesASourceWithoutBlocksOrByteRate) {
-  for (const int field : {0, 1}) {
-    WAVEFORMATEX source = source_;
-    (field == 0 ? source.nAvgBytesPerSec : source.nSamplesPerSec) = 0;
-    if (field == 1) source.nBlockAlign = 0, source.nSamplesPerSec = 8000;
+  WAVEFORMATEX noBlocks = source_, noByteRate = source_;
+  noBlocks.nBlockAlign = 0;
+  noByteRate.nAvgBytesPerSec = 0;
+  for (const WAVEFORMATEX& source : {noBlocks, noByteRate}) {
     Open(source, 100);
     EXPECT_EQ(Begin(kOneStage, source_), 0u);
     EXPECT_EQ(Begin(kTwoStages, source_), 0u);
@@ -272,10 +244,11 @@ TEST_F(Scripted, ShortMemoryIsARefusalAndNothingElse) {
     for (long n = 0; !done; ++n) {
       ASSERT_LT(n, 100);
       const std::uint32_t rate = n % 2 == 0 ? 8000 : 16000;
-      failingOne = allocations + n;
+      LimitBlocks(n);
+      const long before = BlocksTaken();
       const std::uint32_t size = Begin(stages, Format(rate, 1, 16, kPrivateTag));
-      done = allocations <= failingOne;
-      failingOne = -1;
+      done = BlocksTaken() - before <= n;
+      LimitBlocks(-1);
       std::uint32_t made = 99;
       EXPECT_EQ(size != 0, done);
       EXPECT_EQ(output_ != nullptr, done);
@@ -345,9 +318,9 @@ TEST_F(Scripted, ConvertAllocatesNothing) {
   for (const std::int32_t stages : {kOneStage, kTwoStages}) {
     ASSERT_NE(Begin(stages, stages == kOneStage ? source_ : Format(16000, 1, 16, kPrivateTag)), 0u);
     script_->lengths.reserve(10);
-    const long before = allocations;
+    const long before = BlocksTaken();
     EXPECT_NE(wav_.Convert(), 0u);
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(BlocksTaken(), before);
     wav_.EndConvert();
   }
 }
@@ -403,7 +376,7 @@ void ExpectTheSteps(const std::string& file, const WAVEFORMATEX& target, const s
   between.nAvgBytesPerSec = between.nSamplesPerSec * between.nBlockAlign;
   std::uint8_t *stageOutput = nullptr, *output = nullptr;
   ASSERT_NE(stage.BeginConvert(kOneStage, between, &stageOutput, nullptr), 0u);
-  ASSERT_EQ(both.BeginConvert(kTwoStages, target, &output, nullptr), target.nAvgBytesPerSec);
+  ASSERT_EQ(both.BeginConvert(kTwoStages, target, &output, nullptr), +target.nAvgBytesPerSec);
   Steps<Sample> steps;
   std::vector<Sample> expected;
   for (std::size_t i = 0; stage.GetNowTime() < stage.GetPlayTime(); ++i) {

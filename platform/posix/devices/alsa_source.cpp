@@ -10,8 +10,10 @@
 namespace platform::detail {
 namespace {
 
-constexpr unsigned kBufferMicroseconds = 500'000;  // what the worker may oversleep
-constexpr unsigned kPeriodMicroseconds = 10'000;
+constexpr unsigned kBufferMicroseconds = 1'000'000;  // what the worker may oversleep
+// Every period wakes the worker and, with a sound server, a thread of its client: at 10 ms that costs a whole
+// per cent of a core, and a segment of the recorder has a quarter second.
+constexpr unsigned kPeriodMicroseconds = 50'000;
 constexpr int kUnreadyMilliseconds = 2;
 
 void Ignore(const char*, int, const char*, int, const char*, va_list) {}

@@ -1,0 +1,9 @@
+#pragma once
+// The C++ heap of a test program, counted and cut off. For programs with AllocationCounter.cpp among their
+// sources.
+
+/// Blocks that the whole process has taken so far.
+long BlocksTaken();
+
+/// Lets the heap give this many blocks more, and none after them. Negative: no end.
+void LimitBlocks(long left);
