@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <random>
 
 #include "capture/CMMWAVCapture.h"
@@ -74,13 +75,13 @@ TEST(CaptureStress, TakesAreWholeUnderLoadAndHeldUpDrains) {
   CMMWAVCapture capture;
   const HANDLE thread = capture.Create(Format(4096, 1, 8), &device.id);  // segments of 1024 bytes
   ASSERT_NE(thread, nullptr);
-  Feeder feeder(device, capture);
+  std::optional<Feeder> feeder(std::in_place, device, capture);
   std::mt19937 random(2);
   std::uint64_t drained = 0;
   for (int take = 0; take < 60; ++take) {
     const std::string name = std::to_string(take) + ".wav";
     const std::uint32_t before = capture.GetSamples();
-    feeder.SetBase(before);
+    feeder->SetBase(before);
     ASSERT_EQ(capture.fileOpen(name.c_str(), folder.Path().c_str()), 1) << take;
     ASSERT_EQ(capture.StartREC(), 1) << take;
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
@@ -90,6 +91,7 @@ TEST(CaptureStress, TakesAreWholeUnderLoadAndHeldUpDrains) {
     drained += capture.GetSamples() - before;
   }
   EXPECT_GT(drained, 60u * 1024);
+  feeder.reset();  // it asks the controller, which is one thread's alone from here on
   EXPECT_EQ(capture.Exit(), 1);
   CloseHandle(thread);
 }

@@ -234,6 +234,23 @@ TEST_F(RingTest, TheOldestDataIsOverwritten) {
   EXPECT_EQ(Bytes()[50], 50);
 }
 
+TEST_F(RingTest, WhatIsLockedStaysUntilItIsUnlocked) {
+  Start();
+  Give(250);
+  void* part = nullptr;
+  DWORD size = 0;
+  ASSERT_EQ(buffer_->Lock(100, 100, &part, &size, nullptr, nullptr, 0), DS_OK);
+  const auto* const locked = static_cast<const BYTE*>(part);
+  Offer(300);  // 150 to the ring's end, 100 before the locked region, 50 into it
+  while (Where() != 100) std::this_thread::sleep_for(1ms);
+  std::this_thread::sleep_for(20ms);
+  EXPECT_EQ(Where(), 100u);
+  EXPECT_EQ(locked[0], 100);
+  EXPECT_EQ(buffer_->Unlock(part, size, nullptr, 0), DS_OK);
+  while (Where() != 150) std::this_thread::sleep_for(1ms);
+  EXPECT_EQ(locked[0], static_cast<BYTE>(kRing + 100));
+}
+
 TEST_F(RingTest, LockSplitsAtTheEnd) {
   void* parts[2];
   DWORD sizes[2];

@@ -16,6 +16,8 @@ namespace {
 // How long the worker leaves itself to the source. A Wake ends the wait; this only bounds what a source may
 // do.
 constexpr std::chrono::milliseconds kPatience{100};
+// How long a locked region is kept from the worker: a reader that forgets to unlock does not stop the device.
+constexpr std::chrono::milliseconds kLongestHold{200};
 
 }  // namespace
 
@@ -64,12 +66,17 @@ void CaptureRing::Capture(std::unique_lock<std::mutex>& lock) {
   bool full = false;
   while (running_ && !full) {
     BYTE* const to = ring_.data() + position_;
-    const DWORD room = Size() - position_;
+    const DWORD room = RoomForWorker();
+    if (room == 0) {
+      const auto free = [this] { return !running_ || RoomForWorker() != 0; };
+      if (!unlocked_.wait_for(lock, kLongestHold, free)) lockedBytes_ = 0;
+      continue;
+    }
     lock.unlock();
     const DWORD got = source.Read(to, room, kPatience);
     lock.lock();
     Advance(got);
-    full = got == room && !looping_;
+    full = position_ == 0 && got > 0 && !looping_;
   }
   if (full && running_) {  // nobody has stopped it: the source is the worker's to stop
     running_ = false;
@@ -80,6 +87,15 @@ void CaptureRing::Capture(std::unique_lock<std::mutex>& lock) {
   }
   busy_ = false;
   parked_.notify_all();
+}
+
+/// Bytes up to the ring's end, or to what the reader has locked; 0 inside of that.
+DWORD CaptureRing::RoomForWorker() const {
+  const DWORD toEnd = Size() - position_;
+  if (lockedBytes_ == 0) return toEnd;
+  const DWORD into = position_ >= lockedAt_ ? position_ - lockedAt_ : position_ + (Size() - lockedAt_);
+  if (into < lockedBytes_) return 0;
+  return position_ < lockedAt_ ? std::min(toEnd, lockedAt_ - position_) : toEnd;
 }
 
 /// Moves the read position over @p bytes, which do not go beyond the ring's end, and signals what it passes.
@@ -188,6 +204,11 @@ HRESULT CaptureRing::Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD byte
   if (part1 == nullptr || bytes1 == nullptr || (part2 == nullptr) != (bytes2 == nullptr) || flags != 0)
     return DSERR_INVALIDPARAM;
   if (offset >= Size() || bytes == 0 || bytes > Size()) return DSERR_INVALIDPARAM;
+  {
+    const std::lock_guard lock(lock_);
+    lockedAt_ = offset;
+    lockedBytes_ = bytes;
+  }
   const DWORD first = std::min(bytes, Size() - offset);
   *part1 = ring_.data() + offset;
   *bytes1 = first;
@@ -208,7 +229,7 @@ HRESULT CaptureRing::Start(DWORD flags) {
   if (const HRESULT result = device_->source->Start(); result != DS_OK) return result;
   {
     const std::lock_guard lock(lock_);
-    position_ = 0;
+    position_ = lockedBytes_ = 0;
     for (Notification& each : notifications_) {
       if (each.pending) ResetEvent(each.event);
       each.pending = false;
@@ -226,6 +247,7 @@ HRESULT CaptureRing::Stop() {
     std::unique_lock lock(lock_);
     const bool wasRunning = std::exchange(running_, false);
     if (wasRunning) device_->source->Wake();
+    unlocked_.notify_one();
     parked_.wait(lock, [this] { return !busy_; });
     if (!wasRunning) return DS_OK;
     SignalStop();
@@ -236,7 +258,16 @@ HRESULT CaptureRing::Stop() {
 
 HRESULT CaptureRing::Unlock(LPVOID part1, DWORD bytes1, LPVOID part2, DWORD bytes2) {
   const bool ours = Contains(part1, bytes1) && (part2 == nullptr || Contains(part2, bytes2));
-  return ours ? DS_OK : DSERR_INVALIDPARAM;
+  if (!ours) return DSERR_INVALIDPARAM;
+  {
+    // Parts come back in their order, in one call or in one each.
+    const std::lock_guard lock(lock_);
+    const DWORD bytes = std::min(lockedBytes_, bytes1 + (part2 != nullptr ? bytes2 : 0));
+    lockedBytes_ -= bytes;
+    lockedAt_ = (lockedAt_ + bytes) % Size();
+  }
+  unlocked_.notify_one();
+  return DS_OK;
 }
 
 bool CaptureRing::Contains(LPCVOID part, DWORD bytes) const {

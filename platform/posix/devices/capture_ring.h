@@ -17,7 +17,8 @@ namespace platform::detail {
 /// The worker is the ring's one writer. It writes behind the read position without a lock and moves the
 /// position under `lock_`, where it also signals the notifications that it has passed; GetCurrentPosition
 /// reads the position and withdraws them under the same lock. A reader that has fallen a whole ring behind is
-/// not waited for: the oldest data is overwritten.
+/// not waited for: the oldest data is overwritten. But what it has locked stays as it is until it is
+/// unlocked, for a second at the most: the source keeps what comes meanwhile, as far as it can.
 class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundNotify {
  public:
   /// Makes a ring with one reference, and its worker. @p format is consistent PCM and the source's own by
@@ -57,6 +58,7 @@ class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundN
   void Advance(DWORD bytes);
   void SignalStop();
   void WithdrawPassed();
+  DWORD RoomForWorker() const;
   bool Contains(LPCVOID part, DWORD bytes) const;
   DWORD Size() const { return static_cast<DWORD>(ring_.size()); }
 
@@ -75,6 +77,9 @@ class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundN
   bool looping_ = false;
   bool busy_ = false;  // the worker is at the source
   bool quit_ = false;
+  DWORD lockedAt_ = 0;  // the region that the reader has locked, from its offset on, across the ring's end
+  DWORD lockedBytes_ = 0;
+  std::condition_variable unlocked_;
 
   std::thread worker_;
 };
