@@ -1,7 +1,5 @@
 #pragma once
-// What the tests of capture share: bounded waiting, what a file must hold, the debug messages.
-
-#include <gtest/gtest.h>
+// What the tests of capture share: bounded waiting, the debug messages.
 
 #include <chrono>
 #include <cstdint>
@@ -9,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "capture/CMMWAVCapture.h"
@@ -19,16 +18,8 @@
 
 constexpr std::uint32_t kHeaderBytes = 56;
 
-/// Expects a finished file with the first bytes of the fake device's stream.
-inline void ExpectStream(const std::string& path, std::size_t bytes) {
-  const test::Bytes file = test::Load(path);
-  ASSERT_EQ(file.size(), kHeaderBytes + bytes) << path;
-  EXPECT_EQ(test::Number(file, 4), file.size() - 8);
-  EXPECT_EQ(test::Number(file, 52), bytes);
-  for (std::size_t k = 0; k < bytes; ++k) {
-    ASSERT_EQ(static_cast<std::uint8_t>(file[kHeaderBytes + k]), FakeDevice::Byte(k))
-        << path << ", byte " << k;
-  }
+inline WAVEFORMATEX Pcm(DWORD rate, WORD channels, WORD bits) {
+  return Format(rate, channels, bits);
 }
 
 /// Waits until @p condition holds, far longer than it should need. @return whether it came to hold

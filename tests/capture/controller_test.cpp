@@ -3,10 +3,11 @@
 #include "capture/CMMWAVCapture.h"
 #include "capture/Messages.h"
 #include "tests/capture/CaptureTools.h"
+#include "tests/capture/ExpectStream.h"
 
 namespace {
 
-const WAVEFORMATEX kFormat = Format(44100, 2, 16);
+const WAVEFORMATEX kFormat = Pcm(44100, 2, 16);
 
 class Controller : public testing::Test {
  protected:
@@ -228,14 +229,14 @@ TEST_F(Controller, FurtherControllersHaveRecordsOfTheirOwn) {
     CMMWAVCapture second;
     const HANDLE running = first.Create(kFormat, "first.wav", folder.Path().c_str(), &device.id);
     ASSERT_EQ(first.StartREC(), 1);
-    EXPECT_EQ(second.Create(Format(8000, 1, 8), &device.id), nullptr);
+    EXPECT_EQ(second.Create(Pcm(8000, 1, 8), &device.id), nullptr);
     EXPECT_EQ(second.GetSampleRate(), 0u);
     EXPECT_EQ(second.Exit(), -3);
     device.Deliver(2 * 44100);
     EXPECT_TRUE(Eventually([&] { return first.GetSamples() == 2 * 44100; }));
     EXPECT_EQ(first.Exit(), 1);
     CloseHandle(running);
-    const HANDLE next = second.Create(Format(8000, 1, 8), &device.id);
+    const HANDLE next = second.Create(Pcm(8000, 1, 8), &device.id);
     EXPECT_NE(next, nullptr);
     EXPECT_EQ(second.GetSampleRate(), 8000u);
     EXPECT_EQ(StateOf(second), kStateReady);
@@ -272,7 +273,7 @@ TEST_F(Controller, CopiesShareAndNeverEndTheirSourcesRun) {
 }
 
 TEST_F(Controller, CountsAndTimesRestOnTheBytesRecorded) {
-  WAVEFORMATEX odd = Format(22050, 1, 8);
+  WAVEFORMATEX odd = Pcm(22050, 1, 8);
   odd.nBlockAlign = 4;
   odd.cbSize = 7;
   thread = capture.Create(odd, &device.id);

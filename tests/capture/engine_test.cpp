@@ -3,6 +3,7 @@
 #include "capture/CMMCapture.h"
 #include "capture/Messages.h"
 #include "tests/capture/CaptureTools.h"
+#include "tests/capture/ExpectStream.h"
 
 namespace {
 
@@ -42,9 +43,9 @@ TEST_F(Engine, RingHasFourQuarterSecondSegmentsOfWholeBlocks) {
     WAVEFORMATEX format;
     DWORD segment;
     std::uint32_t segmentCount;
-  } const kCases[] = {{Format(44100, 2, 16), 44100, 4},
-                      {Format(22050, 1, 16), 11024, 4},  // 11025 bytes a quarter
-                      {Format(1500, 1, 8), 1024, 1}};    // the smallest segment
+  } const kCases[] = {{Pcm(44100, 2, 16), 44100, 4},
+                      {Pcm(22050, 1, 16), 11024, 4},  // 11025 bytes a quarter
+                      {Pcm(1500, 1, 8), 1024, 1}};    // the smallest segment
   for (const auto& c : kCases) {
     ASSERT_EQ(Init(c.format), 1);
     EXPECT_EQ(device.ringBytes, 4 * c.segment);
@@ -74,7 +75,7 @@ TEST_F(Engine, RingHasFourQuarterSecondSegmentsOfWholeBlocks) {
 
 TEST_F(Engine, DrainTakesWholeSegmentsAndCrossesTheRingsEnd) {
   MessageLog log;
-  ASSERT_EQ(Init(Format(44100, 2, 16)), 1);
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
   OpenAndStart();
   log.Fetch();
 
@@ -116,7 +117,7 @@ TEST_F(Engine, LevelIsTheHighestSampleOfTheFirstPart) {
   engine.GetMax8(bytes, 0);
   EXPECT_EQ(engine.GetMaxLevel(), 100);
 
-  ASSERT_EQ(Init(Format(8192, 1, 8)), 1);  // segments of 2048 bytes
+  ASSERT_EQ(Init(Pcm(8192, 1, 8)), 1);  // segments of 2048 bytes
   OpenAndStart();
   device.Deliver(6144 + 37);
   EXPECT_EQ(engine.Write(), 6144);
@@ -131,7 +132,7 @@ TEST_F(Engine, PlatformFailuresLeaveTheReadPosition) {
   EXPECT_EQ(engine.StartREC(), 0);
   EXPECT_EQ(engine.StopREC(), 0);
   EXPECT_EQ(engine.Write(), 0);
-  ASSERT_EQ(Init(Format(8192, 1, 8)), 1);
+  ASSERT_EQ(Init(Pcm(8192, 1, 8)), 1);
   OpenAndStart();
   device.Deliver(4096);
   device.faults.position = E_FAIL;
@@ -158,7 +159,7 @@ TEST_F(Engine, StartUpStopsAtTheStepThatFails) {
   MessageLog log;
   const auto attempt = [&](std::atomic<HRESULT>& fault, HRESULT value, std::uint32_t state) {
     fault = value;
-    EXPECT_EQ(Init(Format(44100, 2, 16)), value);
+    EXPECT_EQ(Init(Pcm(44100, 2, 16)), value);
     EXPECT_EQ(dat.state, state);
     fault = S_OK;
     engine.Free(0);
@@ -176,7 +177,7 @@ TEST_F(Engine, StartUpStopsAtTheStepThatFails) {
 }
 
 TEST_F(Engine, NeverSignalsTheOwnerOfAnEarlierRun) {
-  ASSERT_EQ(Init(Format(44100, 2, 16)), 1);
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
   EXPECT_EQ(engine.OwnerCall(), 1);
   EXPECT_EQ(WaitForSingleObject(dat.ownerEvent, 0), WAIT_OBJECT_0);
   engine.Free(0);
@@ -184,12 +185,12 @@ TEST_F(Engine, NeverSignalsTheOwnerOfAnEarlierRun) {
   CloseHandle(dat.ownerEvent);
 
   device.faults.open = DSERR_NODRIVER;
-  EXPECT_EQ(Init(Format(44100, 2, 16)), DSERR_NODRIVER);
+  EXPECT_EQ(Init(Pcm(44100, 2, 16)), DSERR_NODRIVER);
   EXPECT_EQ(engine.OwnerCall(), 0);
 }
 
 TEST_F(Engine, EventsFollowTheCommandIndices) {
-  ASSERT_EQ(Init(Format(44100, 2, 16)), 1);
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
   EXPECT_EQ(engine.MsgWait(0), WAIT_TIMEOUT);
   EXPECT_EQ(engine.SetEvent(kCommandStop), 1);
   EXPECT_EQ(engine.MsgWait(0), 1u + kCommandStop);

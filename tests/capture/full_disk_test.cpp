@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "tests/capture/CaptureTools.h"
+#include "tests/capture/ExpectStream.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ TEST_P(FullDisk, EndsTheRunAndFinishesTheFile) {
   CMMWAVCapture capture;
   {
     const test::FileSizeLimit full(limit);
-    const HANDLE thread = capture.Create(Format(8000, 2, 16), "take.wav", folder.Path().c_str(), &device.id);
+    const HANDLE thread = capture.Create(Pcm(8000, 2, 16), "take.wav", folder.Path().c_str(), &device.id);
     ASSERT_EQ(capture.StartREC(), 1);
     for (int segment = 0; segment < 100 && StateOf(capture) == kStateCapturing; ++segment) {
       const std::uint32_t before = capture.GetSamples();

@@ -9,6 +9,7 @@
 
 #include "capture/CMMWAVCapture.h"
 #include "tests/capture/CaptureTools.h"
+#include "tests/capture/ExpectStream.h"
 #include "tests/support/AllocationCounter.h"
 
 namespace {
@@ -73,7 +74,7 @@ TEST(CaptureStress, TakesAreWholeUnderLoadAndHeldUpDrains) {
   };
   const Load load;
   CMMWAVCapture capture;
-  const HANDLE thread = capture.Create(Format(4096, 1, 8), &device.id);  // segments of 1024 bytes
+  const HANDLE thread = capture.Create(Pcm(4096, 1, 8), &device.id);  // segments of 1024 bytes
   ASSERT_NE(thread, nullptr);
   std::optional<Feeder> feeder(std::in_place, device, capture);
   std::mt19937 random(2);
@@ -100,7 +101,7 @@ TEST(CaptureStress, NothingIsAllocatedWhileARecordingRuns) {
   TempFolder folder;
   CMMWAVCapture capture;
   const HANDLE thread =
-      capture.Create(Format(44100, 2, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
+      capture.Create(Pcm(44100, 2, 16), "take.wav", folder.Path().c_str(), &platform::kSignalDevice);
   ASSERT_EQ(capture.StartREC(), 1);
   while (capture.GetPlayTime() < 0.25) Sleep(1);  // whatever is made at the first use is made by now
   const long blocks = BlocksTaken();
@@ -134,7 +135,7 @@ TEST(CaptureStress, AThousandRunsLeaveNothingBehind) {
       threads = Entries("/proc/self/task");
     }
     CMMWAVCapture capture;
-    const HANDLE thread = capture.Create(Format(4096, 1, 8), "take.wav", folder.Path().c_str(), &device.id);
+    const HANDLE thread = capture.Create(Pcm(4096, 1, 8), "take.wav", folder.Path().c_str(), &device.id);
     ASSERT_EQ(capture.StartREC(), 1);
     device.Deliver(1024);
     ASSERT_TRUE(Eventually([&] { return capture.GetSamples() == 1024; }));
