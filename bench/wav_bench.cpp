@@ -31,7 +31,9 @@ std::string Setting(const char* name, const char* usual) {
 }
 
 const std::size_t kFileBytes = std::stoul(Setting("WAV_BENCH_MIB", "512")) << 20;
-const std::string kFile = Setting("WAV_BENCH_DIR", "/dev/shm") + "/wav_bench-" + std::to_string(getpid()) + ".wav";
+// A name of this process's own: two runs side by side must not write into each other's file.
+const std::string kFile =
+    Setting("WAV_BENCH_DIR", "/dev/shm") + "/wav_bench-" + std::to_string(getpid()) + ".wav";
 
 SF_INFO SoundInfo() {
   SF_INFO info = {};

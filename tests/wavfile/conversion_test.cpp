@@ -207,7 +207,7 @@ TEST_F(Scripted, RefusesFormatsThatItCannotWorkWith) {
 
 TEST_F(Conversion, WithoutADriverNothingIsSetUp) {
   CMMWav wav;
-  ASSERT_EQ(wav.Open(Make(Format(8000, 1, 16), 100).c_str()), 1);
+  ASSERT_EQ(wav.Open(Make(Format(8000, 1, 16), Pattern(200)).c_str()), 1);
   std::uint8_t* output = nullptr;
   EXPECT_EQ(wav.BeginConvert(kOneStage, Format(8000, 1, 24), &output, nullptr), 0u);
   EXPECT_EQ(Stream(wav), nullptr);

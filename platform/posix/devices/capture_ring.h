@@ -18,7 +18,7 @@ namespace platform::detail {
 /// position under `lock_`, where it also signals the notifications that it has passed; GetCurrentPosition
 /// reads the position and withdraws them under the same lock. A reader that has fallen a whole ring behind is
 /// not waited for: the oldest data is overwritten. But what it has locked stays as it is until it is
-/// unlocked, for a second at the most: the source keeps what comes meanwhile, as far as it can.
+/// unlocked, for a fifth of a second at the most: the source keeps what comes meanwhile, as far as it can.
 class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundNotify {
  public:
   /// Makes a ring with one reference, and its worker. @p format is consistent PCM and the source's own by
