@@ -10,22 +10,16 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 
 #include "AcmTools.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/files.h"
 
 namespace {
 
 using Samples = std::vector<std::int16_t>;
-
-Bytes ReadAll(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(file), {});
-}
 
 struct Wav {
   Format format;
@@ -33,7 +27,7 @@ struct Wav {
 };
 
 Wav ReadWav(const std::string& path) {
-  const Bytes all = ReadAll(path);
+  const Bytes all = test::Load<BYTE>(path);
   Bytes format;
   Bytes data;
   for (std::size_t place = 12; place + 8 <= all.size();) {
@@ -47,26 +41,6 @@ Wav ReadWav(const std::string& path) {
   }
   format.resize(std::max(format.size(), sizeof(WAVEFORMATEX)));
   return {Format(format), data};
-}
-
-void WriteWav(const std::string& path, const Format& format, const Bytes& data, DWORD frames) {
-  std::ofstream file(path, std::ios::binary);
-  const auto number = [&](std::size_t value) {
-    const auto bits = static_cast<DWORD>(value);
-    file.write(reinterpret_cast<const char*>(&bits), sizeof bits);
-  };
-  const auto chunk = [&](const char* id, const Bytes& bytes) {
-    file.write(id, 4);
-    number(bytes.size());
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    if (bytes.size() % 2) file.put(0);
-  };
-  file.write("RIFF", 4);
-  number(4 + 8 + format.Whole().size() + 12 + 8 + data.size() + data.size() % 2);
-  file.write("WAVE", 4);
-  chunk("fmt ", format.Whole());
-  chunk("fact", ToBytes(std::vector<DWORD>{frames}));
-  chunk("data", data);
 }
 
 /// Loud and soft tones, noise at full scale and steps: what makes a codec clip and jump.
@@ -117,7 +91,7 @@ class AcmPeer : public testing::TestWithParam<std::tuple<Case, WORD>> {
 
   void SetUp() override {
     if (!*SOX_PROGRAM || !*FFMPEG_PROGRAM) GTEST_SKIP() << "sox and ffmpeg are not installed";
-    WriteWav(folder.File("in.wav"), Pcm(kRate, channels, 16), ToBytes(signal), 20001);
+    test::StoreWav(folder.File("in.wav"), Pcm(kRate, channels, 16).Whole(), signal, 20001);
   }
 
   static void Command(const std::string& line) { ASSERT_EQ(std::system(line.c_str()), 0) << line; }
@@ -138,7 +112,7 @@ class AcmPeer : public testing::TestWithParam<std::tuple<Case, WORD>> {
     Command(program == kSox
                 ? std::string(SOX_PROGRAM) + " -D -V1 " + in + " -t raw -e signed -b 16 " + out
                 : std::string(FFMPEG_PROGRAM) + " -v error -y -i " + in + " -f s16le -c:a pcm_s16le " + out);
-    return ToSamples<std::int16_t>(ReadAll(out));
+    return ToSamples<std::int16_t>(test::Load<BYTE>(out));
   }
 
   Samples OwnDecoded(const Wav& wav) const {
@@ -175,7 +149,7 @@ TEST_P(AcmPeer, OurFilesDecodeToOurSamplesAndSoundNoWorse) {
     Conversion conversion(Pcm(kRate, channels, 16), wav.format);
     ASSERT_EQ(conversion.open, MMSYSERR_NOERROR);
     wav.data = conversion.Run(ToBytes(signal), ACM_STREAMCONVERTF_END);
-    WriteWav(folder.File("ours.wav"), wav.format, wav.data, 20001);
+    test::StoreWav(folder.File("ours.wav"), wav.format.Whole(), wav.data, 20001);
     const Samples own = OwnDecoded(wav);
     RecordProperty(maker == kSox ? "sox" : "ffmpeg", std::to_string(theirs));
     RecordProperty("own", std::to_string(Decibels(signal, own)));
@@ -189,7 +163,7 @@ TEST(AcmPeerPcm, AgreesWithSoxWithinOneStepOfTheSmallerFormat) {
   if (!*SOX_PROGRAM) GTEST_SKIP() << "sox is not installed";
   TempFolder folder;
   for (const WORD channels : {WORD{1}, WORD{2}}) {
-    WriteWav(folder.File("in.wav"), Pcm(8000, channels, 16), ToBytes(Signal(20001, channels)), 20001);
+    test::StoreWav(folder.File("in.wav"), Pcm(8000, channels, 16).Whole(), Signal(20001, channels), 20001);
     for (const auto& [bits, outChannels, outBits] : {std::array<WORD, 3>{16, 1, 8},
                                                      {16, 2, 8},
                                                      {16, 1, 16},
