@@ -115,22 +115,33 @@ class Encoder final : public BlockStream {
   }
 };
 
+class BlockDriver final : public BuiltInDriver {
+ public:
+  BlockDriver(const DriverCard& card, CodecMaker make) : BuiltInDriver(card), make_(make) {}
+
+  MMRESULT Open(const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
+                std::unique_ptr<ConversionStream>& stream) const override {
+    const bool decodes = IsPcm(destination);
+    const WAVEFORMATEX& pcm = decodes ? destination : source;
+    if (!IsPcm(pcm) || !SameRateAndChannels(source, destination)) return ACMERR_NOTPOSSIBLE;
+    auto codec = make_(decodes ? source : destination);
+    if (!codec) return ACMERR_NOTPOSSIBLE;
+    if (decodes) {
+      stream = std::make_unique<Decoder>(std::move(codec), pcm);
+    } else {
+      stream = std::make_unique<Encoder>(std::move(codec), pcm);
+    }
+    return MMSYSERR_NOERROR;
+  }
+
+ private:
+  const CodecMaker make_;
+};
+
 }  // namespace
 
-MMRESULT OpenBlockStream(std::unique_ptr<BlockCodec> (*make)(const WAVEFORMATEX& format),
-                         const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
-                         std::unique_ptr<ConversionStream>& stream) {
-  const bool decodes = IsPcm(destination);
-  const WAVEFORMATEX& pcm = decodes ? destination : source;
-  if (!IsPcm(pcm) || !SameRateAndChannels(source, destination)) return ACMERR_NOTPOSSIBLE;
-  auto codec = make(decodes ? source : destination);
-  if (!codec) return ACMERR_NOTPOSSIBLE;
-  if (decodes) {
-    stream = std::make_unique<Decoder>(std::move(codec), pcm);
-  } else {
-    stream = std::make_unique<Encoder>(std::move(codec), pcm);
-  }
-  return MMSYSERR_NOERROR;
+std::shared_ptr<const ConversionDriver> MakeBlockDriver(const DriverCard& card, CodecMaker make) {
+  return std::make_shared<BlockDriver>(card, make);
 }
 
 }  // namespace platform::detail

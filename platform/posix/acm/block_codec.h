@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "platform/posix/acm_driver.h"
+#include "platform/posix/acm/builtin_driver.h"
 
 namespace platform::detail {
 
@@ -27,14 +27,14 @@ class BlockCodec {
   virtual void Restart() {}
 };
 
-/// Opens a stream of a block codec's driver: from its format to PCM of the same rate and channels, or the
-/// other way. To PCM, every block whose frames have room is taken. From PCM, every whole block is made; with
+/// Gives the codec of a format, or null for a format that is not the driver's.
+using CodecMaker = std::unique_ptr<BlockCodec> (*)(const WAVEFORMATEX& format);
+
+/// The driver of a block codec: from its format to PCM of the same rate and channels, and the other way. To
+/// PCM, every block whose frames have room is taken. From PCM, every whole block is made; with
 /// ACM_STREAMCONVERTF_END and without ACM_STREAMCONVERTF_BLOCKALIGN the frames left over make a last one, in
 /// which the last frame goes on.
-/// @param make gives the codec of a format, or null for a format that is not the driver's
-MMRESULT OpenBlockStream(std::unique_ptr<BlockCodec> (*make)(const WAVEFORMATEX& format),
-                         const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
-                         std::unique_ptr<ConversionStream>& stream);
+std::shared_ptr<const ConversionDriver> MakeBlockDriver(const DriverCard& card, CodecMaker make);
 
 /// Samples of one channel of interleaved frames.
 template <class Sample>

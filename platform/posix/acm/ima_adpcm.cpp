@@ -134,22 +134,12 @@ std::unique_ptr<BlockCodec> MakeCodec(const WAVEFORMATEX& format) {
   return ExtraWord(format, 0) == codec->FramesIn(format.nBlockAlign) ? std::move(codec) : nullptr;
 }
 
-class ImaDriver final : public BuiltInDriver {
- public:
-  ImaDriver()
-      : BuiltInDriver({ACMDRIVERDETAILS_SUPPORTF_CODEC, 2, "IMA ADPCM", "IMA ADPCM",
-                       "IMA ADPCM of 4 bits a sample, 1 and 2 channels."}) {}
-
-  MMRESULT Open(const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
-                std::unique_ptr<ConversionStream>& stream) const override {
-    return OpenBlockStream(MakeCodec, source, destination, stream);
-  }
-};
-
 }  // namespace
 
 std::shared_ptr<const ConversionDriver> MakeImaAdpcmDriver() {
-  return std::make_shared<ImaDriver>();
+  return MakeBlockDriver({ACMDRIVERDETAILS_SUPPORTF_CODEC, 2, "IMA ADPCM", "IMA ADPCM",
+                          "IMA ADPCM of 4 bits a sample, 1 and 2 channels."},
+                         MakeCodec);
 }
 
 }  // namespace platform::detail
