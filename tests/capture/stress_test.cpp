@@ -124,13 +124,13 @@ std::size_t Entries(const char* folder) {
 TEST(CaptureStress, AThousandRunsLeaveNothingBehind) {
   TempFolder folder;
   FakeDevice device;
-  std::size_t memory = 0;
+  long blocks = 0;
   std::size_t files = 0;
   std::size_t threads = 0;
   constexpr int kWarmUp = 20;
   for (int run = 0; run < kWarmUp + 1000; ++run) {
     if (run == kWarmUp) {
-      memory = mallinfo2().uordblks;
+      blocks = BlocksHeld();
       files = Entries("/proc/self/fd");
       threads = Entries("/proc/self/task");
     }
@@ -145,9 +145,7 @@ TEST(CaptureStress, AThousandRunsLeaveNothingBehind) {
   }
   EXPECT_TRUE(Eventually([&] { return Entries("/proc/self/task") <= threads; }));
   EXPECT_EQ(Entries("/proc/self/fd"), files);
-  // The allocator's own caches of each thread move this a little; a block of any size lost in each run is
-  // more.
-  EXPECT_LE(mallinfo2().uordblks, memory + 12000);
+  EXPECT_TRUE(Eventually([&] { return BlocksHeld() == blocks; })) << BlocksHeld() - blocks;
   EXPECT_EQ(device.objects, 0);
 }
 

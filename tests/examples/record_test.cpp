@@ -63,7 +63,7 @@ TEST_F(Record, WritesFilesThatOthersRead) {
     // Whole segments, at least as long as asked for; a machine under load may be late to stop.
     const long frames = Soxi("-s", file_);
     EXPECT_GE(frames, f.rate * 3 / 4);
-    EXPECT_LE(frames, f.rate * 60);
+    EXPECT_LE(frames, f.rate * 10);
     EXPECT_EQ(frames % (f.rate / 4), 0);
     EXPECT_EQ(fs::file_size(file_), static_cast<std::uintmax_t>(56 + frames * f.channels * f.bits / 8));
     EXPECT_GT(RmsBySox(file_), 0.01);

@@ -8,10 +8,15 @@
 #include <new>
 
 static std::atomic<long> blocksTaken{0};
+static std::atomic<long> blocksGiven{0};
 static std::atomic<long> blocksLeft{-1};
 
 long BlocksTaken() {
   return blocksTaken;
+}
+
+long BlocksHeld() {
+  return blocksTaken - blocksGiven;
 }
 
 void LimitBlocks(long left) {
@@ -22,6 +27,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   ++blocksTaken;
   if (blocksLeft >= 0 && blocksLeft-- == 0) {
     blocksLeft = 0;
+    ++blocksGiven;
     return nullptr;
   }
   return std::malloc(size != 0 ? size : 1);
@@ -37,14 +43,15 @@ void* operator new[](std::size_t size) {
   return operator new(size);
 }
 void operator delete(void* block) noexcept {
+  if (block != nullptr) ++blocksGiven;
   std::free(block);
 }
 void operator delete[](void* block) noexcept {
-  std::free(block);
+  operator delete(block);
 }
 void operator delete(void* block, std::size_t) noexcept {
-  std::free(block);
+  operator delete(block);
 }
 void operator delete[](void* block, std::size_t) noexcept {
-  std::free(block);
+  operator delete(block);
 }

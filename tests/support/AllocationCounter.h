@@ -5,5 +5,8 @@
 /// Blocks that the whole process has taken so far.
 long BlocksTaken();
 
+/// Those of them that have not been given back.
+long BlocksHeld();
+
 /// Lets the heap give this many blocks more, and none after them. Negative: no end.
 void LimitBlocks(long left);
