@@ -7,7 +7,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -16,6 +15,7 @@
 #include "examples/drivers.h"
 #include "examples/output_file.h"
 #include "examples/progress.h"
+#include "examples/stop.h"
 #include "examples/wav_text.h"
 #include "wavfile/CMMWav.h"
 
@@ -25,12 +25,6 @@ constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 constexpr double kLargestFile = 4294967000.0;  // the sizes in a WAV file have 32 bits
 constexpr std::uint32_t kLowestRate = 8;       // lower ones have no half seconds worth the name
-
-volatile std::sig_atomic_t stopWanted = 0;
-
-void OnSignal(int) {
-  stopWanted = 1;
-}
 
 // Ends the program with a sentence for the user. Thrown rather than printed where it arises, so that every
 // file on the way is closed and removed.
@@ -210,19 +204,6 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_flag("--list-drivers", options.list, "List the conversion drivers and leave");
 }
 
-// A file that reaches the system's size limit is a failed write, not the program's end; all other signals
-// that are meant to end it remove what is half made.
-void SetSignals() {
-  std::signal(SIGINT, OnSignal);
-  std::signal(SIGTERM, OnSignal);
-#ifdef SIGHUP
-  std::signal(SIGHUP, OnSignal);
-#endif
-#ifdef SIGXFSZ
-  std::signal(SIGXFSZ, SIG_IGN);
-#endif
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -237,7 +218,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kWrongUse;
   }
-  SetSignals();
+  CatchStopSignals();
   try {
     options.list ? List() : Convert(options);
     return 0;
