@@ -99,7 +99,7 @@ std::int32_t MMWavUnit::OpenWFile(const char* file) {
     CloseWFile();
     return kNotRead;
   }
-  mmioAscend(hmmio, &format, 0);  // if it fails, so does the search
+  mmioAscend(hmmio, &format, 0);  // whether it worked, the search behind it tells
   if (mmioDescend(hmmio, &data, &riff, MMIO_FINDCHUNK) != 0) {
     CloseWFile();
     return kNotRead;
