@@ -1,7 +1,8 @@
 // Speed of WavUnit and MMWavUnit against the system's own calls, side by side in one run.
 //
 // Every case moves the same bytes through one of three: either reader, or plain read and write. Files lie in
-// memory-backed storage, so that the programs are measured and not a disk. Compare medians within one run:
+// memory-backed storage, so that the programs are measured and not a disk. Compare medians of the CPU time
+// within one run; all work is the process's own, and on a busy machine the clock's time tells of others:
 //
 //   build/release/bin/units_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 //
