@@ -1,0 +1,37 @@
+// Level and simple filters: FstLPF, LVS, CPRS, HgainUnit.
+#include <cmath>
+
+#include "harmony/HarmonyUnit.h"
+
+double HarmonyUnit::FstLPF(std::int32_t sample) {
+  return FstLPF(static_cast<double>(sample));
+}
+
+double HarmonyUnit::FstLPF(double sample) {
+  const double before = fstLPFState;
+  const double after = fstLPFFeedback * before + sample;
+  fstLPFState = after;
+  return before * fstLPFOldGain + after * fstLPFNewGain;
+}
+
+double HarmonyUnit::LVS(std::int32_t sample) {
+  return LVS(static_cast<double>(sample));
+}
+
+double HarmonyUnit::LVS(double sample) {
+  const double before = lvsLevel;
+  const double gap = std::fabs(sample) - before;
+  lvsLevel = gap * (gap < 0.0 ? lvsFall : lvsRise) + before;
+  return before;
+}
+
+double HarmonyUnit::CPRS(double level) {
+  if (level > cprsThreshold) return (1.0 / level) * cprsScale + cprsOffset;
+  return cprsMaxGain;
+}
+
+void HarmonyUnit::HgainUnit(double target1, double target2, double target3) {
+  hgain1 = hgainInput * target1 + hgainHold * hgain1;
+  hgain2 = hgainInput * target2 + hgainHold * hgain2;
+  hgain3 = hgainInput * target3 + hgainHold * hgain3;
+}
