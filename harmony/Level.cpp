@@ -1,6 +1,9 @@
 // Level and simple filters: FstLPF, LVS, CPRS, HgainUnit.
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
+#include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
 
 double HarmonyUnit::FstLPF(std::int32_t sample) {
@@ -21,7 +24,15 @@ double HarmonyUnit::LVS(std::int32_t sample) {
 double HarmonyUnit::LVS(double sample) {
   const double before = lvsLevel;
   const double gap = std::fabs(sample) - before;
-  lvsLevel = gap * (gap < 0.0 ? lvsFall : lvsRise) + before;
+  // A voice crosses its level at random, so nothing is to hang on the side it is on: with equal coefficients
+  // there is no choice, with others it is a selection.
+  const double rise = lvsRise;
+  const double fall = lvsFall;
+  if (std::bit_cast<std::uint64_t>(rise) == std::bit_cast<std::uint64_t>(fall)) [[likely]] {
+    lvsLevel = gap * rise + before;
+  } else {
+    lvsLevel = gap * (HARMONY_EVEN_ODDS(gap < 0.0) ? fall : rise) + before;
+  }
   return before;
 }
 

@@ -23,13 +23,14 @@ double HarmonyUnit::VPF(double sample) {
 
 void HarmonyUnit::PitchExt(double pulse, double level) {
   if (pitchLevelFloor > level) return;
-  const bool peak = pulse > pitchPeak;
-  pitchPeak = pitchPeakDecay * (peak ? pulse : pitchPeak);
+  const double highest = pitchPeak;
+  const bool peak = pulse > highest;
+  pitchPeak = pitchPeakDecay * (peak ? pulse : highest);
   const std::int32_t next = harmony::WrappingAdd(pitchCount, pitchCountStep);
   const std::int32_t count = next >= pitchCountMax ? pitchCountMax : next;
   pitchCount = count;
   if (peak && count >= pitchCountMin) {
-    pitchValue = VirturalFl(ashift(count, -5), 16);
+    pitchValue = harmony::FixedPoint(harmony::Shift(count, -5), 16);
     pitchCount = 0;
   }
 }
@@ -43,5 +44,5 @@ std::int32_t HarmonyUnit::fix(double value) {
 }
 
 double HarmonyUnit::VirturalFl(std::int32_t value, std::uint16_t fractionBits) {
-  return std::ldexp(value, -static_cast<int>(fractionBits));
+  return harmony::FixedPoint(value, fractionBits);
 }
