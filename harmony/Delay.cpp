@@ -4,6 +4,7 @@
 
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
+#include "harmony/Products.h"
 
 namespace {
 
@@ -66,18 +67,22 @@ struct Ring {
   }
 };
 
-template <class Line>
-double Tap(const Line& line, const double* delay, double gain) {
-  return delay == nullptr ? 0.0 : line.At(*delay) * gain;
+template <class Line, class Product>
+double Tap(const Line& line, const double* delay, double gain, Product times) {
+  return delay == nullptr ? 0.0 : times(line.At(*delay), gain);
 }
 
 template <class Line>
 double Mix(const Line& line, const HarmonyUnit& unit, const double* tap1, const double* tap2,
            const double* tap3) {
-  const double t1 = Tap(line, tap1, unit.hgain1);
-  const double t2 = Tap(line, tap2, unit.hgain2);
-  const double t3 = Tap(line, tap3, unit.hgain3);
-  return ((t3 + t2) + t1) * 0.3333333333333333;
+  const bool faded =
+      harmony::Faded(unit.hgain1) || harmony::Faded(unit.hgain2) || harmony::Faded(unit.hgain3);
+  return harmony::WithProducts(faded, [&](auto times) {
+    const double t1 = Tap(line, tap1, unit.hgain1, times);
+    const double t2 = Tap(line, tap2, unit.hgain2, times);
+    const double t3 = Tap(line, tap3, unit.hgain3, times);
+    return times(0.3333333333333333, (t3 + t2) + t1);
+  });
 }
 
 }  // namespace

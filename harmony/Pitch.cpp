@@ -3,9 +3,11 @@
 
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
+#include "harmony/Products.h"
 
 double HarmonyUnit::VPF(double sample) {
-  const double u = sample * vpfInputScale;
+  const double u = harmony::WithProducts(harmony::Faded(sample),
+                                         [this, sample](auto times) { return times(vpfInputScale, sample); });
   const double x = vpfX;
   const double y = vpfY;
   const double square = x * x;
@@ -25,7 +27,9 @@ void HarmonyUnit::PitchExt(double pulse, double level) {
   if (pitchLevelFloor > level) return;
   const double highest = pitchPeak;
   const bool peak = pulse > highest;
-  pitchPeak = pitchPeakDecay * (peak ? pulse : highest);
+  const double now = peak ? pulse : highest;
+  pitchPeak = harmony::WithProducts(harmony::Faded(now),
+                                    [this, now](auto times) { return times(pitchPeakDecay, now); });
   const std::int32_t next = harmony::WrappingAdd(pitchCount, pitchCountStep);
   const std::int32_t count = next >= pitchCountMax ? pitchCountMax : next;
   pitchCount = count;
