@@ -5,25 +5,11 @@
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
 #include "harmony/Products.h"
+#include "harmony/Section.h"
 
 namespace {
 
-struct Coefficients {
-  double feedback;
-  double oldGain;
-  double newGain;
-};
-
-/// Moves the state of a first-order section. @return the state after
-template <class Product>
-double Advance(double& state, double sample, double feedback, Product times) {
-  return state = times(feedback, state) + sample;
-}
-
-template <class Product>
-double Output(double before, double after, const Coefficients& c, Product times) {
-  return times(c.newGain, after) + times(c.oldGain, before);
-}
+using harmony::Coefficients;
 
 /// Whether a section's output times a gain is sure to lie between -1 and 1.
 bool Inaudible(double before, double after, const Coefficients& c, double gain) {
@@ -38,11 +24,11 @@ std::int32_t Chain(double& lpfState, double& hpfState, double sample, const Coef
   const double hpfBefore = hpfState;
   const bool faded = harmony::Faded(lpfBefore) || harmony::Faded(hpfBefore);
   return harmony::WithProducts(faded, [&](auto times) {
-    const double lpfAfter = Advance(lpfState, sample, lpf.feedback, times);
-    const double y = Output(lpfBefore, lpfAfter, lpf, times);
-    const double hpfAfter = Advance(hpfState, y, hpf.feedback, times);
+    const double lpfAfter = harmony::Advance(lpfState, sample, lpf.feedback, times);
+    const double y = harmony::Output(lpfBefore, lpfAfter, lpf, times);
+    const double hpfAfter = harmony::Advance(hpfState, y, hpf.feedback, times);
     if (times.kFaded && Inaudible(hpfBefore, hpfAfter, hpf, gain)) return std::int32_t{0};
-    return harmony::Saturate(times(gain, Output(hpfBefore, hpfAfter, hpf, times)));
+    return harmony::Saturate(times(gain, harmony::Output(hpfBefore, hpfAfter, hpf, times)));
   });
 }
 
