@@ -17,10 +17,10 @@
 /// on the same scale, full scale 2^31. Delay values and pitchValue count samples.
 ///
 /// Arithmetic: double precision in one fixed order of operations, the same to the bit on every processor and
-/// with every compiler; where sines, cosines and powers enter (LPFParam, HPFParam, NRAuto), to the last bit
-/// or two of the system's mathematics library. Nothing is reported and nothing is clamped but what is said
-/// below: NaN and infinities go through the states as the arithmetic has it, and a state that became NaN
-/// stays so. Costs hold in silence too: states that have decayed below the normal numbers are no slower.
+/// with every compiler; where sines, cosines and powers enter (NRIn with frequencies, NRAuto), to the last
+/// bit or two of the system's mathematics library. Nothing is reported and nothing is clamped but what is
+/// said below: NaN and infinities go through the states as the arithmetic has it, and a state that became NaN
+/// stays so.
 ///
 /// Silence: decaying states end below the normal numbers; there a stage is up to three times slower than in
 /// sound, not the fifty times that the processor alone would make it.
