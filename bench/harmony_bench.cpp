@@ -8,7 +8,7 @@
 // aubio's pitch trackers, where the build found them, over the same voice in blocks of 2048 with hops of 256
 // (its own default) and 512. One core:
 //
-//   taskset -c 1 build/release/bin/harmony_bench --benchmark_repetitions=5
+//   taskset -c 1 build/release/bin/harmony_bench --benchmark_repetitions=5 --benchmark_min_time=0.02
 #include <benchmark/benchmark.h>
 #ifdef BENCH_AUBIO
 #include <aubio/aubio.h>
