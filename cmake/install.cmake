@@ -10,6 +10,7 @@ set(CMM_INSTALLED_HEADERS
   wavfile/CMMWav.h
   resample/AudioLinearFilter.h
   capture/ThreadDAT.h capture/CMMCapture.h capture/CaptureThread.h capture/CMMWAVCapture.h
+  harmony/HarmonyUnit.h
   units/WavUnit.h
   units/MMWavUnit.h
   platform/platform.h platform/export.h)
