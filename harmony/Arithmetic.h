@@ -6,6 +6,10 @@
 #include <cstdint>
 #include <limits>
 
+/// Marks a condition as unpredictable, so that what hangs on it becomes a selection and no jump. A macro,
+/// because the mark does not outlive the inlining of a function.
+#define HARMONY_EVEN_ODDS(condition) (__builtin_expect_with_probability((condition), 1, 0.5) != 0)
+
 namespace harmony {
 
 /// Cut toward zero, saturating at the 32-bit limits; a NaN gives the lower one.
@@ -20,6 +24,12 @@ inline std::int32_t Shift(std::int32_t value, std::int32_t count) {
   if (count >= 32) return 0;
   if (count > 0) return static_cast<std::int32_t>(static_cast<std::uint32_t>(value) << count);
   return value >> (count < -31 ? 31 : -count);
+}
+
+/// A word with fraction bits as a number, exactly; 0.0 where that is no double any more.
+inline double FixedPoint(std::int32_t value, std::uint16_t fractionBits) {
+  if (fractionBits > 1022) return std::ldexp(value, -static_cast<int>(fractionBits));
+  return value * std::bit_cast<double>(std::uint64_t{1023u - fractionBits} << 52);
 }
 
 /// Modulo 2^32.

@@ -1,10 +1,10 @@
 // The modulated delay: LF0adr, which moves the delay values, and MDLY, which reads the line at them.
-#include <algorithm>
 #include <cmath>
-#include <cstddef>
+#include <cstdint>
 
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
+#include "harmony/Products.h"
 
 namespace {
 
@@ -14,44 +14,75 @@ double Step(double delay, double rate, double bound) {
   return moved * rate >= 0.0 && std::fabs(moved) >= bound ? -moved : moved;
 }
 
-/// How positions become entries of the line.
-struct Straight {
-  const std::int32_t* line;
-  std::int32_t operator()(std::int64_t position) const { return line[position]; }
+/// A tap between two entries, or on the lower one.
+struct Place {
+  std::int64_t lower;
+  double fraction;
 };
 
-/// 1024 entries; positions are held at 0 and 1024, the first and the last that the ring has.
-struct Ring {
+/// @param whole the delay value cut toward zero
+Place Between(double delay, std::int32_t whole) {
+  // Cutting went up, past the lower entry, where a negative value is not whole.
+  const bool up = delay < whole;
+  // What is added turns -0.0 into 0.0, which no tap shows: the product is added to an entry.
+  return {std::int64_t{512} + whole - up, (delay - whole) + up};
+}
+
+double Interpolate(std::int32_t lo, std::int32_t hi, double fraction) {
+  return harmony::WrappingSubtract(hi, lo) * fraction + lo;
+}
+
+/// Positions are entries.
+struct Straight {
   const std::int32_t* line;
-  std::int32_t ring;
-  std::int32_t operator()(std::int64_t position) const {
-    const auto held = static_cast<std::uint32_t>(std::clamp<std::int64_t>(position, 0, 1024));
-    return line[(held + static_cast<std::uint32_t>(ring)) & 1023];
+
+  double At(double delay) const {
+    const Place place = Between(delay, harmony::Saturate(delay));
+    return Interpolate(line[place.lower], line[place.lower + 1], place.fraction);
   }
 };
 
-template <class Line>
-double Tap(const Line& line, const double* delay, double gain) {
-  if (delay == nullptr) return 0.0;
-  const double d = *delay;
-  const std::int32_t whole = harmony::Saturate(d);
-  // Cutting went up, past the lower of the two entries, where a negative value is not whole.
-  const bool up = d < whole;
-  const std::int64_t lower = std::int64_t{512} + whole - up;
-  // -0.0 becomes 0.0 here, which no tap shows: its product is added to an entry.
-  const double fraction = (d - whole) + up;
-  const std::int32_t lo = line(lower);
-  const std::int32_t hi = line(lower + 1);
-  return (harmony::WrappingSubtract(hi, lo) * fraction + lo) * gain;
+/// 1024 entries, the first of them at position -ring.
+struct Ring {
+  const std::int32_t* line;
+  std::uint32_t ring;
+
+  double At(double delay) const {
+    if (delay >= -512.0 && delay < 512.0) [[likely]] {
+      const Place place = Between(delay, static_cast<std::int32_t>(delay));
+      const auto lower = static_cast<std::uint32_t>(place.lower);
+      return Interpolate(Entry(lower), Entry(lower + 1), place.fraction);
+    }
+    return Beyond(delay);
+  }
+
+ private:
+  std::int32_t Entry(std::uint32_t position) const { return line[(position + ring) & 1023]; }
+
+  /// Positions are held at 0 and 1024, the first and the last that the ring has.
+  [[gnu::noinline]] double Beyond(double delay) const {
+    const Place place = Between(delay, harmony::Saturate(delay));
+    const std::int32_t held = Entry(place.lower < 0 ? 0 : 1024);
+    return Interpolate(held, held, place.fraction);
+  }
+};
+
+template <class Line, class Product>
+double Tap(const Line& line, const double* delay, double gain, Product times) {
+  return delay == nullptr ? 0.0 : times(line.At(*delay), gain);
 }
 
 template <class Line>
 double Mix(const Line& line, const HarmonyUnit& unit, const double* tap1, const double* tap2,
            const double* tap3) {
-  const double t1 = Tap(line, tap1, unit.hgain1);
-  const double t2 = Tap(line, tap2, unit.hgain2);
-  const double t3 = Tap(line, tap3, unit.hgain3);
-  return ((t3 + t2) + t1) * 0.3333333333333333;
+  const bool faded =
+      harmony::Faded(unit.hgain1) || harmony::Faded(unit.hgain2) || harmony::Faded(unit.hgain3);
+  return harmony::WithProducts(faded, [&](auto times) {
+    const double t1 = Tap(line, tap1, unit.hgain1, times);
+    const double t2 = Tap(line, tap2, unit.hgain2, times);
+    const double t3 = Tap(line, tap3, unit.hgain3, times);
+    return times(0.3333333333333333, (t3 + t2) + t1);
+  });
 }
 
 }  // namespace
@@ -69,5 +100,5 @@ double HarmonyUnit::MDLY(const std::int32_t* line, const double* tap1, const dou
 
 double HarmonyUnit::MDLY(const std::int32_t* line, std::int32_t ring, const double* tap1, const double* tap2,
                          const double* tap3) {
-  return Mix(Ring{line, ring}, *this, tap1, tap2, tap3);
+  return Mix(Ring{line, static_cast<std::uint32_t>(ring)}, *this, tap1, tap2, tap3);
 }

@@ -1,8 +1,10 @@
 // Noise reduction: two chains of a low-pass and a high-pass section, on stored or computed coefficients.
+#include <algorithm>
 #include <cmath>
 
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
+#include "harmony/Products.h"
 
 namespace {
 
@@ -12,12 +14,36 @@ struct Coefficients {
   double newGain;
 };
 
-/// One first-order section. @return its output, the state already moved on
-double Section(double& state, double sample, const Coefficients& c) {
-  const double before = state;
-  const double after = c.feedback * before + sample;
-  state = after;
-  return after * c.newGain + before * c.oldGain;
+/// Moves the state of a first-order section. @return the state after
+template <class Product>
+double Advance(double& state, double sample, double feedback, Product times) {
+  return state = times(feedback, state) + sample;
+}
+
+template <class Product>
+double Output(double before, double after, const Coefficients& c, Product times) {
+  return times(c.newGain, after) + times(c.oldGain, before);
+}
+
+/// Whether a section's output times a gain is sure to lie between -1 and 1.
+bool Inaudible(double before, double after, const Coefficients& c, double gain) {
+  return std::fabs(before) < 0x1p-900 && std::fabs(after) < 0x1p-900 && std::fabs(c.oldGain) < 0x1p400 &&
+         std::fabs(c.newGain) < 0x1p400 && std::fabs(gain) < 0x1p400;
+}
+
+/// A low-pass section, a high-pass section and the gain.
+std::int32_t Chain(double& lpfState, double& hpfState, double sample, const Coefficients& lpf,
+                   const Coefficients& hpf, double gain) {
+  const double lpfBefore = lpfState;
+  const double hpfBefore = hpfState;
+  const bool faded = harmony::Faded(lpfBefore) || harmony::Faded(hpfBefore);
+  return harmony::WithProducts(faded, [&](auto times) {
+    const double lpfAfter = Advance(lpfState, sample, lpf.feedback, times);
+    const double y = Output(lpfBefore, lpfAfter, lpf, times);
+    const double hpfAfter = Advance(hpfState, y, hpf.feedback, times);
+    if (times.kFaded && Inaudible(hpfBefore, hpfAfter, hpf, gain)) return std::int32_t{0};
+    return harmony::Saturate(times(gain, Output(hpfBefore, hpfAfter, hpf, times)));
+  });
 }
 
 /// The pole that both kinds of section have, negated.
@@ -56,10 +82,11 @@ struct Band {
 Band BandOf(double pitch, double cents1, double cents2, double cents3) {
   if (pitch == 0.0) return {};
   const double base = 44100.0 / pitch;
-  const double f1 = std::pow(kTwo, cents1 * 0.0008333333333333334) * base;
-  const double f2 = std::pow(kTwo, cents2 * 0.0008333333333333334) * base;
-  const double f3 = std::pow(kTwo, cents3 * 0.0008333333333333334) * base;
-  return {std::fmin(f1, std::fmin(f2, f3)), std::fmax(f1, std::fmax(f2, f3))};
+  const auto above = [base](double cents) { return std::pow(kTwo, cents * 0.0008333333333333334) * base; };
+  const double f1 = above(cents1);
+  const double f2 = above(cents2);
+  const double f3 = above(cents3);
+  return {std::min({f1, f2, f3}), std::max({f1, f2, f3})};
 }
 
 }  // namespace
@@ -69,9 +96,14 @@ std::int32_t HarmonyUnit::NR(double sample) {
 }
 
 std::int32_t HarmonyUnit::NR(double sample, double gain) {
-  const double y = Section(nrLpfState, sample, {nrLpfFeedback, nrLpfOldGain, nrLpfNewGain});
-  const double z = Section(nrHpfState, y, {nrHpfFeedback, nrHpfOldGain, nrHpfNewGain});
-  return harmony::Saturate(z * gain);
+  return Chain(nrLpfState, nrHpfState, sample, {nrLpfFeedback, nrLpfOldGain, nrLpfNewGain},
+               {nrHpfFeedback, nrHpfOldGain, nrHpfNewGain}, gain);
+}
+
+std::int32_t HarmonyUnit::NRAuto(double sample, double cents1, double cents2, double cents3) {
+  const Band band = BandOf(pitchValue, cents1, cents2, cents3);
+  return Chain(nrLpfState, nrHpfState, sample, LowPass(band.highest + 50.0),
+               HighPass(band.lowest >= 50.0 ? band.lowest - 50.0 : 0.0), nrOutputGain);
 }
 
 double HarmonyUnit::NRIn(double sample) {
@@ -79,22 +111,12 @@ double HarmonyUnit::NRIn(double sample) {
 }
 
 double HarmonyUnit::NRIn(double sample, double gain) {
-  const double y = Section(nrInLpfState, sample, {nrInLpfFeedback, nrInLpfOldGain, nrInLpfNewGain});
-  const double z = Section(nrInHpfState, y, {nrInHpfFeedback, nrInHpfOldGain, nrInHpfNewGain});
-  return harmony::Saturate(z * gain);
+  return Chain(nrInLpfState, nrInHpfState, sample, {nrInLpfFeedback, nrInLpfOldGain, nrInLpfNewGain},
+               {nrInHpfFeedback, nrInHpfOldGain, nrInHpfNewGain}, gain);
 }
 
 double HarmonyUnit::NRIn(double sample, double lpfHz, double hpfHz) {
-  const double y = Section(nrInLpfState, sample, LowPass(lpfHz));
-  const double z = Section(nrInHpfState, y, HighPass(hpfHz));
-  return harmony::Saturate(z * nrInOutputGain);
-}
-
-std::int32_t HarmonyUnit::NRAuto(double sample, double cents1, double cents2, double cents3) {
-  const Band band = BandOf(pitchValue, cents1, cents2, cents3);
-  const double y = Section(nrLpfState, sample, LowPass(band.highest + 50.0));
-  const double z = Section(nrHpfState, y, HighPass(band.lowest >= 50.0 ? band.lowest - 50.0 : 0.0));
-  return harmony::Saturate(z * nrOutputGain);
+  return Chain(nrInLpfState, nrInHpfState, sample, LowPass(lpfHz), HighPass(hpfHz), nrInOutputGain);
 }
 
 void HarmonyUnit::LPFParam(double hertz, double* feedback, double* oldGain, double* newGain) {

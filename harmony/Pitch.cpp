@@ -3,9 +3,11 @@
 
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
+#include "harmony/Products.h"
 
 double HarmonyUnit::VPF(double sample) {
-  const double u = sample * vpfInputScale;
+  const double u = harmony::WithProducts(harmony::Faded(sample),
+                                         [this, sample](auto times) { return times(vpfInputScale, sample); });
   const double x = vpfX;
   const double y = vpfY;
   const double square = x * x;
@@ -23,13 +25,16 @@ double HarmonyUnit::VPF(double sample) {
 
 void HarmonyUnit::PitchExt(double pulse, double level) {
   if (pitchLevelFloor > level) return;
-  const bool peak = pulse > pitchPeak;
-  pitchPeak = pitchPeakDecay * (peak ? pulse : pitchPeak);
+  const double highest = pitchPeak;
+  const bool peak = pulse > highest;
+  const double now = peak ? pulse : highest;
+  pitchPeak = harmony::WithProducts(harmony::Faded(now),
+                                    [this, now](auto times) { return times(pitchPeakDecay, now); });
   const std::int32_t next = harmony::WrappingAdd(pitchCount, pitchCountStep);
   const std::int32_t count = next >= pitchCountMax ? pitchCountMax : next;
   pitchCount = count;
   if (peak && count >= pitchCountMin) {
-    pitchValue = VirturalFl(ashift(count, -5), 16);
+    pitchValue = harmony::FixedPoint(harmony::Shift(count, -5), 16);
     pitchCount = 0;
   }
 }
@@ -43,5 +48,5 @@ std::int32_t HarmonyUnit::fix(double value) {
 }
 
 double HarmonyUnit::VirturalFl(std::int32_t value, std::uint16_t fractionBits) {
-  return std::ldexp(value, -static_cast<int>(fractionBits));
+  return harmony::FixedPoint(value, fractionBits);
 }
