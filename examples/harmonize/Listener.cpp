@@ -25,6 +25,7 @@ constexpr double kTooLong = 384.0;
 constexpr double kAgreement = 0.06;
 constexpr double kOneSample = 0.5;
 
+constexpr int kToBegin = 2;  // periods that must agree with the one before to begin a note; one is to go on
 constexpr double kNewestShare = 0.25;  // of a newly measured period in the mean
 constexpr int kPatience = 1024;        // somewhat more than the longest period, 768 samples
 
@@ -53,11 +54,12 @@ void Listener::Confirm(double measured) {
     return std::abs(measured - other) <= measured * kAgreement + kOneSample;
   };
   const bool inRange = measured >= kShortest && measured < kTooLong;
-  if (inRange && agree(lastMeasured_)) {
-    halfPeriod_ = agree(halfPeriod_) ? halfPeriod_ + kNewestShare * (measured - halfPeriod_) : measured;
-    patience_ = kPatience;
-  }
+  agreeing_ = inRange && agree(lastMeasured_) ? agreeing_ + 1 : 0;
   lastMeasured_ = measured;
+  const bool goesOn = agreeing_ > 0 && agree(halfPeriod_);
+  if (!goesOn && agreeing_ < kToBegin) return;
+  halfPeriod_ = goesOn ? halfPeriod_ + kNewestShare * (measured - halfPeriod_) : measured;
+  patience_ = kPatience;
 }
 
 double Listener::PitchHz() const {

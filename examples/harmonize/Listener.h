@@ -8,7 +8,7 @@
 /// Finds the note that a voice sings with the stages NRIn, FstLPF, LVS, CPRS, VPF and PitchExt.
 ///
 /// PitchExt measures single periods, in whole samples, of whatever it is given. The listener adds what makes
-/// a note of them: two periods in a row that agree, their mean over a few more, and an end when no more come.
+/// a note of them: three periods in a row that agree, their mean over a few more, and an end when none come.
 class Listener {
  public:
   /// One sample of the signed 32-bit range, 44100 a second.
@@ -27,6 +27,7 @@ class Listener {
   HarmonyUnit tracker_;
   HarmonyUnit meter_;
   double lastMeasured_ = 0.0;
+  int agreeing_ = 0;  // periods in a row that agreed with the one before
   double halfPeriod_ = 0.0;
   int patience_ = 0;  // calls until the note is over, unless it is confirmed before
 };
