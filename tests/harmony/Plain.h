@@ -1,5 +1,6 @@
 #pragma once
 // What HarmonyUnit computes, written down plainly: the measure of the tests, and the limit in the benchmark.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -31,11 +32,7 @@ struct Unit : HarmonyUnit {
   double LVS(double x) {
     const double old = lvsLevel;
     const double d = std::fabs(x) - old;
-    if (d < 0.0) {
-      lvsLevel = d * lvsFall + old;
-    } else {
-      lvsLevel = d * lvsRise + old;
-    }
+    lvsLevel = d < 0.0 ? d * lvsFall + old : d * lvsRise + old;
     return old;
   }
   double CPRS(double x) const { return x > cprsThreshold ? (1.0 / x) * cprsScale + cprsOffset : cprsMaxGain; }
@@ -50,9 +47,8 @@ struct Unit : HarmonyUnit {
     const double p = c * vpfCubic + s * vpfSquare;
     vpfX = ((u - b) - p) * vpfStep + a;
     vpfY = t * vpfStep + b;
-    const double d1 = t - vpfDiff1;
+    const double d1 = t - vpfDiff1, d2 = d1 - vpfDiff2;
     vpfDiff1 = t;
-    const double d2 = d1 - vpfDiff2;
     vpfDiff2 = d1;
     return d2 * vpfOutputGain;
   }
@@ -75,14 +71,12 @@ struct Unit : HarmonyUnit {
   }
   double MDLY(const std::int32_t* line, std::int32_t ring, const double* tap1, const double* tap2,
               const double* tap3) const {
-    const auto entry = [=](std::int32_t j) { return line[j < 1024 - ring ? j + ring : j + ring - 1024]; };
-    const double t1 = Tap(entry, tap1, hgain1), t2 = Tap(entry, tap2, hgain2), t3 = Tap(entry, tap3, hgain3);
+    const double t1 = Tap(line, ring, tap1, hgain1), t2 = Tap(line, ring, tap2, hgain2);
+    const double t3 = Tap(line, ring, tap3, hgain3);
     return ((t3 + t2) + t1) * 0.3333333333333333;
   }
   double MDLY(const std::int32_t* line, const double* tap1, const double* tap2, const double* tap3) const {
-    const auto entry = [=](std::int32_t j) { return line[j]; };
-    const double t1 = Tap(entry, tap1, hgain1), t2 = Tap(entry, tap2, hgain2), t3 = Tap(entry, tap3, hgain3);
-    return ((t3 + t2) + t1) * 0.3333333333333333;
+    return MDLY(line, 0, tap1, tap2, tap3);
   }
   std::int32_t NR(double x) { return NR(x, nrOutputGain); }
   std::int32_t NR(double x, double gain) {
@@ -99,18 +93,14 @@ struct Unit : HarmonyUnit {
     return Fix(Section(nrInHpfState, y, HighPass(hpfHz)) * nrInOutputGain);
   }
   std::int32_t NRAuto(double x, double cents1, double cents2, double cents3) {
-    double f1 = 0.0, f2 = 0.0, f3 = 0.0;
+    double f[3] = {};
     if (pitchValue != 0.0) {
       const double base = 44100.0 / pitchValue;
-      f1 = Power(2.0, cents1 * 0.0008333333333333334) * base;
-      f2 = Power(2.0, cents2 * 0.0008333333333333334) * base;
-      f3 = Power(2.0, cents3 * 0.0008333333333333334) * base;
+      f[0] = Power(2.0, cents1 * 0.0008333333333333334) * base;
+      f[1] = Power(2.0, cents2 * 0.0008333333333333334) * base;
+      f[2] = Power(2.0, cents3 * 0.0008333333333333334) * base;
     }
-    double largest = f1, smallest = f1;
-    for (const double f : {f2, f3}) {
-      if (f > largest) largest = f;
-      if (f < smallest) smallest = f;
-    }
+    const auto [smallest, largest] = std::pair(std::min({f[0], f[1], f[2]}), std::max({f[0], f[1], f[2]}));
     const double y = Section(nrLpfState, x, LowPass(largest + 50.0));
     return Fix(Section(nrHpfState, y, HighPass(smallest >= 50.0 ? smallest - 50.0 : 0.0)) * nrOutputGain);
   }
@@ -146,43 +136,35 @@ struct Unit : HarmonyUnit {
     }
     delay = *out;
   }
-  template <class Entry>
-  static double Tap(const Entry& entry, const double* tap, double gain) {
+  static double Tap(const std::int32_t* line, std::int32_t ring, const double* tap, double gain) {
     if (!tap) return 0.0;
     const double d = *tap;
     const std::int32_t k = Fix(d);
     const bool below = d < 0.0 && d - k != 0.0;
     const std::int32_t lower = below ? 511 + k : 512 + k;
     const double f = below ? (d - k) + 1.0 : d - k;
+    const auto entry = [=](std::int32_t j) { return line[j < 1024 - ring ? j + ring : j + ring - 1024]; };
     const std::int32_t lo = entry(lower), hi = entry(lower + 1);
-    const auto diff =
-        static_cast<std::int32_t>(static_cast<std::uint32_t>(hi) - static_cast<std::uint32_t>(lo));
+    const auto diff = static_cast<std::int32_t>(static_cast<std::int64_t>(hi) - lo);
     return (diff * f + lo) * gain;
   }
 };
 
-/// A voice without the mathematics library, so the same everywhere: a gliding saw with softened edges at 90
-/// to 400 Hz, through three resonances, with breath noise.
+/// A voice without the mathematics library, so the same everywhere: a saw gliding between 90 and 400 Hz, with
+/// breath, through a resonance.
 inline std::vector<double> Voice(std::size_t samples) {
   std::mt19937 random(11);
   std::vector<double> out(samples);
-  double phase = 0.0, step = 90.0 / 44100.0, glide = 1.00002, state[3][2] = {};
-  const double resonances[3][2] = {{1.98, -0.986}, {1.93, -0.98}, {1.75, -0.97}};
+  double phase = 0.0, step = 0.00205, glide = 1.00002, last = 0.0, resonance = 0.0;
   for (double& value : out) {
-    if (step > 400.0 / 44100.0 || step < 90.0 / 44100.0) glide = 1.0 / glide;
+    if (step > 0.009 || step < 0.002) glide = 1.0 / glide;
     step *= glide;
-    phase += step;
-    if (phase >= 1.0) phase -= 1.0;
-    const double saw = phase < 0.9 ? 2.0 * phase / 0.9 - 1.0 : 1.0 - 20.0 * (phase - 0.9);
-    const double source = saw + 0.01 * (static_cast<double>(random() % 2001) / 1000.0 - 1.0);
-    value = 0.3 * source;
-    for (int i = 0; i < 3; ++i) {
-      const double now = resonances[i][0] * state[i][0] + resonances[i][1] * state[i][1] + 0.01 * source;
-      state[i][1] = state[i][0];
-      state[i][0] = now;
-      value += now;
-    }
-    value = Fix(value * 1.5e8);
+    phase += phase + step >= 1.0 ? step - 1.0 : step;
+    const double source = 2.0 * phase - 1.0 + 1e-5 * static_cast<double>(random() % 2001);
+    const double now = 1.93 * resonance - 0.98 * last + 0.04 * source;
+    last = resonance;
+    resonance = now;
+    value = Fix((source + now) * 3e8);
   }
   return out;
 }
