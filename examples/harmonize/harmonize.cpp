@@ -1,8 +1,10 @@
 // cmm-harmonize: lets up to three voices sing with the lead in a WAV file.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -76,16 +78,27 @@ class Session {
   std::int64_t heard_ = 0;
 };
 
+// A table in the place of a sound would be a loss that --force does not mean.
+void CheckTable(const Options& options) {
+  CheckOutput(options.pitch, options.force);
+  const auto place = [](const std::string& file) {
+    std::error_code unknown;
+    return std::filesystem::weakly_canonical(NativePath(file), unknown);
+  };
+  for (const std::string& sound : {options.source, options.target}) {
+    if (place(options.pitch) == place(sound)) {
+      throw Failure("the sound and the pitch cannot be in one file: " + options.pitch);
+    }
+  }
+}
+
 void Harmonize(const Options& options) {
   const WAVEFORMATEX format = Pcm(44100, 1, 16);
   FormatOf(options.source);
   CheckOutput(options.target, options.force);
   std::optional<PitchLog> log;
   if (!options.pitch.empty()) {
-    CheckOutput(options.pitch, options.force);
-    if (NativePath(options.pitch) == NativePath(options.target)) {
-      throw Failure("the sound and the pitch cannot be in one file: " + options.pitch);
-    }
+    CheckTable(options);
     log.emplace(options.pitch);
   }
   PcmFile target(options.target, format);

@@ -140,7 +140,7 @@ TEST_F(Harmonize, OverwritesOnlyWhenToldAndLeavesNothingHalf) {
     EXPECT_EQ(FileCount(), 2);
     std::filesystem::remove(file);
   }
-  EXPECT_THAT(Run({"--pitch", target_}).err, testing::HasSubstr("cannot be in one file"));
+  EXPECT_THAT(Run({"--force", "--pitch", source_}).err, testing::HasSubstr("cannot be in one file"));
   for (const char* voices : {"", "+4,", "four", "+-4", "nan", "25", "-2401c", "1,2,3,4"}) {
     EXPECT_EQ(Run({"--voices", voices}).code, 2) << voices;
   }
