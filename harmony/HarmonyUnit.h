@@ -17,10 +17,13 @@
 /// on the same scale, full scale 2^31. Delay values and pitchValue count samples.
 ///
 /// Arithmetic: double precision in one fixed order of operations, the same to the bit on every processor and
-/// with every compiler; where sines, cosines and powers enter (LPFParam, HPFParam, NRAuto), to the last bit
-/// or two of the system's mathematics library. Nothing is reported and nothing is clamped but what is said
-/// below: NaN and infinities go through the states as the arithmetic has it, and a state that became NaN
-/// stays so. Costs hold in silence too: states that have decayed below the normal numbers are no slower.
+/// with every compiler; where sines, cosines and powers enter (NRIn with frequencies, NRAuto), to the last
+/// bit or two of the system's mathematics library. Nothing is reported and nothing is clamped but what is
+/// said below: NaN and infinities go through the states as the arithmetic has it, and a state that became NaN
+/// stays so.
+///
+/// Silence: decaying states end below the normal numbers; there a stage is up to three times slower than in
+/// sound, not the fifty times that the processor alone would make it.
 ///
 /// Threads: a unit serves one thread at a time; separate units share nothing. No stage allocates, locks or
 /// calls the system.
@@ -100,19 +103,20 @@ class CMM_API HarmonyUnit {
   double MDLY(const std::int32_t* line, std::int32_t ring, const double* tap1, const double* tap2,
               const double* tap3);
 
-  /// Band limitation, about 200 to 1000 Hz: a low-pass and a high-pass section, the gain, and saturation to
-  /// 32 bits, cut toward zero (a NaN gives the least value).
-  /// @param gain taken instead of nrOutputGain
+  /// Band limitation, about 200 to 1000 Hz: a low-pass and a high-pass section, the gain nrOutputGain, and
+  /// saturation to 32 bits, cut toward zero (a NaN gives the least value).
   std::int32_t NR(double sample);
+  /// The same with @p gain instead of nrOutputGain.
   std::int32_t NR(double sample, double gain);
 
-  /// The same on states and coefficients of its own, about 200 to 800 Hz, with an output gain of 3.
-  /// @param gain taken instead of nrInOutputGain
+  /// The same as NR on states and coefficients of its own, about 200 to 800 Hz, with nrInOutputGain, which
+  /// is 3.
   /// @return a whole number of the 32-bit range
   double NRIn(double sample);
+  /// The same with @p gain instead of nrInOutputGain.
   double NRIn(double sample, double gain);
 
-  /// The same with the band's ends in hertz, any value; two sines and two cosines a call.
+  /// The same as NRIn(double) with the band's ends in hertz, any value; two sines and two cosines a call.
   double NRIn(double sample, double lpfHz, double hpfHz);
 
   /// NR with a band that follows the pitch: from 50 Hz below the lowest to 50 Hz above the highest of three

@@ -6,6 +6,7 @@
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
 #include "harmony/Products.h"
+#include "harmony/Section.h"
 
 double HarmonyUnit::FstLPF(std::int32_t sample) {
   return FstLPF(static_cast<double>(sample));
@@ -14,9 +15,8 @@ double HarmonyUnit::FstLPF(std::int32_t sample) {
 double HarmonyUnit::FstLPF(double sample) {
   return harmony::WithProducts(harmony::Faded(fstLPFState), [this, sample](auto times) {
     const double before = fstLPFState;
-    const double after = times(fstLPFFeedback, before) + sample;
-    fstLPFState = after;
-    return times(fstLPFOldGain, before) + times(fstLPFNewGain, after);
+    const double after = harmony::Advance(fstLPFState, sample, fstLPFFeedback, times);
+    return harmony::Output(before, after, {fstLPFFeedback, fstLPFOldGain, fstLPFNewGain}, times);
   });
 }
 

@@ -5,30 +5,21 @@
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
 #include "harmony/Products.h"
+#include "harmony/Section.h"
 
 namespace {
 
-struct Coefficients {
-  double feedback;
-  double oldGain;
-  double newGain;
-};
+using harmony::Coefficients;
 
-/// Moves the state of a first-order section. @return the state after
-template <class Product>
-double Advance(double& state, double sample, double feedback, Product times) {
-  return state = times(feedback, state) + sample;
-}
-
-template <class Product>
-double Output(double before, double after, const Coefficients& c, Product times) {
-  return times(c.newGain, after) + times(c.oldGain, before);
-}
-
-/// Whether a section's output times a gain is sure to lie between -1 and 1.
-bool Inaudible(double before, double after, const Coefficients& c, double gain) {
-  return std::fabs(before) < 0x1p-900 && std::fabs(after) < 0x1p-900 && std::fabs(c.oldGain) < 0x1p400 &&
-         std::fabs(c.newGain) < 0x1p400 && std::fabs(gain) < 0x1p400;
+/// Whether silence changes nothing and comes out as 0: both states are at rest, nothing gets from the first
+/// section to the second, and what that one gives is far below 1.
+bool Resting(double lpfState, double hpfState, const Coefficients& lpf, const Coefficients& hpf,
+             double gain) {
+  constexpr double kLarge = 0x1p400;
+  return harmony::AtRest(lpf.feedback, lpfState) && harmony::AtRest(hpf.feedback, hpfState) &&
+         harmony::Vanishes(std::fabs(lpf.oldGain), lpfState) &&
+         harmony::Vanishes(std::fabs(lpf.newGain), lpfState) && std::fabs(hpf.oldGain) < kLarge &&
+         std::fabs(hpf.newGain) < kLarge && std::fabs(gain) < kLarge;
 }
 
 /// A low-pass section, a high-pass section and the gain.
@@ -37,12 +28,12 @@ std::int32_t Chain(double& lpfState, double& hpfState, double sample, const Coef
   const double lpfBefore = lpfState;
   const double hpfBefore = hpfState;
   const bool faded = harmony::Faded(lpfBefore) || harmony::Faded(hpfBefore);
+  if (faded && sample == 0.0 && Resting(lpfBefore, hpfBefore, lpf, hpf, gain)) return 0;
   return harmony::WithProducts(faded, [&](auto times) {
-    const double lpfAfter = Advance(lpfState, sample, lpf.feedback, times);
-    const double y = Output(lpfBefore, lpfAfter, lpf, times);
-    const double hpfAfter = Advance(hpfState, y, hpf.feedback, times);
-    if (times.kFaded && Inaudible(hpfBefore, hpfAfter, hpf, gain)) return std::int32_t{0};
-    return harmony::Saturate(times(gain, Output(hpfBefore, hpfAfter, hpf, times)));
+    const double lpfAfter = harmony::Advance(lpfState, sample, lpf.feedback, times);
+    const double y = harmony::Output(lpfBefore, lpfAfter, lpf, times);
+    const double hpfAfter = harmony::Advance(hpfState, y, hpf.feedback, times);
+    return harmony::Saturate(times(gain, harmony::Output(hpfBefore, hpfAfter, hpf, times)));
   });
 }
 

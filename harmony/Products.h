@@ -13,44 +13,68 @@
 namespace harmony {
 
 struct Multiply {
-  static constexpr bool kFaded = false;
   double operator()(double a, double b) const { return a * b; }
 };
 
+constexpr std::uint64_t kSignBit = std::uint64_t{1} << 63;
+
+constexpr std::uint64_t kNormal = std::uint64_t{1} << 52;      // so many units and more are a normal number
+constexpr std::uint64_t kShortUnits = std::uint64_t{1} << 32;  // so few leave a product room for fractions
+
+/// The magnitude of a number below the normal ones in units of 2^-1074: the word itself.
+inline std::uint64_t Units(double value) {
+  return std::bit_cast<std::uint64_t>(value) & ~kSignBit;
+}
+
+inline double ToDouble(std::uint64_t units) {
+  return static_cast<double>(static_cast<std::int64_t>(units));
+}
+
+/// Whether the product with so many units is exact: short factors make a short product.
+inline bool IsExact(double factor, std::uint64_t units) {
+  return (std::bit_cast<std::uint64_t>(factor) & 0xFFFFFFFF) == 0 && units < kShortUnits;
+}
+
+/// Whether a state is its own product with the factor: not more than half a unit is lost.
+inline bool AtRest(double factor, double state) {
+  const std::uint64_t units = Units(state);
+  const double loss = std::fabs(factor * ToDouble(units) - ToDouble(units));
+  if (units == 0 || units >= kShortUnits || !(loss <= 0.5)) return false;
+  return loss < 0.4999 || ((units & 1) == 0 && IsExact(factor, units));
+}
+
+/// Whether products of a state with factors of at most this magnitude are 0.
+inline bool Vanishes(double magnitude, double state) {
+  const std::uint64_t units = Units(state);
+  return units < kShortUnits && magnitude * ToDouble(units) < 0.4999;
+}
+
 /// a * b without the detour where b, and so the product, lies below the normal numbers.
 struct MultiplyFaded {
-  static constexpr bool kFaded = true;
   double operator()(double a, double b) const {
-    constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
-    constexpr std::uint64_t kNormal = std::uint64_t{1} << 52;
-    constexpr std::uint64_t kShort = std::uint64_t{1} << 32;
     constexpr double kUnit = 0x1p52;  // from here on a double's last place is 1
-    const auto wordA = std::bit_cast<std::uint64_t>(a);
-    const auto wordB = std::bit_cast<std::uint64_t>(b);
-    const std::uint64_t sign = (wordA ^ wordB) & kSign;
-    const std::uint64_t count = wordB & ~kSign;
-    if (count < kNormal) {
-      // Below the normal numbers the word is the count of units.
-      const auto units = static_cast<double>(static_cast<std::int64_t>(count));
-      const double product = std::fabs(a) * units;
-      // Rounded twice, to 53 bits and to whole units, is rounded once, unless the first time leads onto a
-      // tie; and short factors do not round the first time.
-      const auto exact = [&] { return (wordA & (kShort - 1)) == 0 && count < kShort; };
+    const std::uint64_t sign = std::bit_cast<std::uint64_t>(a) ^ std::bit_cast<std::uint64_t>(b);
+    const std::uint64_t units = Units(b);
+    if (units < kNormal) {
+      const double product = std::fabs(a) * ToDouble(units);
       // What leaves a state at rest is often nothing, and the state is its own product. Told by comparisons,
       // which are foreseen, so that the next sample does not wait for this one's rounding.
-      if (product <= 0.5 && (product < 0.5 || exact())) return std::bit_cast<double>(sign);
-      const double loss = std::fabs(product - units);
-      if (loss <= 0.5 && count < kShort && a > 0.0) {
-        if (loss < 0.4999 || ((count & 1) == 0 && exact())) return b;
-      }
+      if (product <= 0.5 && (product < 0.5 || IsExact(a, units))) return WithSign(0, sign);
+      if (AtRest(a, b)) return b;
+      // Rounded twice, to 53 bits and to whole units, is rounded once, unless the first time leads onto a
+      // tie.
       const double rounded = product + kUnit;
       const bool tie = std::fabs(product - (rounded - kUnit)) == 0.5;
-      if (product < 0.5 * kUnit && (!tie || exact())) {
-        return std::bit_cast<double>(
-            (std::bit_cast<std::uint64_t>(rounded) - std::bit_cast<std::uint64_t>(kUnit)) | sign);
+      if (product < 0.5 * kUnit && (!tie || IsExact(a, units))) {
+        return WithSign(std::bit_cast<std::uint64_t>(rounded) - std::bit_cast<std::uint64_t>(kUnit), sign);
       }
     }
     return a * b;
+  }
+
+ private:
+  static double WithSign(std::uint64_t units, std::uint64_t sign) {
+    return std::bit_cast<double>(units | (sign & kSignBit));
   }
 };
 
