@@ -35,9 +35,9 @@ struct Options {
 // Sends a sound through the choir into a file, and what the choir hears into a table. The first samples of
 // the choir answer to what was before the sound; they are left out, so that the output is in time with the
 // source.
-class Session {
+class Performance {
  public:
-  Session(const Options& options, PcmFile& target, PitchLog* log)
+  Performance(const Options& options, PcmFile& target, PitchLog* log)
       : choir_(options.cents, options.mixPercent / 100.0), target_(target), log_(log) {}
 
   void Take(const std::uint8_t* data, std::uint32_t bytes) {
@@ -102,10 +102,10 @@ void Harmonize(const Options& options) {
     log.emplace(options.pitch);
   }
   PcmFile target(options.target, format);
-  Session session(options, target, log ? &*log : nullptr);
+  Performance performance(options, target, log ? &*log : nullptr);
   ConvertFile({options.source, options.target, format},
-              [&](const std::uint8_t* data, std::uint32_t bytes) { session.Take(data, bytes); });
-  session.Finish();
+              [&](const std::uint8_t* data, std::uint32_t bytes) { performance.Take(data, bytes); });
+  performance.Finish();
   target.Finish();
   if (log) log->Keep(options.force);
   target.Keep(options.force);
