@@ -11,27 +11,18 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "examples/output_file.h"
 #include "examples/paths.h"
-#include "examples/stop.h"
+#include "examples/tool.h"
 #include "units/MMWavUnit.h"
 #include "units/WavUnit.h"
 
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kWrongUse = 2;
 constexpr std::uint32_t kBlockBytes = 65536;
-
-// Ends the program with a sentence for the user. Thrown rather than printed where it arises, so that every
-// file on the way is closed and removed.
-struct Failure : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 struct Options {
   bool force = false;
@@ -116,7 +107,7 @@ void Mirror(const Options& options, const std::string& target) {
   const double factor = std::pow(10.0, options.gain / 20.0);
   std::vector<std::uint8_t> block(kBlockBytes);
   while (left > 0) {
-    if (stopWanted != 0) throw Failure("stopped");
+    CheckStop();
     const std::uint32_t bytes = std::min(left, kBlockBytes);
     if (unit.ReadPcmData(block.data(), bytes) != 0)
       throw Failure(options.source + ": it cannot be read to its end");
@@ -162,18 +153,5 @@ int main(int argc, char** argv) {
   CLI::App app("Copies a PCM WAV file with a change of level.", "cmm-mirror");
   Options options;
   AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kWrongUse;
-  }
-  CatchStopSignals();
-  try {
-    Run(options);
-    return 0;
-  } catch (const std::exception& failure) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "cmm-mirror: %s\n", failure.what());
-    return kFailed;
-  }
+  return RunTool(app, argc, argv, [&] { Run(options); });
 }
