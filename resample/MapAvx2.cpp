@@ -1,10 +1,11 @@
-// The AVX2 form: the frames of 8 samples are fetched by one load and one shuffle, or by two of each.
+// The AVX2 form: the frames of many samples are fetched by few loads and shuffles, at ratios up to about 2.
 #include "resample/Forms.h"
 
 #if CMM_X86_FORMS
 
 #include <immintrin.h>
 
+#include <algorithm>
 #include <bit>
 
 #define CMM_VECTOR_CODE [[gnu::target("avx2")]]
@@ -23,6 +24,7 @@ struct Avx2 {
   using Vec = __m256i;
   static constexpr std::uint32_t kWords = 16;
   static constexpr unsigned kAllBits = 0xFFFFFFFF;
+  static constexpr bool kShuffles = true;
 
   CMM_OPERATION(Add, _mm256_add_epi16)
   CMM_OPERATION(Sub, _mm256_sub_epi16)
@@ -77,75 +79,93 @@ struct Avx2 {
     return SubSaturated(_mm256_min_epu16(b, _mm256_set1_epi16(2)), a);
   }
 
-  // Differences of 8-bit samples have a sign of their own in 16 bits.
   template <class Sample>
   CMM_VECTOR_CODE static inline Vec Size(const Ends<Avx2>& ends) {
-    if constexpr (sizeof(Sample) == 1) {
-      return _mm256_abs_epi16(Sub(ends.cur, ends.prev));
-    } else {
-      return Sub(Max(ends.prev, ends.cur), Min(ends.prev, ends.cur));
-    }
+    return _mm256_sign_epi16(Sub(ends.cur, ends.prev), Direction<Sample>(ends));
   }
   template <class Sample>
   CMM_VECTOR_CODE static inline Vec Apply(const Ends<Avx2>& ends, Vec product) {
-    if constexpr (sizeof(Sample) == 1) {
-      return Add(ends.prev, _mm256_sign_epi16(product, Sub(ends.cur, ends.prev)));
-    } else {
-      const Vec falls = Greater(ends.prev, ends.cur);
-      return Add(ends.prev, Sub(Xor(product, falls), falls));
-    }
+    return Add(ends.prev, _mm256_sign_epi16(product, Direction<Sample>(ends)));
   }
 
-  template <std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline void StorePerSample(std::uint16_t* to, Vec words) {
-    if constexpr (kChannels == 1) {
-      Store(to, words);
-    } else {
-      const Vec a = UnpackLow16(words, words);
-      const Vec b = UnpackHigh16(words, words);
-      Store(to, _mm256_permute2x128_si256(a, b, 0x20));
-      Store(to + kWords, _mm256_permute2x128_si256(a, b, 0x31));
-    }
+  /// Each word twice, one vector behind the other.
+  CMM_VECTOR_CODE static inline void StoreTwice(std::uint16_t* to, std::uint16_t* next, Vec words) {
+    const Vec a = UnpackLow16(words, words);
+    const Vec b = UnpackHigh16(words, words);
+    Store(to, _mm256_permute2x128_si256(a, b, 0x20));
+    Store(next, _mm256_permute2x128_si256(a, b, 0x31));
   }
 
   /// Frames within 16 bytes.
   template <class Sample, std::uint32_t kChannels>
   static constexpr std::uint32_t kWindow = 16 / (kChannels * sizeof(Sample));
 
-  /// Both ends of 4 samples' intervals lie within 16 bytes.
-  template <class Sample, std::uint32_t kChannels>
-  static bool Reaches(const Plan& plan) {
-    return plan.reach + 1 < kWindow<Sample, kChannels>;
+  template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
+  static inline std::int64_t End(const Plan::Record& record, std::int64_t shift) {
+    const std::uint16_t* const index = record.index;
+    constexpr std::int64_t kFrames = kWindow<Sample, kChannels>;
+    if constexpr (kFetch == Plan::Fetch::kLanes) return index[0] + shift + kFrames;
+    if constexpr (kFetch == Plan::Fetch::kJoined) return index[4 / kChannels] + shift + 2 * kFrames;
+    return index[12 / kChannels] + kFrames;
   }
 
-  template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline bool Gather(const Sample* from, std::int64_t frames, const Cursor& at,
-                                            Ends<Avx2>& ends) {
-    constexpr std::uint32_t kHalf = 4 / kChannels;
-    const std::uint16_t* const index = at.index;
-    if (index[3 * kHalf] + std::int64_t{kWindow<Sample, kChannels>} > frames) return false;
-    const Vec a = Load2(from + index[0] * kChannels, from + index[2 * kHalf] * kChannels);
-    const Vec b = Load2(from + index[kHalf] * kChannels, from + index[3 * kHalf] * kChannels);
-    const Vec pairsA = _mm256_shuffle_epi8(a, Load(at.shuffle));
-    const Vec pairsB = _mm256_shuffle_epi8(b, Load(at.shuffle + kHalf * sizeof(Plan::shuffle[0])));
-    ends = {UnpackLow64(pairsA, pairsB), UnpackHigh64(pairsA, pairsB)};
-    return true;
+  template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
+  CMM_VECTOR_CODE static inline void Gather(const Sample* from, std::int64_t shift,
+                                            const Plan::Record& record, Ends<Avx2>& ends) {
+    const Vec shuffle = Load(record.shuffle[0]);
+    const Vec frames = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shift, record, 0));
+    if constexpr (kFetch == Plan::Fetch::kLanes) {
+      ends = Lanes<Sample, kChannels>(frames, shuffle);
+    } else {
+      const Vec others = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shift, record, 1));
+      ends = Quads(frames, shuffle, others, Load(record.shuffle[1]));
+    }
   }
 
-  /// The shuffles for 16 outputs, from the frames that open their intervals.
+  /// Moves the windows into the block, and the shuffles against that.
+  template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
+  CMM_VECTOR_CODE static inline void GatherAtEdge(const Sample* from, std::int64_t shift,
+                                                  const Plan::Record& record, const Sample* begin,
+                                                  const Sample* end, Ends<Avx2>& ends) {
+    Vec shuffle[2];
+    Vec frames[2];
+    for (std::uint32_t i = 0; i < 2; ++i) {
+      Windows<Sample> at = WindowsOf<Sample, kChannels, kFetch>(from, shift, record, i);
+      const __m128i low = MoveInside(at.low, begin, end);
+      const __m128i high = MoveInside(at.high, begin, end);
+      shuffle[i] = _mm256_add_epi8(Load(record.shuffle[i]), _mm256_set_m128i(high, low));
+      frames[i] = Load2(at.low, at.high);
+    }
+    if constexpr (kFetch == Plan::Fetch::kLanes) {
+      ends = Lanes<Sample, kChannels>(frames[0], shuffle[0]);
+    } else {
+      ends = Quads(frames[0], shuffle[0], frames[1], shuffle[1]);
+    }
+  }
+
+  /// The frames that open the intervals of 16 outputs, and the shuffles for them.
   template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline void StoreShuffles(Plan& plan, std::uint64_t entry, Vec frame) {
+  CMM_VECTOR_CODE static inline void StoreFrames(Plan::Record* record, Vec frame) {
     constexpr int kShift = std::bit_width(kChannels * sizeof(Sample)) - 1;
     const Vec byte = _mm256_slli_epi16(frame, kShift);
     if constexpr (kChannels == 1) {
-      StoreHalves<Sample, kChannels>(plan, entry, byte);
+      Store(record->index, frame);
+      StoreShuffles<Sample, kChannels>(record, byte);
     } else {
-      StoreHalves<Sample, kChannels>(plan, entry, _mm256_permute2x128_si256(byte, byte, 0x00));
-      StoreHalves<Sample, kChannels>(plan, entry + 8, _mm256_permute2x128_si256(byte, byte, 0x11));
+      Store(record[0].index, frame);
+      Store(record[1].index, _mm256_permute2x128_si256(frame, frame, 0x11));
+      StoreShuffles<Sample, kChannels>(record, _mm256_permute2x128_si256(byte, byte, 0x00));
+      StoreShuffles<Sample, kChannels>(record + 1, _mm256_permute2x128_si256(byte, byte, 0x11));
     }
   }
 
  private:
+  /// Has the sign of the differences, which need 17 bits where samples have 16.
+  template <class Sample>
+  CMM_VECTOR_CODE static inline Vec Direction(const Ends<Avx2>& ends) {
+    return sizeof(Sample) == 1 ? Sub(ends.cur, ends.prev) : _mm256_subs_epi16(ends.cur, ends.prev);
+  }
+
   /// How the shuffles for a half of each lane's 8 samples come from the low bytes of the words in which the
   /// lane has 8 outputs' frame numbers, in bytes: each sample's, less the first one's, plus its place.
   struct Pattern {
@@ -173,14 +193,52 @@ struct Avx2 {
                                            MakePattern<Sample, kChannels>(1)};
 
   template <class Sample, std::uint32_t kChannels>
-  CMM_VECTOR_CODE static inline void StoreHalves(Plan& plan, std::uint64_t entry, Vec byte) {
+  CMM_VECTOR_CODE static inline void StoreShuffles(Plan::Record* record, Vec byte) {
     for (std::uint32_t half = 0; half < 2; ++half) {
       const Pattern& pattern = kPatterns<Sample, kChannels>[half];
       const Vec sample = _mm256_shuffle_epi8(byte, Load(pattern.sample));
       const Vec first = _mm256_shuffle_epi8(byte, Load(pattern.first));
-      Store(plan.shuffle[entry + 4 / kChannels * half],
-            _mm256_add_epi8(_mm256_sub_epi8(sample, first), Load(pattern.place)));
+      Store(record->shuffle[half], _mm256_add_epi8(_mm256_sub_epi8(sample, first), Load(pattern.place)));
     }
+  }
+  /// Where the two windows of a shuffle begin.
+  template <class Sample>
+  struct Windows {
+    const Sample* low;
+    const Sample* high;
+  };
+  template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
+  static inline Windows<Sample> WindowsOf(const Sample* from, std::int64_t shift, const Plan::Record& record,
+                                          std::uint32_t i) {
+    const Sample* const low = from + record.index[i * 4 / kChannels] * kChannels;
+    if constexpr (kFetch == Plan::Fetch::kLanes) return {low, low + shift};
+    if constexpr (kFetch == Plan::Fetch::kJoined) return {low + shift, low + shift + 16 / sizeof(Sample)};
+    return {low, from + record.index[(i + 2) * 4 / kChannels] * kChannels};
+  }
+  /// @return how far in bytes the window has been moved towards the beginning, in each byte
+  template <class Sample>
+  static inline __m128i MoveInside(const Sample*& window, const Sample* begin, const Sample* end) {
+    const Sample* const inside = std::clamp(window, begin, end - 16 / sizeof(Sample));
+    const auto moved = (window - inside) * static_cast<std::ptrdiff_t>(sizeof(Sample));
+    window = inside;
+    return _mm_set1_epi8(static_cast<char>(moved));
+  }
+
+  template <class Sample, std::uint32_t kChannels>
+  CMM_VECTOR_CODE static inline Ends<Avx2> Lanes(Vec frames, Vec shuffle) {
+    // The zero above an 8-bit sample stays one.
+    const Vec next = _mm256_add_epi8(shuffle, _mm256_set1_epi8(kChannels * sizeof(Sample)));
+    return {_mm256_shuffle_epi8(frames, shuffle), _mm256_shuffle_epi8(frames, next)};
+  }
+  CMM_VECTOR_CODE static inline Ends<Avx2> Quads(Vec a, Vec shuffleA, Vec b, Vec shuffleB) {
+    const Vec pairsA = _mm256_shuffle_epi8(a, shuffleA);
+    const Vec pairsB = _mm256_shuffle_epi8(b, shuffleB);
+    return {UnpackLow64(pairsA, pairsB), UnpackHigh64(pairsA, pairsB)};
+  }
+  template <Plan::Fetch kFetch, class Sample>
+  CMM_VECTOR_CODE static inline Vec LoadPair(const Windows<Sample>& at) {
+    if constexpr (kFetch == Plan::Fetch::kJoined) return Load(at.low);
+    return Load2(at.low, at.high);
   }
   CMM_VECTOR_CODE static inline Vec Load2(const void* low, const void* high) {
     return _mm256_loadu2_m128i(static_cast<const __m128i*>(high), static_cast<const __m128i*>(low));
@@ -191,8 +249,11 @@ struct Avx2 {
 
 template <class Sample, std::uint32_t kChannels>
 void MapAvx2(MapJob<Sample>& job) {
-  MapVectors<Avx2, Sample, kChannels>(job);
-  MapSse2<Sample, kChannels>(job);
+  if (MapVectors<Avx2, Sample, kChannels>(job)) {
+    MapSome<Sample, kChannels>(job, job.outputs);
+  } else {
+    MapSse2<Sample, kChannels>(job);
+  }
 }
 
 template void MapAvx2<std::int16_t, 1>(MapJob<std::int16_t>&);

@@ -23,6 +23,7 @@ struct Sse2 {
   using Vec = __m128i;
   static constexpr std::uint32_t kWords = 8;
   static constexpr unsigned kAllBits = 0xFFFF;
+  static constexpr bool kShuffles = false;
 
   CMM_OPERATION(Add, _mm_add_epi16)
   CMM_OPERATION(Sub, _mm_sub_epi16)
@@ -78,28 +79,28 @@ struct Sse2 {
     return Add(ends.prev, Sub(Xor(product, falls), falls));
   }
 
-  template <std::uint32_t kChannels>
-  static inline void StorePerSample(std::uint16_t* to, Vec words) {
-    if constexpr (kChannels == 1) {
-      Store(to, words);
-    } else {
-      Store(to, UnpackLow16(words, words));
-      Store(to + kWords, UnpackHigh16(words, words));
-    }
+  /// Each word twice, one vector behind the other.
+  static inline void StoreTwice(std::uint16_t* to, std::uint16_t* next, Vec words) {
+    Store(to, UnpackLow16(words, words));
+    Store(next, UnpackHigh16(words, words));
+  }
+  /// The frames that open the intervals of 8 outputs.
+  template <class Sample, std::uint32_t kChannels>
+  static inline void StoreFrames(Plan::Record* record, Vec frame) {
+    Store(record->index, frame);
+    if constexpr (kChannels == 2) Store(record[1].index, UnpackHigh64(frame, frame));
   }
 
-  template <class Sample, std::uint32_t kChannels>
-  static bool Reaches(const Plan&) {
-    return true;
+  template <class Sample, std::uint32_t kChannels, Plan::Fetch>
+  static inline std::int64_t End(const Plan::Record& record, std::int64_t) {
+    return record.index[kWords / kChannels - 1] + 2;
   }
-  template <class Sample, std::uint32_t kChannels>
-  static void StoreShuffles(Plan&, std::uint64_t, Vec) {}
 
-  template <class Sample, std::uint32_t kChannels>
-  static inline bool Gather(const Sample* from, std::int64_t, const Cursor& at, Ends<Sse2>& ends) {
+  template <class Sample, std::uint32_t kChannels, Plan::Fetch>
+  static inline void Gather(const Sample* from, std::int64_t, const Plan::Record& record, Ends<Sse2>& ends) {
     const auto pair = [&](std::uint32_t i) {
-      // Two frames, one behind the other: 2, 4 or 8 bytes.
-      return Fetch<2 * kChannels * sizeof(Sample)>(from + at.index[i] * kChannels);
+      // Two frames, one behind the other: 4 or 8 bytes.
+      return Fetch<2 * kChannels * sizeof(Sample)>(from + record.index[i] * kChannels);
     };
     if constexpr (sizeof(Sample) * kChannels == 4) {
       const Vec a = UnpackLow32(pair(0), pair(1));
@@ -113,12 +114,29 @@ struct Sse2 {
       const Vec a = UnpackLow32(UnpackLow16(pair(0), pair(1)), UnpackLow16(pair(2), pair(3)));
       ends = {_mm_unpacklo_epi8(a, Zero()), _mm_unpackhi_epi8(a, Zero())};
     } else {
-      const Vec a = UnpackLow32(UnpackLow16(pair(0), pair(1)), UnpackLow16(pair(2), pair(3)));
-      const Vec b = UnpackLow32(UnpackLow16(pair(4), pair(5)), UnpackLow16(pair(6), pair(7)));
-      const Vec both = UnpackLow64(a, b);
+      // A word for each output: put together in two chains.
+      const auto word = [&](std::uint32_t i) {
+        std::uint16_t bytes = 0;
+        std::memcpy(&bytes, from + record.index[i], 2);
+        return static_cast<int>(bytes);
+      };
+      Vec low = _mm_cvtsi32_si128(word(0));
+      Vec high = _mm_cvtsi32_si128(word(4));
+      low = _mm_insert_epi16(low, word(1), 1);
+      high = _mm_insert_epi16(high, word(5), 1);
+      low = _mm_insert_epi16(low, word(2), 2);
+      high = _mm_insert_epi16(high, word(6), 2);
+      low = _mm_insert_epi16(low, word(3), 3);
+      high = _mm_insert_epi16(high, word(7), 3);
+      const Vec both = UnpackLow64(low, high);
       ends = {_mm_and_si128(both, _mm_set1_epi16(0xFF)), _mm_srli_epi16(both, 8)};
     }
-    return true;
+  }
+
+  template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
+  static inline void GatherAtEdge(const Sample* from, std::int64_t shift, const Plan::Record& record,
+                                  const Sample*, const Sample*, Ends<Sse2>& ends) {
+    Gather<Sample, kChannels, kFetch>(from, shift, record, ends);
   }
 
  private:
@@ -126,13 +144,9 @@ struct Sse2 {
   static inline Vec Fetch(const void* from) {
     if constexpr (kBytes == 8) {
       return _mm_loadl_epi64(static_cast<const Vec*>(from));
-    } else if constexpr (kBytes == 4) {
+    } else {
       std::int32_t bytes = 0;
       std::memcpy(&bytes, from, 4);
-      return _mm_cvtsi32_si128(bytes);
-    } else {
-      std::uint16_t bytes = 0;
-      std::memcpy(&bytes, from, 2);
       return _mm_cvtsi32_si128(bytes);
     }
   }

@@ -9,33 +9,48 @@ namespace resample {
 /// Output positions repeat: with the rates' greatest common divisor taken out, q outputs cover p source
 /// frames. Output number "slot" of such a cycle lies part / q inside its interval, part being slot * p modulo
 /// q, or q in place of 0. Short cycles are tabled once; the entries of long ones the forms compute piece by
-/// piece into the same tables.
+/// piece into the same records.
 ///
 /// A product is trunc(d * part / q) for a difference of samples d, in 16-bit whole numbers:
-/// - In a tabled cycle the high half of d * high is the product or one less, as the remainder d * part -
-/// product * q
-///   tells, which is below 2 * q.
+/// - In a tabled cycle the high half of d * high is the product or one less, as the remainder
+///   d * part - product * q tells, which is below 2 * q.
 /// - In a long cycle a weight of 32 bits, 2^32 * part / q rounded up, is exact: d has 16 bits and q at most
-/// 16, so the
-///   true product is whole or at least 2^-16 below a whole number, and the weight's error adds less.
+///   16, so the true product is whole or at least 2^-16 below a whole number, and the weight's error adds
+///   less.
 ///
 /// The double formula gives the same but where d * part / q is whole: a fraction that came out low may then
 /// give one less. There are three kinds of fractions: never low enough for that, always (the entry's limit is
 /// one higher), and those where it depends on the product. Whole products of these are computed again in
 /// double.
 struct Plan {
-  static constexpr std::uint32_t kEntries = 640;  ///< the longest cycle that is tabled
-  static constexpr std::uint32_t kSpare = 32;     ///< entries behind, for vectors that run over the end
+  /// The entries of as many outputs as a vector of the form at hand takes, in the order in which its code
+  /// reads them. Aligned: half of the loads would straddle two cache lines if the entries were laid end to
+  /// end.
+  struct Record {
+    static constexpr std::uint32_t kMaxWords = 16;
+
+    /// Byte shuffles for the words of two lanes: the lower ends of 8 intervals out of a window, or of 4 and
+    /// then the upper ends. The second one then has the other 4.
+    alignas(64) std::uint8_t shuffle[2][32];
+    /// For each sample, channels of a frame sharing their values:
+    std::uint16_t high[kMaxWords];   ///< 2^16 * part / q, the next lower number; the weight's high half
+    std::uint16_t low[kMaxWords];    ///< part; the weight's low half
+    std::uint16_t limit[kMaxWords];  ///< the product is one more when the remainder is above
+    /// For each output the frame that opens the interval.
+    std::uint16_t index[kMaxWords];
+  };
+
+  static constexpr std::uint32_t kRecords = 448;         ///< also the longest cycle that is tabled
+  static constexpr std::uint32_t kPiece = 640;           ///< outputs of a long cycle that are made at once
   static constexpr std::uint32_t kLongestCycle = 60000;  ///< whole products are found with 16 bits up to here
-  static constexpr std::uint32_t kMaxChannels = 2;
-  static constexpr std::uint32_t kSamples = (kEntries + kSpare) * kMaxChannels;
 
   enum class Kind : std::uint8_t { kNone, kTabled, kRolling };
 
   /// Sets the plan up for these rates, unless it is already.
-  /// @param inv 1.0 / dst
-  void Prepare(std::uint32_t src, std::uint32_t dst, double inv, std::uint32_t channelCount,
-               std::uint32_t sampleBytes);
+  void Prepare(std::uint32_t src, std::uint32_t dst, std::uint32_t channelCount, std::uint32_t sampleBytes);
+  /// Fills the records of a tabled cycle for vectors of so many samples, unless they are already.
+  /// @param inv 1.0 / dstRate
+  void Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv);
 
   /// The rates have entries, and the position is one that they describe.
   bool Covers(std::uint32_t phase) const { return kind != Kind::kNone && phase % unit == 0; }
@@ -57,35 +72,42 @@ struct Plan {
   std::uint32_t p = 0;        ///< srcRate / unit
   std::uint32_t q = 0;        ///< dstRate / unit
   std::uint32_t inverse = 0;  ///< of p modulo q
-  std::uint32_t length = 0;   ///< entries after which the table starts again: whole cycles
-  std::uint32_t advance = 0;  ///< source frames that they cover
   std::uint64_t step = 0;     ///< source frames for each output in units of 2^-48, rounded up
   /// That many steps: the first 16 outputs, dealt to 64-bit lanes as the forms' transposition wants them.
   alignas(32) std::uint64_t steps[4][4] = {};
 
-  /// Frames from the first to the last interval of 4 samples, at most.
-  std::uint32_t reach = 0;
-
-  bool doubtful = false;  ///< the table has entries whose whole products need the double formula
-
-  std::uint16_t index[kEntries + kSpare] = {};  ///< the frame that opens the interval
-  /// For each sample, channels of a frame sharing their values:
-  enum Row : std::uint8_t {
-    kHigh,   ///< 2^16 * part / q, the next lower number; the weight's high half
-    kLow,    ///< part; the weight's low half
-    kLimit,  ///< the product is one more when the remainder is above
-    kWhole,  ///< the remainder of whole products that need the double formula
-    kRows
+  /// How windows of 16 bytes can take in the intervals of two lanes of 8 samples each. The shuffles of a
+  /// tabled cycle fit the narrowest that the ratio allows, those of a long one kQuads.
+  enum class Fetch : std::uint8_t {
+    kEach,    ///< they cannot: every interval by itself
+    kQuads,   ///< a window for every 4 samples, at the first one's frame
+    kJoined,  ///< two windows one behind the other, "shift" frames from the first interval, take in the first
+              ///< 4 samples of both lanes, two more the others
+    kLanes    ///< a window for each lane, the second one "shift" frames behind the first
   };
-  alignas(32) std::uint16_t rows[kRows][kSamples] = {};
-  /// For each output two byte shuffles, for the 4 samples from it on and for those 8 samples later. Each
-  /// takes the lower ends of the intervals and then the upper ones, as 16-bit words, out of the bytes from
-  /// the first one's frame on.
-  alignas(32) std::uint8_t shuffle[kEntries + kSpare][32] = {};
+  Fetch fetch = Fetch::kEach;
+  std::int32_t shift = 0;
+
+  /// Parts whose whole products need the double formula: a few are better computed again by themselves.
+  static constexpr std::uint32_t kMaxMends = 4;
+  std::uint32_t mends = 0;
+  std::uint32_t mended[kMaxMends] = {};
+  bool doubtful = false;  ///< there are more: the records name the remainders
+  bool picks = false;     ///< every output is the upper end of its interval
+
+  /// A vector's outputs lead from one place of a tabled cycle to another, and in the end to the first again:
+  /// the records of such an orbit lie one behind the other, and so do the orbits. Short ones are repeated.
+  std::uint32_t words = 0;                    ///< samples of a vector
+  std::uint32_t orbit = 0;                    ///< records in each
+  std::uint32_t advance = 0;                  ///< source frames that they cover
+  std::uint16_t recordOf[kRecords + 1] = {};  ///< the one that begins with a part
+  Record records[kRecords] = {};
+  /// For each sample of a record the remainder of whole products, if these are doubtful.
+  alignas(32) std::uint16_t wholes[kRecords][Record::kMaxWords] = {};
 
  private:
-  void Tabulate(double inv);
-  void TabulateShuffles(std::uint32_t sampleBytes);
+  void ChooseFetch(std::uint32_t window);
+  void TabulateShuffles(Record& record, std::uint32_t sampleBytes) const;
 };
 
 }  // namespace resample

@@ -2,8 +2,8 @@
 // CMM_VECTOR_CODE (the function attributes that turn the instruction set on) before, and gives the operations
 // as the class V:
 //   Vec, kWords (16-bit words in a Vec), Load, Store, the operations below,
-//   Reaches<Sample, kChannels>(plan), and Gather<Sample, kChannels>(...), which fetches both ends of the
-//   intervals.
+//   Gather<Sample, kChannels, kFetch>(...), which fetches both ends of the intervals, and End(...), the end
+//   of the frames that it reads.
 // Everything here is local to that file.
 #pragma once
 
@@ -25,114 +25,138 @@ struct Ends {
 
 /// How the entries in hand give products.
 enum class Entries : std::uint8_t {
+  kPicked,  ///< tabled, and the product is the whole difference
   kTabled,
   kTabledDoubtful,  ///< with whole products that need the double formula
   kWeighted,
   kStraight  ///< weights, each output one frame behind the one before
 };
 
-/// A place in a plan's entries.
-struct Cursor {
-  const std::uint16_t* index;
-  const std::uint8_t* shuffle;
-  const std::uint16_t* row;  // of Plan::kHigh
-
-  Cursor(const Plan& plan, std::uint32_t entry, std::uint32_t channels)
-      : index(plan.index + entry),
-        shuffle(plan.shuffle[entry]),
-        row(plan.rows[Plan::kHigh] + entry * channels) {}
-};
-
 /// The products of samples whose entries are tabled.
 /// @param size  the differences without their signs
-/// @param whole receives the words, with any bits set, that need the double formula
 template <class V>
-CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const std::uint16_t* row,
-                                                     typename V::Vec q, typename V::Vec& whole) {
+CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const Plan::Record& record,
+                                                     typename V::Vec q, typename V::Vec& remainder) {
   using Vec = typename V::Vec;
-  const Vec product = V::MulHigh(size, V::Load(row));
-  const Vec part = V::Load(row + Plan::kLow * Plan::kSamples);
-  const Vec remainder = V::Sub(V::MulLow(size, part), V::MulLow(product, q));
-  whole = V::Equal(remainder, V::Load(row + Plan::kWhole * Plan::kSamples));
-  return V::Sub(product, V::Greater(remainder, V::Load(row + Plan::kLimit * Plan::kSamples)));
+  const Vec product = V::MulHigh(size, V::Load(record.high));
+  const Vec part = V::Load(record.low);
+  remainder = V::Sub(V::MulLow(size, part), V::MulLow(product, q));
+  return V::Sub(product, V::Greater(remainder, V::Load(record.limit)));
 }
 
 /// The products of samples whose entries are 32-bit weights.
+/// @param whole receives the words, with any bits set, that need the double formula
 template <class V>
-CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, const std::uint16_t* row,
+CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, const Plan::Record& record,
                                                        typename V::Vec& whole) {
   using Vec = typename V::Vec;
-  const Vec high = V::Load(row);
+  const Vec high = V::Load(record.high);
   // 16 times 32 bits: the top word, and the middle one with its carry into the top.
-  const Vec carried = V::MulHigh(size, V::Load(row + Plan::kLow * Plan::kSamples));
+  const Vec carried = V::MulHigh(size, V::Load(record.low));
   const Vec middle = V::Add(V::MulLow(size, high), carried);
   const Vec noCarry = V::Equal(V::SubSaturated(carried, middle), V::Zero());
   whole = V::BelowBoth(middle, size);
   return V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
 }
 
-/// Computes whole products again, by the double formula. By value: in memory only when it comes to this.
-/// @param slot the place in the cycle of the first output
-/// @param row  the entries of a tabled cycle
-template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
-CMM_VECTOR_CODE [[gnu::noinline]] void Repair(const MapJob<Sample>& job, std::uint64_t slot,
-                                              const std::uint16_t* row, typename V::Vec prevs,
-                                              typename V::Vec curs, typename V::Vec whole, Sample* out) {
-  alignas(32) std::int16_t prev[V::kWords];
-  alignas(32) std::int16_t cur[V::kWords];
-  V::Store(prev, prevs);
-  V::Store(cur, curs);
-  const Plan& plan = *job.plan;
-  for (unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits; bits != 0;) {
-    const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
-    bits &= ~(3U << 2 * i);
-    const std::uint32_t phase = kEntries == Entries::kTabledDoubtful
-                                    ? row[Plan::kLow * Plan::kSamples + i] * plan.unit
-                                    : plan.Phase(slot + i / kChannels);
-    const std::int32_t delta = cur[i] - prev[i];
-    out[i] = static_cast<Sample>(prev[i] + static_cast<std::int32_t>(delta * (phase * job.inv)));
+/// @param whole receives the words, with any bits set, that need the double formula
+template <class V, Entries kEntries>
+CMM_VECTOR_CODE inline typename V::Vec Product(typename V::Vec size, const Plan::Record& record,
+                                               typename V::Vec q, const void* wholes,
+                                               typename V::Vec& whole) {
+  if constexpr (kEntries == Entries::kWeighted || kEntries == Entries::kStraight) {
+    return WeightedProduct<V>(size, record, whole);
+  } else {
+    typename V::Vec remainder;
+    const typename V::Vec product = TabledProduct<V>(size, record, q, remainder);
+    if constexpr (kEntries == Entries::kTabledDoubtful) whole = V::Equal(remainder, V::Load(wholes));
+    return product;
   }
 }
 
-/// Makes up to count vectors, out of the plan's entries one behind the other.
-/// @param slot   the place in the cycle of the first entry
-/// @param origin the frame from which the entries count
-/// @return the number of vectors made: as far as the block can be read
-template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
-CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, Cursor at, std::uint64_t slot,
-                                         std::int64_t origin, Sample* out, std::uint64_t count) {
+/// Where entries take their samples from, and what is the same for all of them.
+template <class Sample>
+struct Source {
+  const Plan* plan;
+  double inv;
+  const Sample* frames;
+  std::int64_t count;  ///< frames that can be read
+};
+
+/// Computes the marked products of one vector again, by the double formula.
+/// @param slot  the place in the cycle of the first output
+/// @param first the frame from which the record counts; of a straight one the first output's
+template <class Sample, std::uint32_t kChannels, Entries kEntries>
+CMM_VECTOR_CODE void Repair(const Source<Sample>& source, std::uint64_t slot, const Plan::Record& record,
+                            const Sample* first, unsigned bits, Sample* out) {
+  const Plan& plan = *source.plan;
+  while (bits != 0) {
+    const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
+    bits &= ~(3U << 2 * i);
+    const std::uint32_t frame = kEntries == Entries::kStraight ? i / kChannels : record.index[i / kChannels];
+    const std::uint32_t phase =
+        kEntries == Entries::kTabledDoubtful ? record.low[i] * plan.unit : plan.Phase(slot + i / kChannels);
+    const Sample* const prev = first + frame * kChannels + i % kChannels;
+    const std::int32_t delta = prev[kChannels] - prev[0];
+    out[i] = static_cast<Sample>(prev[0] + static_cast<std::int32_t>(delta * (phase * source.inv)));
+  }
+}
+
+/// Makes count vectors, out of records one behind the other.
+/// @param slot   the place in the cycle of the first output
+/// @param origin the frame from which the records count
+/// @tparam kAtEdge reads nothing outside the block
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch,
+          bool kAtEdge = false>
+CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, const Plan::Record* const records,
+                                std::uint64_t slot, std::int64_t origin, Sample* const out,
+                                std::uint64_t count) {
   using Vec = typename V::Vec;
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
-  const Vec q = V::Spread16(static_cast<std::uint16_t>(job.plan->q));
-  const Sample* const from = job.frames + origin * kChannels;
-  const std::int64_t frames = static_cast<std::int64_t>(job.frameCount) - origin;
+  const Vec q = V::Spread16(static_cast<std::uint16_t>(source.plan->q));
+  const std::int64_t shift = std::int64_t{source.plan->shift} * kChannels;
+  const Sample* const from = source.frames + origin * kChannels;
+  const auto* const wholes = source.plan->wholes + (records - source.plan->records);
+  // Where marks are many, a jump on each would be foreseen wrongly too often: they are put aside.
+  // The vector's number stands above two bits for each of its words.
+  std::uint64_t marks[kEntries == Entries::kTabledDoubtful ? Plan::kRecords + 1 : 1];
+  std::uint32_t marked = 0;
   for (std::uint64_t made = 0; made < count; ++made) {
+    const Plan::Record& record = records[made];
+    const Sample* const straight = from + made * V::kWords;
+    Sample* const to = out + made * V::kWords;
     Ends<V> ends;
     if constexpr (kEntries == Entries::kStraight) {
-      const Sample* const first = from + made * V::kWords;
-      ends = {V::LoadSamples(first), V::LoadSamples(first + kChannels)};
-    } else if (!V::template Gather<Sample, kChannels>(from, frames, at, ends)) {
-      return made;
-    }
-    const Vec size = V::template Size<Sample>(ends);
-    Vec whole;
-    Vec product;
-    if constexpr (kEntries == Entries::kWeighted || kEntries == Entries::kStraight) {
-      product = WeightedProduct<V>(size, at.row, whole);
+      ends = {V::LoadSamples(straight), V::LoadSamples(straight + kChannels)};
+    } else if constexpr (kAtEdge) {
+      V::template GatherAtEdge<Sample, kChannels, kFetch>(from, shift, record, source.frames,
+                                                          source.frames + source.count * kChannels, ends);
     } else {
-      product = TabledProduct<V>(size, at.row, q, whole);
+      V::template Gather<Sample, kChannels, kFetch>(from, shift, record, ends);
     }
-    V::Put(out, V::template Apply<Sample>(ends, product));
-    if (kEntries != Entries::kTabled && V::Any(whole)) [[unlikely]] {
-      Repair<V, Sample, kChannels, kEntries>(job, slot + made * kOutputs, at.row, ends.prev, ends.cur, whole,
-                                             out);
+    if constexpr (kEntries == Entries::kPicked) {
+      V::Put(to, ends.cur);
+    } else {
+      Vec whole;
+      const Vec product =
+          Product<V, kEntries>(V::template Size<Sample>(ends), record, q, wholes + made, whole);
+      V::Put(to, V::template Apply<Sample>(ends, product));
+      if constexpr (kEntries == Entries::kTabledDoubtful) {
+        const unsigned bits = V::Bits(whole);
+        marks[marked] = made << 32 | bits;
+        marked += static_cast<std::uint32_t>(bits != 0);
+      } else if (kEntries != Entries::kTabled && V::Any(whole)) [[unlikely]] {
+        const unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits;
+        Repair<Sample, kChannels, kEntries>(source, slot + made * kOutputs, record,
+                                            kEntries == Entries::kStraight ? straight : from, bits, to);
+      }
     }
-    out += V::kWords;
-    at.index += kOutputs;
-    at.shuffle += kOutputs * sizeof(Plan::shuffle[0]);
-    at.row += V::kWords;
   }
-  return count;
+  for (std::uint32_t i = 0; i < marked; ++i) {
+    const std::uint64_t vector = marks[i] >> 32;
+    Repair<Sample, kChannels, kEntries>(source, 0, records[vector], from, static_cast<unsigned>(marks[i]),
+                                        out + vector * V::kWords);
+  }
 }
 
 /// The entries of a long cycle from a position on. Every 16-byte lane has 8 outputs, in 64-bit positions of
@@ -140,11 +164,12 @@ CMM_VECTOR_CODE std::uint64_t RunEntries(const MapJob<Sample>& job, Cursor at, s
 /// number.
 /// @param start the first position
 template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
-CMM_VECTOR_CODE void FillEntries(Plan& plan, std::uint64_t start, std::uint64_t count) {
+CMM_VECTOR_CODE void FillRecords(Plan& plan, std::uint64_t start, std::uint64_t count) {
   using Vec = typename V::Vec;
   Vec position[4];
   for (std::uint32_t i = 0; i < 4; ++i) position[i] = V::Add64(V::Spread64(start), V::Load(plan.steps[i]));
   const Vec stride = V::Spread64(V::kWords * plan.step);
+  Plan::Record* record = plan.records;
   for (std::uint64_t k = 0; k < count; k += V::kWords) {
     // Each position is four words, with the weight in the middle and the frame on top: sort them.
     const Vec a = V::UnpackLow16(position[0], position[1]);
@@ -154,54 +179,154 @@ CMM_VECTOR_CODE void FillEntries(Plan& plan, std::uint64_t start, std::uint64_t 
     const Vec low = V::UnpackHigh64(V::UnpackLow32(a, b), V::UnpackLow32(c, d));
     const Vec tops1 = V::UnpackHigh32(a, b);
     const Vec tops2 = V::UnpackHigh32(c, d);
-    V::template StorePerSample<kChannels>(plan.rows[Plan::kLow] + k * kChannels, low);
-    V::template StorePerSample<kChannels>(plan.rows[Plan::kHigh] + k * kChannels,
-                                          V::UnpackLow64(tops1, tops2));
+    const Vec high = V::UnpackLow64(tops1, tops2);
+    if constexpr (kChannels == 1) {
+      V::Store(record->low, low);
+      V::Store(record->high, high);
+    } else {
+      V::StoreTwice(record[0].low, record[1].low, low);
+      V::StoreTwice(record[0].high, record[1].high, high);
+    }
     if constexpr (kEntries == Entries::kWeighted) {
-      const Vec frame = V::UnpackHigh64(tops1, tops2);
-      V::Store(plan.index + k, frame);
-      V::template StoreShuffles<Sample, kChannels>(plan, k, frame);
+      V::template StoreFrames<Sample, kChannels>(record, V::UnpackHigh64(tops1, tops2));
     }
     for (Vec& each : position) each = V::Add64(each, stride);
+    record += kChannels;
   }
 }
 
-template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
+/// The vectors up to count that can be read.
+/// @param frames the frames from the one on from which the records count
+template <class V, class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
+std::uint64_t Readable(const Plan& plan, const Plan::Record* records, std::int64_t frames,
+                       std::uint64_t count) {
+  while (count != 0 && V::template End<Sample, kChannels, kFetch>(records[count - 1], plan.shift) > frames) {
+    --count;
+  }
+  return count;
+}
+
+/// A place on the way through an orbit of a tabled cycle, over and over.
+struct Walk {
+  std::uint32_t record;
+  std::uint32_t end;    // behind the orbit's last record
+  std::int64_t origin;  // the frame from which the records count
+
+  Walk(const Plan& plan, std::uint32_t from, std::uint64_t frame)
+      : record(from),
+        end((from / plan.orbit + 1) * plan.orbit),
+        origin(static_cast<std::int64_t>(frame) - plan.records[from].index[0]) {}
+
+  /// The frame that opens the interval of the next output.
+  std::uint64_t Frame(const Plan& plan) const {
+    return static_cast<std::uint64_t>(origin + plan.records[record].index[0]);
+  }
+  void Advance(const Plan& plan, std::uint64_t vectors) {
+    record += static_cast<std::uint32_t>(vectors);
+    if (record < end) return;
+    record -= plan.orbit;
+    origin += plan.advance;
+  }
+};
+
+/// Makes up to count vectors of a tabled cycle. @return the number made: as far as frames can be read
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch>
+CMM_VECTOR_CODE std::uint64_t RunOrbit(const Source<Sample>& source, Walk& walk, Sample* out,
+                                       std::uint64_t count) {
+  const Plan& plan = *source.plan;
+  std::uint64_t made = 0;
+  while (made < count) {
+    const Plan::Record* const records = plan.records + walk.record;
+    const std::uint64_t wanted = std::min<std::uint64_t>(count - made, walk.end - walk.record);
+    const std::uint64_t piece =
+        Readable<V, Sample, kChannels, kFetch>(plan, records, source.count - walk.origin, wanted);
+    RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, records, 0, walk.origin,
+                                                       out + made * V::kWords, piece);
+    made += piece;
+    walk.Advance(plan, piece);
+    if (piece < wanted) break;
+  }
+  return made;
+}
+
+/// Computes all outputs at the plan's few doubtful parts by the double formula: in every cycle the same ones.
+/// @param job as it was before the outputs were made
+template <class Sample, std::uint32_t kChannels>
+void MendParts(const MapJob<Sample>& job) {
+  const Plan& plan = *job.plan;
+  const std::uint32_t at = job.at.phase / plan.unit;
+  for (std::uint32_t i = 0; i < plan.mends; ++i) {
+    const std::uint32_t part = plan.mended[i];
+    std::uint64_t k = plan.Slot((part > at ? part - at : part + plan.q - at) * plan.unit);
+    const Sample* prev = job.frames + (job.at.frame + (at + k * plan.p - 1) / plan.q) * kChannels;
+    const double fraction = part * plan.unit * job.inv;
+    for (; k < job.outputs; k += plan.q) {
+      for (std::uint32_t c = 0; c < kChannels; ++c) {
+        const std::int32_t delta = prev[kChannels + c] - prev[c];
+        job.out[k * kChannels + c] =
+            static_cast<Sample>(prev[c] + static_cast<std::int32_t>(delta * fraction));
+      }
+      prev += plan.p * kChannels;
+    }
+  }
+}
+
+/// The outputs of a tabled cycle, if they are not fewer than a vector has.
+template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch>
 CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
   const Plan& plan = *job.plan;
-  std::uint32_t slot = plan.Slot(job.at.phase);
-  auto origin = static_cast<std::int64_t>(job.at.frame) - plan.index[slot];
-  const std::uint64_t wanted = job.outputs / kOutputs;
-  std::uint64_t made = 0;
-  while (made < wanted) {
-    // To the table's end or a little beyond, and on from the entries at its beginning that mean the same.
-    const std::uint64_t count =
-        std::min<std::uint64_t>(wanted - made, (plan.length - slot + kOutputs - 1) / kOutputs);
-    const std::uint64_t done = RunEntries<V, Sample, kChannels, kEntries>(
-        job, Cursor(plan, slot, kChannels), slot, origin, job.out + made * V::kWords, count);
-    made += done;
-    if (done < count) break;
-    slot += static_cast<std::uint32_t>(count) * kOutputs;
-    if (slot >= plan.length) {
-      slot -= plan.length;
-      origin += plan.advance;
-    }
+  const Source<Sample> source{&plan, job.inv, job.frames, static_cast<std::int64_t>(job.frameCount)};
+  std::uint32_t part = job.at.phase / plan.unit;
+  Walk walk(plan, plan.recordOf[part], job.at.frame);
+  Sample* out = job.out;
+  std::uint64_t left = job.outputs;
+  const auto atEdge = [&] {
+    RunRecords<V, Sample, kChannels, kEntries, kFetch, true>(source, plan.records + walk.record, 0,
+                                                             walk.origin, out, 1);
+    walk.Advance(plan, 1);
+    out += V::kWords;
+    left -= kOutputs;
+  };
+  if (kFetch == Plan::Fetch::kJoined && static_cast<std::int64_t>(job.at.frame) + plan.shift < 0) atEdge();
+  const std::uint64_t made =
+      RunOrbit<V, Sample, kChannels, kEntries, kFetch>(source, walk, out, left / kOutputs);
+  out += made * V::kWords;
+  left -= made * kOutputs;
+  while (left >= kOutputs) atEdge();
+  if (left != 0) {
+    // The last vector ends with the last output, and makes some others again.
+    const auto again = kOutputs - static_cast<std::uint32_t>(left);
+    part = plan.records[walk.record].low[0];
+    const std::uint32_t step = again * plan.p % plan.q;
+    const std::uint64_t frame = walk.Frame(plan) - again * plan.p / plan.q - (part <= step ? 1 : 0);
+    walk = Walk(plan, plan.recordOf[part <= step ? part + plan.q - step : part - step], frame);
+    out -= again * kChannels;
+    left = kOutputs;
+    atEdge();
   }
-  job.Advance(made * kOutputs, kChannels);
+  MendParts<Sample, kChannels>(job);
+  job.at = {walk.Frame(plan), plan.records[walk.record].low[0] * plan.unit};
+  job.out = out;
+  job.outputs = 0;
 }
 
-/// Up to count outputs of a long cycle, by way of the plan's tables. @return the number made: whole vectors
+/// Up to count outputs of a long cycle, by way of the plan's records. @return the number made: whole vectors
 template <class V, class Sample, std::uint32_t kChannels, Entries kEntries>
 CMM_VECTOR_CODE std::uint64_t MapPiece(MapJob<Sample>& job, std::uint32_t slot, std::uint64_t start,
                                        std::uint64_t count) {
   constexpr std::uint64_t kOutputs = V::kWords / kChannels;
+  constexpr Plan::Fetch kFetch = V::kShuffles ? Plan::Fetch::kQuads : Plan::Fetch::kEach;
   Plan& plan = *job.plan;
-  FillEntries<V, Sample, kChannels, kEntries>(plan, start, count);
-  const std::uint64_t made = RunEntries<V, Sample, kChannels, kEntries>(
-      job, Cursor(plan, 0, kChannels), slot, static_cast<std::int64_t>(job.at.frame), job.out,
-      count / kOutputs);
-  return made * kOutputs;
+  FillRecords<V, Sample, kChannels, kEntries>(plan, start, count);
+  const auto origin = static_cast<std::int64_t>(job.at.frame);
+  const auto frames = static_cast<std::int64_t>(job.frameCount);
+  std::uint64_t vectors = count / kOutputs;
+  if (kEntries != Entries::kStraight)
+    vectors = Readable<V, Sample, kChannels, kFetch>(plan, plan.records, frames - origin, vectors);
+  RunRecords<V, Sample, kChannels, kEntries, kFetch>({&plan, job.inv, job.frames, frames}, plan.records, slot,
+                                                     origin, job.out, vectors);
+  return vectors * kOutputs;
 }
 
 template <class V, class Sample, std::uint32_t kChannels>
@@ -212,7 +337,7 @@ CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
   while (job.outputs >= kOutputs) {
     // Up to the next upper end of an interval, which has no weight of 32 bits and is made by itself.
     const std::uint32_t left = slot != 0 ? plan.q - slot : 1;
-    std::uint64_t made = std::min<std::uint64_t>({left, job.outputs, Plan::kEntries});
+    std::uint64_t made = std::min<std::uint64_t>({left, job.outputs, Plan::kPiece});
     if (made < kOutputs) {
       MapSome<Sample, kChannels>(job, made);
     } else {
@@ -231,20 +356,41 @@ CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
   }
 }
 
-/// What can be done in vectors, leaving the rest in the job.
+template <class V, class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
+CMM_VECTOR_CODE void MapTabledBy(MapJob<Sample>& job) {
+  if (job.plan->picks) {
+    MapTabled<V, Sample, kChannels, Entries::kPicked, kFetch>(job);
+  } else if (job.plan->doubtful) {
+    MapTabled<V, Sample, kChannels, Entries::kTabledDoubtful, kFetch>(job);
+  } else {
+    MapTabled<V, Sample, kChannels, Entries::kTabled, kFetch>(job);
+  }
+}
+
+/// What can be done in vectors, leaving the rest in the job. @return this is the form for the rates
 template <class V, class Sample, std::uint32_t kChannels>
-CMM_VECTOR_CODE void MapVectors(MapJob<Sample>& job) {
-  if (job.outputs < 2 * V::kWords / kChannels) return;
+CMM_VECTOR_CODE bool MapVectors(MapJob<Sample>& job) {
+  using Fetch = Plan::Fetch;
   Plan& plan = *job.plan;
-  plan.Prepare(job.srcRate, job.dstRate, job.inv, kChannels, sizeof(Sample));
-  if (!plan.Covers(job.at.phase) || !V::template Reaches<Sample, kChannels>(plan)) return;
+  plan.Prepare(job.srcRate, job.dstRate, kChannels, sizeof(Sample));
+  if (V::kShuffles && plan.fetch == Fetch::kEach) return false;
+  if (job.outputs < V::kWords / kChannels || !plan.Covers(job.at.phase)) return true;
+  if (V::kShuffles && job.frameCount * kChannels * sizeof(Sample) < 16) return true;  // less than a window
   if (plan.kind == Plan::Kind::kRolling) {
     MapRolling<V, Sample, kChannels>(job);
-  } else if (plan.doubtful) {
-    MapTabled<V, Sample, kChannels, Entries::kTabledDoubtful>(job);
-  } else {
-    MapTabled<V, Sample, kChannels, Entries::kTabled>(job);
+    return true;
   }
+  plan.Tabulate(V::kWords, sizeof(Sample), job.inv);
+  if constexpr (!V::kShuffles) {
+    MapTabledBy<V, Sample, kChannels, Fetch::kEach>(job);
+  } else if (plan.fetch == Fetch::kLanes) {
+    MapTabledBy<V, Sample, kChannels, Fetch::kLanes>(job);
+  } else if (plan.fetch == Fetch::kJoined) {
+    MapTabledBy<V, Sample, kChannels, Fetch::kJoined>(job);
+  } else {
+    MapTabledBy<V, Sample, kChannels, Fetch::kQuads>(job);
+  }
+  return true;
 }
 
 }  // namespace

@@ -134,8 +134,14 @@ TEST_P(Forms, AgreeWithTheStepsOnRandomStreams) {
 /// Every difference of two samples, from other starts again: it meets fraction after fraction of these short
 /// cycles.
 TEST_P(Forms, AgreeOnWholeProducts) {
-  for (const Rates rates :
-       {Rates{6, 7}, {15, 16}, {41, 40}, {48, 49}, {44100, 48000}, {22050, 44100}, {647, 650}}) {
+  for (const Rates rates : {Rates{6, 7},
+                            {15, 16},
+                            {41, 40},
+                            {48, 49},
+                            {44100, 48000},
+                            {48000, 44100},
+                            {22050, 44100},
+                            {647, 650}}) {
     Pair<std::int16_t> pair(*GetParam());
     std::vector<std::int16_t> src;
     for (int d = 0; d < 65536; d += kEffort == 1 ? 7 : 1) {
