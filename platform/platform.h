@@ -12,10 +12,13 @@
 #include <mmreg.h>
 #include <msacm.h>
 #include <dsound.h>
+#include <mbstring.h>
 #include <process.h>
 #else
 #include "platform/posix/acm.h"
 #include "platform/posix/dsound.h"
+#include "platform/posix/find.h"
+#include "platform/posix/mci.h"
 #include "platform/posix/memory.h"
 #include "platform/posix/mmio.h"
 #include "platform/posix/multimedia.h"

@@ -27,6 +27,7 @@ using LPDWORD = DWORD*;
 /// An opaque reference to an object of the layer. Never a pointer that may be followed: the layer looks every
 /// handle up, so a null, closed or foreign one is refused and touches nothing.
 using HANDLE = void*;
+#define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(std::intptr_t{-1}))
 using HWND = struct HWND__*;
 
 /// The platform's calling convention has no counterpart here; the word stays in the published signatures.
