@@ -11,7 +11,8 @@ namespace platform::detail {
 namespace {
 
 constexpr unsigned kLongestBufferSeconds = 10;
-constexpr unsigned kPeriodMicroseconds = 100'000;
+// A server may have as much as a period under way that it cannot take back when the sound is to stop.
+constexpr unsigned kPeriodMicroseconds = 50'000;
 
 /// The published result for a failure to open. Whatever cannot be opened is, to the caller, not there.
 MCIERROR ResultOf(int alsaError) {
@@ -43,9 +44,7 @@ class AlsaOutput final : public SoundOutput {
     const unsigned buffer = std::clamp(bufferSeconds, 1u, kLongestBufferSeconds) * 1'000'000;
     int error = snd_pcm_open(&pcm_, "default", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK);
     if (error < 0) pcm_ = nullptr;
-    if (error >= 0)
-      error = SetAlsaHardware(pcm_, format, buffer,
-                              getenv("CMM_P") ? (unsigned)atoi(getenv("CMM_P")) : kPeriodMicroseconds);
+    if (error >= 0) error = SetAlsaHardware(pcm_, format, buffer, kPeriodMicroseconds);
     snd_pcm_uframes_t periodFrames = 0;
     return error < 0 ? error : snd_pcm_get_params(pcm_, &bufferFrames_, &periodFrames);
   }
