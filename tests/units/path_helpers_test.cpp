@@ -42,28 +42,28 @@ TEST_F(PathHelpers, TakePathsApart) {
     EXPECT_EQ(Name(each.path), each.name) << each.path;
     EXPECT_EQ(Divided(DividePath, each.path), each.directory) << each.path;
   }
-  const char* const kNames[][2] = {{"a.wav", "a"}, {"a.b.wav", "a.b"}, {"a", ""},
-                                   {".wav", ""},   {"", ""},           {"c.d\\e", "c"}};
-  for (const auto& [name, stem] : kNames) EXPECT_EQ(Divided(DivideFileName, name), stem) << name;
+  for (const auto& [name, stem] :
+       {std::pair("a.wav", "a"), {"a.b.wav", "a.b"}, {"a", ""}, {".wav", ""}, {"", ""}, {"c.d\\e", "c"}}) {
+    EXPECT_EQ(Divided(DivideFileName, name), stem) << name;
+  }
   char path[] = "C:\\dir\\a.wav";
   EXPECT_EQ(GetFileNamefromPass(path), path + 7) << "a pointer into the path itself";
+  const std::string longer(70000, 'd');  // than sixteen bits can count
+  EXPECT_EQ(Name(longer + "/a.wav"), "a.wav");
+  EXPECT_EQ(Divided(DividePath, longer + "/a.wav"), longer);
+  EXPECT_EQ(Divided(DivideFileName, longer + ".wav"), longer);
 }
 
-TEST_F(PathHelpers, TakeApartWhatSixteenBitsCannotCount) {
-  const std::string directory(70000, 'd');
-  EXPECT_EQ(Name(directory + "/a.wav"), "a.wav");
-  EXPECT_EQ(Divided(DividePath, directory + "/a.wav"), directory);
-  EXPECT_EQ(Divided(DivideFileName, directory + ".wav"), directory);
-}
+constexpr std::size_t npos = std::string::npos;
 
 /// Where the last mark stands, said in the plainest way; npos without one.
 std::size_t PlainLast(const std::string& text, std::string_view marks, bool doubleBytes) {
-  std::size_t last = std::string::npos;
+  std::size_t last = npos;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
     if (doubleBytes && ((byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC))) {
       ++i;
-    } else if (marks.find(text[i]) != std::string_view::npos) {
+    } else if (marks.find(text[i]) != npos) {
       last = i;
     }
   }
@@ -82,12 +82,9 @@ TEST_F(PathHelpers, AgreeWithThePlainDefinitionInEveryCodePage) {
       }
       const std::size_t separator = PlainLast(text, "\\/:", codePage == 932);
       const std::size_t mark = PlainLast(text, ".", codePage == 932);
-      const auto upTo = [&text](std::size_t end) {
-        return end == std::string::npos ? "" : text.substr(0, end);
-      };
       ASSERT_EQ(Name(text), text.substr(separator + 1));  // npos + 1 is 0
-      ASSERT_EQ(Divided(DividePath, text), upTo(separator));
-      ASSERT_EQ(Divided(DivideFileName, text), upTo(mark));
+      ASSERT_EQ(Divided(DividePath, text), separator == npos ? "" : text.substr(0, separator));
+      ASSERT_EQ(Divided(DivideFileName, text), mark == npos ? "" : text.substr(0, mark));
     }
   }
 }
