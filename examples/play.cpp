@@ -3,8 +3,8 @@
 // MCIWavUnit starts a playback and ends it, and that is all: it gives no word when the file is over, and does
 // not tell how far it has come. So this program learns the length from CMMWav, starts the sound, and goes by
 // the clock: what it shows is the time that has passed, and it closes the unit once the length has. The sound
-// itself is a little late, by what the device needs to begin, so the clock gets a moment more: closing the
-// unit cuts off what has not been heard yet.
+// itself comes later, by up to two seconds when a sound server has to wake or saves power, so it gets these
+// before the unit is closed: closing cuts off what has not been heard yet.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -29,7 +29,7 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
-constexpr auto kLateness = 500ms;  // of the sound behind the clock, at the most
+constexpr auto kLateness = 2s;  // of the sound behind the clock, at the most
 constexpr auto kLook = 100ms;
 
 volatile std::sig_atomic_t stopWanted = 0;

@@ -184,6 +184,25 @@ TEST_F(Playback, ByCommandsTellsItsModeAndGoesOnAfterAStop) {
   EXPECT_EQ(Send(another, MCI_CLOSE), 0u);
 }
 
+// A server has long delays when nobody listens closely, and its estimates are off by them.
+TEST(PlaybackEnd, IsNoticedWhenNobodyListens) {
+  const SoundServer server;
+  ASSERT_TRUE(server.IsRunning()) << server.Problem();
+  const std::string file = server.Path("short.wav");
+  test::StoreWav(file, std::vector{WAVEFORMATEX{WAVE_FORMAT_PCM, 1, 8000, 16000, 2, 16, 0}},
+                 std::vector<std::int16_t>(4000), 4000);
+  MCIDEVICEID id = 0;
+  ASSERT_EQ(Open(file, &id), 0u);
+  ASSERT_EQ(Send(id, MCI_PLAY), 0u);
+  const auto start = std::chrono::steady_clock::now();
+  while (Mode(id) == MCI_MODE_PLAY && std::chrono::steady_clock::now() - start < 10s) {
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_EQ(Mode(id), MCI_MODE_STOP);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 500ms);
+  EXPECT_EQ(Send(id, MCI_CLOSE), 0u);
+}
+
 bool RefusesAsPublished() {
   const TempFolder folder;
   const auto store = [&folder](const char* name, WORD tag, WORD bits) {

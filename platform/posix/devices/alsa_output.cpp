@@ -62,6 +62,13 @@ class AlsaOutput final : public SoundOutput {
     return std::max<std::int64_t>(taken, -1);
   }
 
+  std::int64_t Held() override {
+    const QuietAlsa quiet;
+    const snd_pcm_sframes_t room = snd_pcm_avail(pcm_);
+    if (room == -EPIPE) return 0;  // run dry
+    return room < 0 ? -1 : std::max<std::int64_t>(static_cast<std::int64_t>(bufferFrames_) - room, 0);
+  }
+
   std::int64_t Pending() override {
     const QuietAlsa quiet;
     snd_pcm_sframes_t frames = 0;

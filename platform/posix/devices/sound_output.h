@@ -23,7 +23,11 @@ class SoundOutput {
   /// @return frames taken; -1 when the device has failed for good
   virtual std::int64_t Write(const BYTE* frames, std::size_t count) = 0;
 
-  /// @return frames handed over and not heard yet; -1 when the device has failed for good
+  /// @return frames that the device has not taken out of its buffer; -1 when it has failed for good
+  virtual std::int64_t Held() = 0;
+
+  /// @return frames handed over and not heard yet, as far as the device knows; -1 when the device has failed
+  /// for good
   virtual std::int64_t Pending() = 0;
 
   /// Asks the device to play what it has to the end; nothing may be written any more.

@@ -8,8 +8,9 @@
 namespace platform::detail {
 namespace {
 
-// How close to the end, by the device's own account, it is asked to drain; and how often it is asked again.
-constexpr double kDrainSeconds = 0.02;
+constexpr double kDrainSeconds = 0.02;  // what is left to the device's draining; how often it is asked
+constexpr std::uint32_t kLastPart =
+    16;  // of the buffer; a sound server may not account for the very last of it
 
 }  // namespace
 
@@ -65,12 +66,16 @@ bool Playback::WriteAll(std::span<const BYTE> frames) {
   }
 }
 
+/// What the buffer holds tells whether the device moves at all, and what is pending how long the last of it
+/// takes: with a sound server that is an estimate, and never less than the server's own delay.
 void Playback::AwaitEnd() {
-  const double last = kDrainSeconds * reader_->Format().nSamplesPerSec;
-  for (auto pending = output_->Pending(); static_cast<double>(pending) > last; pending = output_->Pending()) {
-    if (!Rest(static_cast<double>(pending) - last)) return;
+  const std::int64_t lastPart = output_->BufferFrames() / kLastPart;
+  for (auto held = output_->Held(); held > lastPart; held = output_->Held()) {
+    if (!Rest(static_cast<double>(held - lastPart / 2))) return;
   }
-  while (!output_->Drain() && Rest(last)) continue;
+  const double asked = kDrainSeconds * reader_->Format().nSamplesPerSec;
+  if (!Rest(static_cast<double>(output_->Pending()) - asked)) return;
+  while (!output_->Drain() && Rest(asked)) continue;
 }
 
 /// Sleeps for as long as so many frames sound.
