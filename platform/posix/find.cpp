@@ -15,6 +15,8 @@ using namespace platform::detail;
 
 namespace {
 
+constexpr DWORD kNoAttribute = 0x80;  // FILE_ATTRIBUTE_NORMAL
+
 class Search final : public Object {};
 
 FILETIME FileTime(const timespec& time) {
@@ -27,7 +29,7 @@ FILETIME FileTime(const timespec& time) {
 DWORD Attributes(const char* path, mode_t mode) {
   const DWORD directory = S_ISDIR(mode) ? FILE_ATTRIBUTE_DIRECTORY : 0;
   const DWORD readOnly = access(path, W_OK) != 0 ? FILE_ATTRIBUTE_READONLY : 0;
-  return (directory | readOnly) != 0 ? directory | readOnly : FILE_ATTRIBUTE_NORMAL;
+  return (directory | readOnly) != 0 ? directory | readOnly : kNoAttribute;
 }
 
 }  // namespace

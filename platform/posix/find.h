@@ -8,7 +8,6 @@ inline constexpr std::size_t MAX_PATH = 260;
 
 inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x00000001;
 inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x00000010;
-inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x00000080;
 
 /// Units of 100 ns since the beginning of 1601, UTC; 0: not known.
 struct FILETIME {

@@ -24,7 +24,6 @@ TEST(Play, PlaysToTheEndOrUntilAskedToStopAndTellsWhatFails) {
   EXPECT_THAT(silent.err, HasSubstr("there is no sound device"));
   EXPECT_THAT(RunProgram({CMM_PLAY, text}).err, HasSubstr("too short to be a WAV file"));
   EXPECT_THAT(RunProgram({CMM_PLAY, folder.File("none.wav")}).err, HasSubstr("there is no such file"));
-  EXPECT_EQ(RunProgram({CMM_PLAY}).code, 2);
 
   const SoundServer server;
   ASSERT_TRUE(server.IsRunning()) << server.Problem();
@@ -32,7 +31,7 @@ TEST(Play, PlaysToTheEndOrUntilAskedToStopAndTellsWhatFails) {
   const Outcome whole = RunProgram({CMM_PLAY, file});
   EXPECT_EQ(whole.code, 0) << whole.err;
   EXPECT_THAT(whole.out, HasSubstr("00:01.00"));
-  EXPECT_GE(std::chrono::steady_clock::now() - start, 1s);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 1s) << "the length of the file";
   Program stopped({CMM_PLAY, file});
   std::this_thread::sleep_for(500ms);
   stopped.Send(SIGINT);

