@@ -8,14 +8,13 @@
 #include <string_view>
 
 #include "platform/posix/codepage.h"
+#include "platform/posix/files.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/sync.h"
 
 using namespace platform::detail;
 
 namespace {
-
-constexpr DWORD kNoAttribute = 0x80;  // FILE_ATTRIBUTE_NORMAL
 
 class Search final : public Object {};
 
@@ -29,7 +28,7 @@ FILETIME FileTime(const timespec& time) {
 DWORD Attributes(const char* path, mode_t mode) {
   const DWORD directory = S_ISDIR(mode) ? FILE_ATTRIBUTE_DIRECTORY : 0;
   const DWORD readOnly = access(path, W_OK) != 0 ? FILE_ATTRIBUTE_READONLY : 0;
-  return (directory | readOnly) != 0 ? directory | readOnly : kNoAttribute;
+  return (directory | readOnly) != 0 ? directory | readOnly : FILE_ATTRIBUTE_NORMAL;
 }
 
 }  // namespace

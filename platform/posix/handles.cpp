@@ -42,10 +42,10 @@ class HandleTable {
   }
 
   /// The object goes with what is returned, outside the lock.
-  std::shared_ptr<Object> Close(HANDLE handle) {
+  std::shared_ptr<Object> Close(HANDLE handle, bool (*isOfKind)(const Object&)) {
     const std::lock_guard lock(lock_);
     Slot* slot = Look(handle);
-    if (!slot) return nullptr;
+    if (!slot || !isOfKind(*slot->object)) return nullptr;
     slot->generation = slot->generation == kLastGeneration ? 1 : slot->generation + 1;
     slot->nextFree = free_;
     free_ = static_cast<std::size_t>(slot - slots_.data());
@@ -86,9 +86,14 @@ std::shared_ptr<Object> FindAnyObject(HANDLE handle) {
   return Immortal<HandleTable>().Find(handle);
 }
 
+std::shared_ptr<Object> CloseObject(HANDLE handle, bool (*isOfKind)(const Object&)) {
+  return Immortal<HandleTable>().Close(handle, isOfKind);
+}
+
 }  // namespace platform::detail
 
 BOOL CloseHandle(HANDLE handle) {
   using namespace platform::detail;
-  return Immortal<HandleTable>().Close(handle) ? TRUE : FALSE;
+  const auto isOfKind = [](const Object& object) { return !object.HasOwnClose(); };
+  return CloseObject(handle, isOfKind) ? TRUE : FALSE;
 }

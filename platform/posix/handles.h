@@ -15,6 +15,9 @@ class Object {
   Object(const Object&) = delete;
   Object& operator=(const Object&) = delete;
   virtual ~Object() = default;
+
+  /// Whether a call of its own closes it, and CloseHandle does not.
+  virtual bool HasOwnClose() const { return false; }
 };
 
 /// @return a new handle for @p object, never null or all ones; null when memory or handles are short
@@ -28,5 +31,9 @@ template <class T>
 std::shared_ptr<T> FindObject(HANDLE handle) {
   return std::dynamic_pointer_cast<T>(FindAnyObject(handle));
 }
+
+/// Closes an open handle, if its object is of the kind. The object goes with what is returned.
+/// @return empty, and nothing is closed, otherwise
+std::shared_ptr<Object> CloseObject(HANDLE handle, bool (*isOfKind)(const Object&));
 
 }  // namespace platform::detail

@@ -1,6 +1,5 @@
 #include "platform/posix/mmio_file.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -10,37 +9,17 @@
 #include <cstring>
 
 namespace platform::detail {
-namespace {
-
-static_assert(sizeof(off_t) == 8, "positions need 64 bits: build with _FILE_OFFSET_BITS=64");
-
-// What the file functions can work on: they need positions. A folder, a pipe, a socket or a terminal has
-// none.
-bool HasPositions(int fd) noexcept {
-  struct stat status;
-  if (fstat(fd, &status) != 0) return false;
-  if (S_ISREG(status.st_mode)) return true;
-  return (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode)) && lseek(fd, 0, SEEK_CUR) != -1;
-}
-
-}  // namespace
 
 bool MmioFile::Open(const char* path, DWORD flags) noexcept {
   writable_ = (flags & MMIO_READWRITE) != 0;
-  // Without O_NONBLOCK the opening of a pipe waits for its other end.
-  const int mode = O_CLOEXEC | O_NOCTTY | O_NONBLOCK | (writable_ ? O_RDWR : O_RDONLY) |
-                   ((flags & MMIO_CREATE) != 0 ? O_CREAT | O_TRUNC : 0);
-  do fd_ = open(path, mode, 0666);
-  while (fd_ < 0 && errno == EINTR);
-  if (fd_ < 0) return false;
   flags_ = flags;
-  if (HasPositions(fd_)) return true;
-  Close();
-  return false;
+  fd_ = OpenDiskFile(path, {true, writable_, true, true}, (flags & MMIO_CREATE) != 0, place_);
+  return fd_ >= 0;
 }
 
 MMRESULT MmioFile::Close() noexcept {
   const bool flushed = Flush();
+  place_.reset();
   const bool closed = close(fd_) == 0 || errno == EINTR;
   *this = MmioFile();
   if (!flushed) return MMIOERR_CANNOTWRITE;

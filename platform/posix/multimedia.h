@@ -25,6 +25,19 @@ inline constexpr WORD WAVE_FORMAT_MULAW = 7;
 inline constexpr WORD WAVE_FORMAT_DVI_ADPCM = 0x11;  // IMA ADPCM
 
 #pragma pack(push, 1)
+/// What every format begins with.
+struct WAVEFORMAT {
+  WORD wFormatTag;
+  WORD nChannels;
+  DWORD nSamplesPerSec;
+  DWORD nAvgBytesPerSec;
+  WORD nBlockAlign;
+};
+/// The first 16 bytes of WAVEFORMATEX, as a PCM file has them.
+struct PCMWAVEFORMAT {
+  WAVEFORMAT wf;
+  WORD wBitsPerSample;
+};
 /// Format of a stream of audio. 18 bytes; a format other than PCM has cbSize further bytes behind it.
 struct WAVEFORMATEX {
   WORD wFormatTag;        ///< WAVE_FORMAT_PCM, or the code of a compressed format
@@ -36,7 +49,8 @@ struct WAVEFORMATEX {
   WORD cbSize;            ///< bytes of further format data behind this record
 };
 #pragma pack(pop)
-static_assert(sizeof(WAVEFORMATEX) == 18, "the published record has no padding");
+static_assert(sizeof(PCMWAVEFORMAT) == 16 && sizeof(WAVEFORMATEX) == 18,
+              "the published records have no padding");
 
 using LPWAVEFORMATEX = WAVEFORMATEX*;
 using LPCWAVEFORMATEX = const WAVEFORMATEX*;

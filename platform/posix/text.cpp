@@ -64,6 +64,17 @@ unsigned EnvironmentCodePage() {
   return known ? kShiftJis : kUtf8;
 }
 
+/// Takes a character from a string of which @p left bytes count; 0 at its end.
+unsigned TakeCharacter(const unsigned char*& text, std::size_t& left) {
+  if (left == 0) return 0;
+  const unsigned first = *text++;
+  --left;
+  if (!IsDBCSLeadByte(static_cast<BYTE>(first))) return first;
+  if (left == 0 || *text == 0) return 0;
+  --left;
+  return first << 8 | *text++;
+}
+
 constexpr bool IsShiftJisLead(unsigned char byte) {
   return (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);
 }
@@ -106,6 +117,15 @@ unsigned CodePage() {
 }  // namespace platform
 
 using namespace platform::detail;
+
+int _mbsnbcmp(const unsigned char* one, const unsigned char* other, std::size_t count) {
+  for (std::size_t otherCount = count;;) {
+    const unsigned a = TakeCharacter(one, count);
+    const unsigned b = TakeCharacter(other, otherCount);
+    if (a != b) return a < b ? -1 : 1;
+    if (a == 0) return 0;
+  }
+}
 
 void OutputDebugStringA(LPCSTR text) {
   auto& debugger = Immortal<Debugger>();

@@ -7,6 +7,11 @@
 /// Hands a text to the debugger: here to the sink of platform::SetDebugSink, or to nobody.
 CMM_API void OutputDebugStringA(LPCSTR text);
 
+/// Compares the first @p count bytes of two strings, character by character as the layer's code page has
+/// them; a lead byte whose second byte is missing ends its string. @return 0 when they are equal; otherwise
+/// the sign of the difference
+CMM_API int _mbsnbcmp(const unsigned char* one, const unsigned char* other, std::size_t count);
+
 /// @return TRUE when @p byte begins a double-byte character of the layer's code page
 CMM_API BOOL IsDBCSLeadByte(BYTE byte);
 

@@ -1,0 +1,25 @@
+#include "examples/harmonize/PitchLog.h"
+
+#include <cstdio>
+
+#include "examples/conversion.h"
+#include "examples/tool.h"
+
+PitchLog::PitchLog(const std::string& wanted) : wanted_(wanted), part_(wanted), out_(part_.Name()) {
+  if (!out_) throw Failure(wanted + " cannot be created: look at the permissions and the free space there");
+  out_ << "time_s,pitch_hz,level\n";
+}
+
+void PitchLog::Write(double seconds, double pitchHz, double level) {
+  char line[80];
+  std::snprintf(line, sizeof line, "%.3f,%.2f,%.6f\n", seconds, pitchHz, level);
+  out_ << line;
+}
+
+void PitchLog::Keep(bool force) {
+  out_.close();
+  if (!out_) throw Failure(wanted_ + " cannot be finished; is the disk full?");
+  CheckOutput(wanted_, force);
+  const std::string problem = part_.Keep();
+  if (!problem.empty()) throw Failure(wanted_ + ": " + problem);
+}

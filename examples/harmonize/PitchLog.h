@@ -1,0 +1,26 @@
+#pragma once
+// The pitch of a sound over its time, as a table.
+
+#include <fstream>
+#include <string>
+
+#include "examples/output_file.h"
+
+/// Writes lines of time in seconds, pitch in hertz (0 where there is no note) and level (full scale 1), a
+/// hundred to the second. The file has its name only once it is kept.
+class PitchLog {
+ public:
+  static constexpr std::int64_t kSamplesPerLine = 441;  // of 44100 a second
+
+  /// Throws a Failure when the file cannot be created.
+  explicit PitchLog(const std::string& wanted);
+  void Write(double seconds, double pitchHz, double level);
+  /// Completes the file. Throws a Failure when the disk is full, or when a file exists meanwhile that may not
+  /// be overwritten.
+  void Keep(bool force);
+
+ private:
+  const std::string wanted_;
+  PartialFile part_;
+  std::ofstream out_;
+};

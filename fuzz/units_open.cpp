@@ -1,0 +1,170 @@
+// Gives whatever it is given to both small readers as a WAV file, and mirrors it. Run:
+//   build/clang/bin/units_open -max_len=4096 CORPUS
+//
+// What the strict reader answers is held against a plain reading of the bytes, what is in a mirror against
+// what was written to it. A corpus is begun on its own, so that an empty folder will do.
+#include <sys/resource.h>
+
+#include <array>
+#include <csignal>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "fuzz/wav_files.h"
+#include "units/MMWavUnit.h"
+#include "units/WavUnit.h"
+
+namespace {
+
+std::string With(std::string file, std::size_t at, const std::string& bytes) {
+  return file.replace(at, bytes.size(), bytes);
+}
+
+const std::vector<std::string>& Seeds() {
+  static const std::vector<std::string> seeds = [] {
+    const std::string format("\1\0\2\0\x40\x1F\0\0\0\x7D\0\0\4\0\x10\0\0\0", 18);
+    const std::string data = Chunk("data", std::string(600, 's'));
+    const std::string plain = Chunk("RIFF", "WAVE" + Chunk("fmt ", format) + data);
+    return std::vector<std::string>{
+        WaveFile({1, 2, 8000, 32000, 4, 16, 0}),
+        plain,
+        With(plain, 19, "\x80"),              // the top bit of the format's size
+        With(plain, 45, "\xFF"),              // far more samples than there are bytes
+        With(plain, 42, "\xFF\xFF\xFF\xFF"),  // a few more
+        Chunk("RIFF", "WAVE" + Chunk("fmt ", format.substr(0, 16)) + Chunk("fact", "0000") + data),
+        Chunk("RIFF", "WAVE" + Chunk("fmt ", format.substr(0, 12)) + data)};
+  }();
+  return seeds;
+}
+
+// The file's bytes one behind the other; those behind its end leave what was there before.
+struct Bytes {
+  const std::uint8_t* data;
+  std::size_t size;
+  std::size_t at = 0;
+
+  template <class T>
+  T& Read(T& to, std::size_t bytes = sizeof(T)) {
+    const std::size_t got = std::min(bytes, size - at);
+    std::memcpy(&to, data + at, got);
+    at += got;
+    return to;
+  }
+};
+
+int StrictAnswer(Bytes file, std::uint32_t& dataSize) {
+  std::array<char, 4> id = {};
+  std::uint32_t number = 0;
+  std::array<char, 18> format;
+  const auto is = [&](const char* name) { return std::memcmp(id.data(), name, 4) == 0; };
+  if (file.size < 39) return 2;
+  file.Read(id);
+  if (!is("RIFF")) return 6;
+  if (file.Read(number) + 8 != file.size) return 7;
+  file.Read(id);
+  if (!is("WAVE")) return 8;
+  file.Read(id);
+  if (!is("fmt ") || file.Read(number) > 0x7FFFFFFF) return 8;
+  file.Read(format, std::min<std::size_t>(number, 18));
+  std::array<char, 4> next = {'W', 'A', 'V', 'E'};
+  if (std::memcmp(file.Read(next).data(), "fact", 4) == 0) {
+    file.Read(number);
+    file.Read(number);
+    file.Read(next);
+  }
+  if (std::memcmp(next.data(), "data", 4) != 0) return 8;
+  dataSize = 0;
+  file.Read(dataSize);
+  return 0;
+}
+
+std::string Contents(const MemoryFile& file, std::size_t limit) {
+  std::string bytes(limit, '\0');
+  const ssize_t got = pread(file.file, bytes.data(), limit, 0);
+  bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+  return bytes;
+}
+
+// Pieces of all sizes through a mirror, by what ways there are.
+template <class Unit>
+void Write(Unit& unit, const MemoryFile& mirror, std::uint32_t seed) {
+  std::string expected = Contents(mirror, 1 << 20);
+  const std::string bytes(20000, static_cast<char>('a' + seed % 26));
+  for (int step = 0; step < 8; ++step) {
+    seed = seed * 1664525 + 1013904223;
+    const std::uint32_t count = (seed >> 16) % (step % 2 == 0 ? 20000 : 5000);
+    if constexpr (std::is_same_v<Unit, MMWavUnit>) {
+      Require(unit.WriteMirrorSubBuf(bytes.data(), count) == 0);
+      if (seed % 8 == 0) Require(unit.WriteFlushSubBuf() == 0);
+    } else {
+      Require(unit.WriteMirrorBuf(bytes.data(), count) == 0);
+    }
+    expected.append(bytes, 0, count);
+  }
+  Require(unit.CloseMFile() == 0 && unit.CloseMFile() == 5);
+  Require(Contents(mirror, 1 << 20) == expected);
+}
+
+template <class Unit>
+void Use(const MemoryFile& source, const MemoryFile& mirror, Bytes file, const int* expectedCode,
+         std::uint32_t expectedSize) {
+  constexpr bool kStrict = std::is_same_v<Unit, WavUnit>;
+  Unit first;
+  Unit unit(first);
+  const int code = first.OpenWFile(source.path.c_str());
+  Require(expectedCode != nullptr ? code == *expectedCode : code == 0 || code == 2);
+  if (code != 0) {
+    Require(unit.PcmDataSize() == 0 && unit.CloseWFile() == 5 && unit.CreateMirrorFile("m") == 9);
+    return;
+  }
+  Require(expectedCode == nullptr || unit.PcmDataSize() == expectedSize);
+  const int sum = unit.ChkPcmFile(1, 2, 8000, 16);
+  Require(sum >= 0 && sum <= 16390);
+  std::vector<char> block(file.size + 64);
+  const std::uint32_t dataSize = unit.PcmDataSize();
+  const std::uint32_t head = static_cast<std::uint32_t>(file.size) - dataSize;
+  const int mirrored = unit.CreateMirrorFile(mirror.path.c_str());
+  if (dataSize <= file.size) {
+    Require(mirrored == 0 && Contents(mirror, 1 << 20) == std::string(file.data, file.data + head));
+    Require(unit.ReadPcmData(block.data(), dataSize) == 0);
+    Require(std::memcmp(block.data(), file.data + head, dataSize) == 0);
+    Require(unit.ReadPcmData(block.data(), 1) == (kStrict ? 0 : 2));
+  } else if (head > 1 << 24) {
+    Require(mirrored == 17);
+  } else {
+    Require(mirrored == (kStrict && head <= 1 << 20 ? 0 : kStrict ? 17 : 2));
+  }
+  if (mirrored == 0) Write(unit, mirror, static_cast<std::uint32_t>(file.size));
+}
+
+// What a mirror of a lying file may grow to. Not set in advance: the fuzzer has a handler of its own for the
+// signal.
+bool LimitFiles() {
+  const rlimit limit = {1 << 20, RLIM_INFINITY};
+  return std::signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &limit) == 0;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const bool limited = LimitFiles();
+  static const MemoryFile source;
+  static const MemoryFile mirror;
+  Require(limited);
+  source.Set(data, size);
+  std::uint32_t dataSize = 0;
+  const int answer = StrictAnswer({data, size}, dataSize);
+  Use<WavUnit>(source, mirror, {data, size}, &answer, dataSize);
+  Use<MMWavUnit>(source, mirror, {data, size}, nullptr, 0);
+  return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                                               unsigned seed) {
+  size = MutateFrom(Seeds(), data, size, maxSize, seed);
+  // Most often the RIFF size is made right again: the strict reader looks no further than a wrong one.
+  const auto riffSize = static_cast<std::uint32_t>(size) - 8;
+  if (size >= 8 && seed % 4 != 0) std::memcpy(data + 4, &riffSize, sizeof riffSize);
+  return size;
+}

@@ -1,0 +1,104 @@
+// The modulated delay: LF0adr, which moves the delay values, and MDLY, which reads the line at them.
+#include <cmath>
+#include <cstdint>
+
+#include "harmony/Arithmetic.h"
+#include "harmony/HarmonyUnit.h"
+#include "harmony/Products.h"
+
+namespace {
+
+/// The delay value after one step; its sign changes where it reaches the bound on its way from zero.
+double Step(double delay, double rate, double bound) {
+  const double moved = rate + delay;
+  return moved * rate >= 0.0 && std::fabs(moved) >= bound ? -moved : moved;
+}
+
+/// A tap between two entries, or on the lower one.
+struct Place {
+  std::int64_t lower;
+  double fraction;
+};
+
+/// @param whole the delay value cut toward zero
+Place Between(double delay, std::int32_t whole) {
+  // Cutting went up, past the lower entry, where a negative value is not whole.
+  const bool up = delay < whole;
+  // What is added turns -0.0 into 0.0, which no tap shows: the product is added to an entry.
+  return {std::int64_t{512} + whole - up, (delay - whole) + up};
+}
+
+double Interpolate(std::int32_t lo, std::int32_t hi, double fraction) {
+  return harmony::WrappingSubtract(hi, lo) * fraction + lo;
+}
+
+/// Positions are entries.
+struct Straight {
+  const std::int32_t* line;
+
+  double At(double delay) const {
+    const Place place = Between(delay, harmony::Saturate(delay));
+    return Interpolate(line[place.lower], line[place.lower + 1], place.fraction);
+  }
+};
+
+/// 1024 entries, the first of them at position -ring.
+struct Ring {
+  const std::int32_t* line;
+  std::uint32_t ring;
+
+  double At(double delay) const {
+    if (delay >= -512.0 && delay < 512.0) [[likely]] {
+      const Place place = Between(delay, static_cast<std::int32_t>(delay));
+      const auto lower = static_cast<std::uint32_t>(place.lower);
+      return Interpolate(Entry(lower), Entry(lower + 1), place.fraction);
+    }
+    return Beyond(delay);
+  }
+
+ private:
+  std::int32_t Entry(std::uint32_t position) const { return line[(position + ring) & 1023]; }
+
+  /// Positions are held at 0 and 1024, the first and the last that the ring has.
+  [[gnu::noinline]] double Beyond(double delay) const {
+    const Place place = Between(delay, harmony::Saturate(delay));
+    const std::int32_t held = Entry(place.lower < 0 ? 0 : 1024);
+    return Interpolate(held, held, place.fraction);
+  }
+};
+
+template <class Line, class Product>
+double Tap(const Line& line, const double* delay, double gain, Product times) {
+  return delay == nullptr ? 0.0 : times(line.At(*delay), gain);
+}
+
+template <class Line>
+double Mix(const Line& line, const HarmonyUnit& unit, const double* tap1, const double* tap2,
+           const double* tap3) {
+  const bool faded =
+      harmony::Faded(unit.hgain1) || harmony::Faded(unit.hgain2) || harmony::Faded(unit.hgain3);
+  return harmony::WithProducts(faded, [&](auto times) {
+    const double t1 = Tap(line, tap1, unit.hgain1, times);
+    const double t2 = Tap(line, tap2, unit.hgain2, times);
+    const double t3 = Tap(line, tap3, unit.hgain3, times);
+    return times(0.3333333333333333, (t3 + t2) + t1);
+  });
+}
+
+}  // namespace
+
+void HarmonyUnit::LF0adr(double* out1, double* out2, double* out3, double rate1, double rate2, double rate3) {
+  if (out1 != nullptr) *out1 = lf0Delay1 = Step(lf0Delay1, rate1, pitchValue);
+  if (out2 != nullptr) *out2 = lf0Delay2 = Step(lf0Delay2, rate2, pitchValue);
+  if (out3 != nullptr) *out3 = lf0Delay3 = Step(lf0Delay3, rate3, pitchValue);
+}
+
+double HarmonyUnit::MDLY(const std::int32_t* line, const double* tap1, const double* tap2,
+                         const double* tap3) {
+  return Mix(Straight{line}, *this, tap1, tap2, tap3);
+}
+
+double HarmonyUnit::MDLY(const std::int32_t* line, std::int32_t ring, const double* tap1, const double* tap2,
+                         const double* tap3) {
+  return Mix(Ring{line, static_cast<std::uint32_t>(ring)}, *this, tap1, tap2, tap3);
+}

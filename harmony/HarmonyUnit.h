@@ -1,0 +1,240 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/export.h"
+
+/// Per-sample stages for voice harmony: filters, level, pitch, a modulated three-voice delay, noise
+/// reduction.
+///
+/// The unit is a flat block of numbers: coefficients and running state of all stages. A host calls the stages
+/// it wants once a sample, in the order it wants, and passes results from one to the next; no stage calls
+/// another. They meet only in these fields: PitchExt writes pitchValue, which LF0adr and NRAuto read;
+/// HgainUnit writes the tap gains that MDLY reads; the overloads of NR and NRAuto share one pair of filter
+/// states, those of NRIn another, so they may be mixed from sample to sample.
+///
+/// Units: one call is one sample at 44100 Hz. Samples span the signed 32-bit range; levels and thresholds are
+/// on the same scale, full scale 2^31. Delay values and pitchValue count samples.
+///
+/// Arithmetic: double precision in one fixed order of operations, the same to the bit on every processor and
+/// with every compiler; where sines, cosines and powers enter (NRIn with frequencies, NRAuto), to the last
+/// bit or two of the system's mathematics library. Nothing is reported and nothing is clamped but what is
+/// said below: NaN and infinities go through the states as the arithmetic has it, and a state that became NaN
+/// stays so.
+///
+/// Silence: decaying states end below the normal numbers; there a stage is up to three times slower than in
+/// sound, not the fifty times that the processor alone would make it.
+///
+/// Threads: a unit serves one thread at a time; separate units share nothing. No stage allocates, locks or
+/// calls the system.
+///
+/// Copies: assignment copies all fields, state included, and the two units then run on independently. To
+/// reset a unit, assign a new one. There is no copy construction.
+class CMM_API HarmonyUnit {
+ public:
+  /// Ready for every stage: coefficients as told at the fields, all states 0.
+  HarmonyUnit();
+  ~HarmonyUnit();
+  HarmonyUnit(const HarmonyUnit&) = delete;
+  /// Copies every field.
+  HarmonyUnit& operator=(const HarmonyUnit& other);
+
+  /// First-order low-pass filter. Not of unit gain: a constant comes out 2.0308 times as large.
+  /// @return the filtered sample; the two overloads share one state
+  double FstLPF(std::int32_t sample);
+  double FstLPF(double sample);
+
+  /// Follows the level: each call closes 1/2048 of the gap to the sample's magnitude, up and down.
+  /// @return the level *before* this sample; the two overloads share one state
+  double LVS(std::int32_t sample);
+  double LVS(double sample);
+
+  /// Compressor curve, without state: 40 up to one percent of full scale, from there falling to 0.5 at full
+  /// scale, so that level * CPRS(level) is a straight line.
+  /// @param level as LVS gives it
+  /// @return the gain for a signal of that level; cprsMaxGain for a NaN
+  double CPRS(double level);
+
+  /// Moves the three tap gains of MDLY toward their targets, 1/32 of the remaining distance a call.
+  void HgainUnit(double target1, double target2, double target3);
+
+  /// Turns a voice into pulses: a strong steady tone gives one sharp pulse a period. Nonlinear; its states
+  /// stay bounded for samples up to somewhat above the 32-bit range. After a tone it rings on for some dozens
+  /// of calls and then gives 0, while its states settle at a rest point that is not 0.
+  /// @return the pulse signal, what PitchExt searches for peaks
+  double VPF(double sample);
+
+  /// Counts the calls between peaks of a pulse signal into pitchValue.
+  ///
+  /// A pulse above the decaying pitchPeak is a peak; it is accepted from 44 counted calls after the last one
+  /// on, and counts of more than 768 count as 768. pitchValue holds the last accepted result; there is no
+  /// time-out.
+  /// @param pulse as VPF gives it
+  /// @param level as LVS gives it; below pitchLevelFloor the call changes nothing at all
+  void PitchExt(double pulse, double level);
+
+  /// Moves the three delay values by a rate each; one that reaches pitchValue on its way from zero jumps to
+  /// the other side, a whole period away. Voices are taken in the order 1, 2, 3.
+  /// @param out1,out2,out3 receive the delay values, for MDLY; null: the voice stands still in this call
+  /// @param rate1,rate2,rate3 samples a call
+  void LF0adr(double* out1, double* out2, double* out3, double rate1, double rate2, double rate3);
+
+  /// Reads a delay line at three places, interpolating linearly, each weighted with its tap gain.
+  ///
+  /// Entry 512 has the delay value 0.0, positive values lie above. A delay value that is not whole reads the
+  /// entries on both sides; one that is reads the entry itself and, with weight 0, the one above. The
+  /// difference of two entries is taken modulo 2^32.
+  ///
+  /// The line has no length here, and nothing is checked: the caller sees to it that the entries on both
+  /// sides of every delay value exist. For 1024 entries that is a delay value from -512.0 up to, but not
+  /// including, 511.0.
+  /// @param line the host's samples; not touched when all taps are null
+  /// @param tap1,tap2,tap3 delay values in samples, as LF0adr gives them; a null tap counts as silent
+  /// @return a third of the sum of the taps, also when fewer than three take part
+  double MDLY(const std::int32_t* line, const double* tap1, const double* tap2, const double* tap3);
+
+  /// The same over a ring of 1024 entries: delay value 0.0 stands at entry 512 + ring, counted round the
+  /// ring.
+  ///
+  /// Reads nothing outside the 1024 entries whatever the arguments: a delay value beyond -512.0 or 512.0
+  /// reads the entry at that limit (an infinite one or a NaN gives NaN), and of @p ring the lowest ten bits
+  /// count.
+  /// @param ring 0 to 1023
+  double MDLY(const std::int32_t* line, std::int32_t ring, const double* tap1, const double* tap2,
+              const double* tap3);
+
+  /// Band limitation, about 200 to 1000 Hz: a low-pass and a high-pass section, the gain nrOutputGain, and
+  /// saturation to 32 bits, cut toward zero (a NaN gives the least value).
+  std::int32_t NR(double sample);
+  /// The same with @p gain instead of nrOutputGain.
+  std::int32_t NR(double sample, double gain);
+
+  /// The same as NR on states and coefficients of its own, about 200 to 800 Hz, with nrInOutputGain, which
+  /// is 3.
+  /// @return a whole number of the 32-bit range
+  double NRIn(double sample);
+  /// The same with @p gain instead of nrInOutputGain.
+  double NRIn(double sample, double gain);
+
+  /// The same as NRIn(double) with the band's ends in hertz, any value; two sines and two cosines a call.
+  double NRIn(double sample, double lpfHz, double hpfHz);
+
+  /// NR with a band that follows the pitch: from 50 Hz below the lowest to 50 Hz above the highest of three
+  /// voices, which stand the given intervals above 44100 / pitchValue Hz. Without a pitch (pitchValue 0.0)
+  /// the intervals do not count and the band goes from 0 to 50 Hz. A NaN is no highest and no lowest, unless
+  /// it is the first of the three.
+  /// @param cents1,cents2,cents3 intervals in cents, 1200 to the octave, in any order
+  std::int32_t NRAuto(double sample, double cents1, double cents2, double cents3);
+
+  /// @name FstLPF
+  /// @{
+  double fstLPFState;     ///< recursive state; 0
+  double fstLPFFeedback;  ///< feedback coefficient; 0.9935
+  double fstLPFOldGain;   ///< output coefficient on the state before the update; 0.0066
+  double fstLPFNewGain;   ///< output coefficient on the state after the update; 0.0066
+  /// @}
+
+  /// @name LVS
+  /// @{
+  double lvsLevel;  ///< followed level, full scale 2^31; 0
+  double lvsRise;   ///< part of the gap closed by a call when the magnitude is at or above the level; 2^-11
+  double lvsFall;   ///< the same when it is below the level; 2^-11
+  /// @}
+
+  /// @name CPRS
+  /// @{
+  double cprsOffset;           ///< constant term of the curve above the threshold; 0.10101010101
+  double cprsScale;            ///< numerator of the curve above the threshold; 856824283.796
+  std::int32_t cprsThreshold;  ///< level up to which the gain is flat; 21474836, 0.01 of full scale
+  double cprsMaxGain;          ///< the flat gain; 40
+  /// @}
+
+  /// @name VPF
+  /// @{
+  double vpfInputScale;  ///< factor on the input; 1e-8
+  double vpfX;           ///< first state variable; 0
+  double vpfCubic;       ///< coefficient of the cube of vpfX in the first equation; 0.0667
+  double vpfSquare;      ///< coefficient of the square of vpfX in the first equation; 0.7
+  double vpfY;           ///< second state variable; 0
+  double vpfOutputGain;  ///< factor on the output; 5000000
+  double vpfDamping;     ///< coefficient of vpfY in the second equation; 10
+  double vpfStep;        ///< integration step; 0.05
+  double vpfDiff1;       ///< memory of the first difference; 0
+  double vpfDiff2;       ///< memory of the second difference; 0
+  /// @}
+
+  /// @name PitchExt
+  /// @{
+  std::int32_t pitchLevelFloor;  ///< level below which PitchExt does nothing; 2^22
+  double pitchPeak;              ///< decaying peak of the pulse signal; 0
+  double pitchPeakDecay;         ///< factor on pitchPeak in each counted call; 1 - 2^-9
+  std::int32_t pitchCountStep;   ///< what a counted call adds to pitchCount; 2^20
+  std::int32_t pitchCount;       ///< calls since the last accepted peak, with 20 fraction bits; 0
+  std::int32_t pitchCountMax;    ///< pitchCount stops here; 768 * 2^20
+  std::int32_t pitchCountMin;    ///< least pitchCount at which a peak is accepted; 44 * 2^20
+  double pitchValue;             ///< pitch: half a period in samples, 22.0 to 384.0 in steps of 0.5; 0 before
+                                 ///< the first accepted peak
+  /// @}
+
+  /// @name LF0adr
+  /// @{
+  double lf0Delay1;  ///< delay value of voice 1 in samples; 0
+  double lf0Delay2;  ///< delay value of voice 2 in samples; 0
+  double lf0Delay3;  ///< delay value of voice 3 in samples; 0
+  /// @}
+
+  /// @name HgainUnit
+  /// @{
+  double hgainInput;  ///< coefficient of the target; 2^-5
+  double hgainHold;   ///< coefficient of the gain so far; 1 - 2^-5
+  double hgain1;      ///< gain of tap 1; 0
+  double hgain2;      ///< gain of tap 2; 0
+  double hgain3;      ///< gain of tap 3; 0
+  /// @}
+
+  /// @name NR and NRAuto
+  /// @{
+  double nrLpfState;     ///< state of the low-pass section; 0
+  double nrHpfState;     ///< state of the high-pass section; 0
+  double nrLpfFeedback;  ///< stored low-pass feedback coefficient, for 1000 Hz; 0.8668
+  double nrLpfOldGain;   ///< stored low-pass coefficient on the old state; 0.0666
+  double nrLpfNewGain;   ///< stored low-pass coefficient on the new state; 0.0666
+  double nrHpfFeedback;  ///< stored high-pass feedback coefficient, for 200 Hz; 0.9719
+  double nrHpfOldGain;   ///< stored high-pass coefficient on the old state; -0.986
+  double nrHpfNewGain;   ///< stored high-pass coefficient on the new state; 0.986
+  double nrOutputGain;   ///< output gain; (2^31 - 1) / 2^31
+  /// @}
+
+  /// @name NRIn
+  /// @{
+  double nrInLpfState;     ///< state of the low-pass section; 0
+  double nrInHpfState;     ///< state of the high-pass section; 0
+  double nrInLpfFeedback;  ///< stored low-pass feedback coefficient, for 800 Hz; 0.89205429
+  double nrInLpfOldGain;   ///< stored low-pass coefficient on the old state; 0.05397286
+  double nrInLpfNewGain;   ///< stored low-pass coefficient on the new state; 0.05397286
+  double nrInHpfFeedback;  ///< stored high-pass feedback coefficient, for 200 Hz; 0.9719
+  double nrInHpfOldGain;   ///< stored high-pass coefficient on the old state; -0.986
+  double nrInHpfNewGain;   ///< stored high-pass coefficient on the new state; 0.986
+  double nrInOutputGain;   ///< output gain; 3
+                           /// @}
+
+ private:
+  /// Every field as told above.
+  void InitParam();
+
+  /// @p value shifted left by @p count bits, or right by -@p count, keeping the sign. Bits beyond the word
+  /// are lost: 32 and more to the left give 0, to the right 0 or -1.
+  std::int32_t ashift(std::int32_t value, std::int32_t count);
+
+  /// Cut toward zero, saturating at the 32-bit limits; a NaN gives the lower one.
+  std::int32_t fix(double value);
+
+  /// @p value as a fixed-point word: value / 2^fractionBits, exactly (0.0 where that is no double any more).
+  double VirturalFl(std::int32_t value, std::uint16_t fractionBits);
+
+  /// Coefficients of a first-order low-pass section for a frequency in hertz, of any value.
+  void LPFParam(double hertz, double* feedback, double* oldGain, double* newGain);
+
+  /// The same for a high-pass section.
+  void HPFParam(double hertz, double* feedback, double* oldGain, double* newGain);
+};

@@ -1,0 +1,172 @@
+#pragma once
+// What HarmonyUnit computes, written down plainly: the measure of the tests, and the limit in the benchmark.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "harmony/HarmonyUnit.h"
+
+namespace plain {
+
+// Three calls that no compiler merges or replaces.
+inline double (*const volatile Sine)(double) = std::sin;
+inline double (*const volatile Cosine)(double) = std::cos;
+inline double (*const volatile Power)(double, double) = std::pow;
+
+inline std::int32_t Fix(double x) {
+  if (x < 2147483647.0 && x > -2147483648.0) return static_cast<std::int32_t>(x);
+  if (x < 0.0 || x != x) return std::numeric_limits<std::int32_t>::min();
+  return std::numeric_limits<std::int32_t>::max();
+}
+
+/// The fields of a unit under stages of their own.
+struct Unit : HarmonyUnit {
+  double FstLPF(double x) {
+    const double old = fstLPFState;
+    fstLPFState = fstLPFFeedback * old + x;
+    return old * fstLPFOldGain + fstLPFState * fstLPFNewGain;
+  }
+  double LVS(double x) {
+    const double old = lvsLevel;
+    const double d = std::fabs(x) - old;
+    lvsLevel = d < 0.0 ? d * lvsFall + old : d * lvsRise + old;
+    return old;
+  }
+  double CPRS(double x) const { return x > cprsThreshold ? (1.0 / x) * cprsScale + cprsOffset : cprsMaxGain; }
+  void HgainUnit(double a, double b, double c) {
+    hgain1 = hgainInput * a + hgainHold * hgain1;
+    hgain2 = hgainInput * b + hgainHold * hgain2;
+    hgain3 = hgainInput * c + hgainHold * hgain3;
+  }
+  double VPF(double x) {
+    const double u = x * vpfInputScale, a = vpfX, b = vpfY, s = a * a, c = s * a;
+    const double t = (c - u) - vpfDamping * b;
+    const double p = c * vpfCubic + s * vpfSquare;
+    vpfX = ((u - b) - p) * vpfStep + a;
+    vpfY = t * vpfStep + b;
+    const double d1 = t - vpfDiff1, d2 = d1 - vpfDiff2;
+    vpfDiff1 = t;
+    vpfDiff2 = d1;
+    return d2 * vpfOutputGain;
+  }
+  void PitchExt(double pulse, double level) {
+    if (pitchLevelFloor > level) return;
+    const bool found = pulse > pitchPeak;
+    if (found) pitchPeak = pulse;
+    pitchPeak = pitchPeakDecay * pitchPeak;
+    pitchCount = pitchCount + pitchCountStep;
+    if (pitchCount >= pitchCountMax) pitchCount = pitchCountMax;
+    if (found && pitchCount >= pitchCountMin) {
+      pitchValue = pitchCount / 2097152.0;
+      pitchCount = 0;
+    }
+  }
+  void LF0adr(double* out1, double* out2, double* out3, double rate1, double rate2, double rate3) {
+    Step(out1, lf0Delay1, rate1);
+    Step(out2, lf0Delay2, rate2);
+    Step(out3, lf0Delay3, rate3);
+  }
+  double MDLY(const std::int32_t* line, std::int32_t ring, const double* tap1, const double* tap2,
+              const double* tap3) const {
+    const double t1 = Tap(line, ring, tap1, hgain1), t2 = Tap(line, ring, tap2, hgain2);
+    const double t3 = Tap(line, ring, tap3, hgain3);
+    return ((t3 + t2) + t1) * 0.3333333333333333;
+  }
+  double MDLY(const std::int32_t* line, const double* tap1, const double* tap2, const double* tap3) const {
+    return MDLY(line, 0, tap1, tap2, tap3);
+  }
+  std::int32_t NR(double x) { return NR(x, nrOutputGain); }
+  std::int32_t NR(double x, double gain) {
+    const double y = Section(nrLpfState, x, {nrLpfFeedback, nrLpfOldGain, nrLpfNewGain});
+    return Fix(Section(nrHpfState, y, {nrHpfFeedback, nrHpfOldGain, nrHpfNewGain}) * gain);
+  }
+  double NRIn(double x) { return NRIn(x, nrInOutputGain); }
+  double NRIn(double x, double gain) {
+    const double y = Section(nrInLpfState, x, {nrInLpfFeedback, nrInLpfOldGain, nrInLpfNewGain});
+    return Fix(Section(nrInHpfState, y, {nrInHpfFeedback, nrInHpfOldGain, nrInHpfNewGain}) * gain);
+  }
+  double NRIn(double x, double lpfHz, double hpfHz) {
+    const double y = Section(nrInLpfState, x, LowPass(lpfHz));
+    return Fix(Section(nrInHpfState, y, HighPass(hpfHz)) * nrInOutputGain);
+  }
+  std::int32_t NRAuto(double x, double cents1, double cents2, double cents3) {
+    double f[3] = {};
+    if (pitchValue != 0.0) {
+      const double base = 44100.0 / pitchValue;
+      f[0] = Power(2.0, cents1 * 0.0008333333333333334) * base;
+      f[1] = Power(2.0, cents2 * 0.0008333333333333334) * base;
+      f[2] = Power(2.0, cents3 * 0.0008333333333333334) * base;
+    }
+    const auto [smallest, largest] = std::pair(std::min({f[0], f[1], f[2]}), std::max({f[0], f[1], f[2]}));
+    const double y = Section(nrLpfState, x, LowPass(largest + 50.0));
+    return Fix(Section(nrHpfState, y, HighPass(smallest >= 50.0 ? smallest - 50.0 : 0.0)) * nrOutputGain);
+  }
+
+ private:
+  struct Coefficients {
+    double feedback, oldGain, newGain;
+  };
+  static double Section(double& state, double x, Coefficients c) {
+    const double old = state;
+    state = c.feedback * old + x;
+    return state * c.newGain + old * c.oldGain;
+  }
+  static double T(double hertz) {
+    const double a = hertz * 0.00014247585732426305;
+    return (Sine(a) - 1.0) / Cosine(a);
+  }
+  static Coefficients LowPass(double hertz) {
+    const double t = T(hertz);
+    return {-t, (t + 1.0) * 0.5, (t + 1.0) * 0.5};
+  }
+  static Coefficients HighPass(double hertz) {
+    const double t = T(hertz);
+    return {-t, -((1.0 - t) * 0.5), (1.0 - t) * 0.5};
+  }
+  void Step(double* out, double& delay, double r) const {
+    if (!out) return;
+    const double v = r + delay;
+    *out = v;
+    if (v * r >= 0.0) {
+      if (v < 0.0 && -v >= pitchValue) *out = -v;
+      if (v >= 0.0 && v >= pitchValue) *out = -v;
+    }
+    delay = *out;
+  }
+  static double Tap(const std::int32_t* line, std::int32_t ring, const double* tap, double gain) {
+    if (!tap) return 0.0;
+    const double d = *tap;
+    const std::int32_t k = Fix(d);
+    const bool below = d < 0.0 && d - k != 0.0;
+    const std::int32_t lower = below ? 511 + k : 512 + k;
+    const double f = below ? (d - k) + 1.0 : d - k;
+    const auto entry = [=](std::int32_t j) { return line[j < 1024 - ring ? j + ring : j + ring - 1024]; };
+    const std::int32_t lo = entry(lower), hi = entry(lower + 1);
+    const auto diff = static_cast<std::int32_t>(static_cast<std::int64_t>(hi) - lo);
+    return (diff * f + lo) * gain;
+  }
+};
+
+/// A voice without the mathematics library, so the same everywhere: a saw gliding between 90 and 400 Hz, with
+/// breath, through a resonance.
+inline std::vector<double> Voice(std::size_t samples) {
+  std::mt19937 random(11);
+  std::vector<double> out(samples);
+  double phase = 0.0, step = 0.00205, glide = 1.00002, last = 0.0, resonance = 0.0;
+  for (double& value : out) {
+    if (step > 0.009 || step < 0.002) glide = 1.0 / glide;
+    step *= glide;
+    phase += phase + step >= 1.0 ? step - 1.0 : step;
+    const double source = 2.0 * phase - 1.0 + 1e-5 * static_cast<double>(random() % 2001);
+    const double now = 1.93 * resonance - 0.98 * last + 0.04 * source;
+    last = resonance;
+    resonance = now;
+    value = Fix((source + now) * 3e8);
+  }
+  return out;
+}
+
+}  // namespace plain
