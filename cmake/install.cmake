@@ -13,9 +13,13 @@ set(CMM_INSTALLED_HEADERS
   harmony/HarmonyUnit.h
   units/WavUnit.h
   units/MMWavUnit.h
+  units/MCIWavUnit.h
+  units/PathHelpers.h
   platform/platform.h platform/export.h)
 if(NOT WIN32)
   list(APPEND CMM_INSTALLED_HEADERS
+    platform/posix/find.h
+    platform/posix/mci.h
     platform/posix/types.h platform/posix/multimedia.h platform/posix/mmio.h platform/posix/acm.h
     platform/posix/files.h
     platform/posix/acm_driver.h platform/posix/memory.h platform/posix/window.h

@@ -18,6 +18,8 @@
 #include "platform/posix/acm.h"
 #include "platform/posix/dsound.h"
 #include "platform/posix/files.h"
+#include "platform/posix/find.h"
+#include "platform/posix/mci.h"
 #include "platform/posix/memory.h"
 #include "platform/posix/mmio.h"
 #include "platform/posix/multimedia.h"

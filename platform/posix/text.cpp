@@ -135,5 +135,27 @@ void OutputDebugStringA(LPCSTR text) {
 }
 
 BOOL IsDBCSLeadByte(BYTE byte) {
-  return platform::CodePage() == kShiftJis && IsShiftJisLead(byte) ? TRUE : FALSE;
+  // The byte first: most are none, and the code page may have to be looked up in the environment.
+  return IsShiftJisLead(byte) && platform::CodePage() == kShiftJis ? TRUE : FALSE;
+}
+
+LPSTR CharNextA(LPCSTR text) {
+  if (*text == '\0') return const_cast<LPSTR>(text);
+  const bool two = IsDBCSLeadByte(static_cast<BYTE>(text[0])) && text[1] != '\0';
+  return const_cast<LPSTR>(text + (two ? 2 : 1));
+}
+
+unsigned char* _mbsnbcpy(unsigned char* to, const unsigned char* from, std::size_t count) {
+  std::size_t done = 0;
+  while (done < count && from[done] != '\0') {
+    if (IsDBCSLeadByte(from[done])) {
+      if (done + 1 == count || from[done + 1] == '\0') break;
+      to[done] = from[done];
+      ++done;
+    }
+    to[done] = from[done];
+    ++done;
+  }
+  std::fill(to + done, to + count, static_cast<unsigned char>(0));
+  return to;
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <new>
 
 namespace platform::detail {
@@ -15,8 +14,6 @@ constexpr unsigned kBufferMicroseconds = 1'000'000;  // what the worker may over
 // per cent of a core, and a segment of the recorder has a quarter second.
 constexpr unsigned kPeriodMicroseconds = 50'000;
 constexpr int kUnreadyMilliseconds = 2;
-
-void Ignore(const char*, int, const char*, int, const char*, va_list) {}
 
 /// The published result for a failure to open. Whatever cannot be opened is, to the caller, not there.
 HRESULT ResultOf(int alsaError) {
@@ -31,21 +28,6 @@ HRESULT ResultOf(int alsaError) {
   }
 }
 
-snd_pcm_format_t FormatOf(WORD bits) {
-  switch (bits) {
-    case 8:
-      return SND_PCM_FORMAT_U8;
-    case 16:
-      return SND_PCM_FORMAT_S16_LE;
-    case 24:
-      return SND_PCM_FORMAT_S24_3LE;
-    case 32:
-      return SND_PCM_FORMAT_S32_LE;
-    default:
-      return SND_PCM_FORMAT_UNKNOWN;
-  }
-}
-
 /// The published format flags: a group of four for each rate; in it mono, stereo, and the same with 16 bits.
 DSCCAPS CapsOf(snd_pcm_t* pcm) {
   DSCCAPS caps = {sizeof(DSCCAPS), 0, 0, 0};
@@ -55,7 +37,7 @@ DSCCAPS CapsOf(snd_pcm_t* pcm) {
   constexpr unsigned kRates[] = {11025, 22050, 44100};
   for (unsigned flag = 0; flag < 12; ++flag) {
     const bool fits = snd_pcm_hw_params_test_rate(pcm, params, kRates[flag / 4], 0) == 0 &&
-                      snd_pcm_hw_params_test_format(pcm, params, FormatOf(flag % 4 < 2 ? 8 : 16)) == 0 &&
+                      snd_pcm_hw_params_test_format(pcm, params, AlsaFormatOf(flag % 4 < 2 ? 8 : 16)) == 0 &&
                       snd_pcm_hw_params_test_channels(pcm, params, flag % 2 + 1) == 0;
     if (fits) caps.dwFormats |= 1u << flag;
   }
@@ -64,11 +46,6 @@ DSCCAPS CapsOf(snd_pcm_t* pcm) {
 }
 
 }  // namespace
-
-QuietAlsa::QuietAlsa() : before_(snd_lib_error_set_local(Ignore)) {}
-QuietAlsa::~QuietAlsa() {
-  snd_lib_error_set_local(before_);
-}
 
 WakeDescriptor::WakeDescriptor() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 WakeDescriptor::~WakeDescriptor() {
@@ -104,28 +81,11 @@ AlsaSource::~AlsaSource() {
 HRESULT AlsaSource::Configure(const WAVEFORMATEX& format) {
   const QuietAlsa quiet;
   snd_pcm_hw_free(pcm_);  // of an earlier buffer
-  if (const int error = SetHardware(format); error < 0)
+  if (const int error = SetAlsaHardware(pcm_, format, kBufferMicroseconds, kPeriodMicroseconds); error < 0)
     return error == -ENOMEM ? DSERR_OUTOFMEMORY : DSERR_BADFORMAT;
   if (SetWakePoint() < 0) return DSERR_GENERIC;
   block_ = format.nBlockAlign;
   return DS_OK;
-}
-
-/// Everything that the format says is taken exactly or not at all; the sizes as near as the device has them.
-int AlsaSource::SetHardware(const WAVEFORMATEX& format) {
-  snd_pcm_hw_params_t* params;
-  snd_pcm_hw_params_alloca(&params);
-  int error = snd_pcm_hw_params_any(pcm_, params);
-  if (error >= 0) error = snd_pcm_hw_params_set_access(pcm_, params, SND_PCM_ACCESS_RW_INTERLEAVED);
-  if (error >= 0) error = snd_pcm_hw_params_set_format(pcm_, params, FormatOf(format.wBitsPerSample));
-  if (error >= 0) error = snd_pcm_hw_params_set_channels(pcm_, params, format.nChannels);
-  if (error >= 0) error = snd_pcm_hw_params_set_rate(pcm_, params, format.nSamplesPerSec, 0);
-  if (error < 0) return error;
-  unsigned buffer = kBufferMicroseconds;
-  unsigned period = kPeriodMicroseconds;
-  snd_pcm_hw_params_set_buffer_time_near(pcm_, params, &buffer, nullptr);
-  snd_pcm_hw_params_set_period_time_near(pcm_, params, &period, nullptr);
-  return snd_pcm_hw_params(pcm_, params);
 }
 
 /// Has poll wake the worker for a period, not for every frame.

@@ -1,32 +1,15 @@
 #pragma once
 // Capture from an ALSA device.
 
-#include <cstdarg>
-extern "C" {
-#include <alsa/error.h>  // declares one C function outside of its own extern "C"
-}
-#include <alsa/asoundlib.h>
 #include <poll.h>
 
 #include <memory>
 #include <vector>
 
+#include "platform/posix/devices/alsa.h"
 #include "platform/posix/devices/capture_source.h"
 
 namespace platform::detail {
-
-/// Keeps ALSA's messages to itself on this thread, for as long as it lives. The handler that the host may
-/// have set for the process is not touched.
-class QuietAlsa {
- public:
-  QuietAlsa();
-  ~QuietAlsa();
-  QuietAlsa(const QuietAlsa&) = delete;
-  QuietAlsa& operator=(const QuietAlsa&) = delete;
-
- private:
-  snd_local_error_handler_t before_;
-};
 
 /// A descriptor that Wake makes readable.
 class WakeDescriptor {
@@ -62,7 +45,6 @@ class AlsaSource final : public CaptureSource {
  private:
   AlsaSource() = default;
 
-  int SetHardware(const WAVEFORMATEX& format);
   int SetWakePoint();
   bool CollectDescriptors();
   bool Restart();

@@ -1,5 +1,6 @@
 // A build without a sound system: the machine has no devices of its own.
 
+#include "platform/posix/devices/sound_output.h"
 #include "platform/posix/devices/system_devices.h"
 
 namespace platform::detail {
@@ -14,6 +15,10 @@ HRESULT OpenSystemDevice(const GUID&, std::unique_ptr<CaptureSource>*) {
 
 std::vector<SystemDevice> ListSystemDevices() {
   return {};
+}
+
+MCIERROR OpenDefaultOutput(const WAVEFORMATEX&, unsigned, std::unique_ptr<SoundOutput>*) {
+  return MCIERR_WAVE_OUTPUTSUNSUITABLE;
 }
 
 }  // namespace platform::detail

@@ -1,0 +1,101 @@
+// Playing through ALSA.
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+#include "platform/posix/devices/alsa.h"
+#include "platform/posix/devices/sound_output.h"
+
+namespace platform::detail {
+namespace {
+
+constexpr unsigned kLongestBufferSeconds = 10;
+// A server may have as much as a period under way that it cannot take back when the sound is to stop.
+constexpr unsigned kPeriodMicroseconds = 50'000;
+
+/// The published result for a failure to open. Whatever cannot be opened is, to the caller, not there.
+MCIERROR ResultOf(int alsaError) {
+  switch (-alsaError) {
+    case EBUSY:
+    case EAGAIN:
+      return MCIERR_WAVE_OUTPUTSINUSE;
+    case ENOMEM:
+      return MCIERR_OUT_OF_MEMORY;
+    default:
+      return MCIERR_WAVE_OUTPUTSUNSUITABLE;
+  }
+}
+
+class AlsaOutput final : public SoundOutput {
+ public:
+  AlsaOutput() = default;
+  AlsaOutput(const AlsaOutput&) = delete;
+  AlsaOutput& operator=(const AlsaOutput&) = delete;
+  ~AlsaOutput() override {
+    const QuietAlsa quiet;
+    if (pcm_ == nullptr) return;
+    snd_pcm_drop(pcm_);
+    snd_pcm_close(pcm_);
+  }
+
+  int Open(const WAVEFORMATEX& format, unsigned bufferSeconds) {
+    const QuietAlsa quiet;
+    const unsigned buffer = std::clamp(bufferSeconds, 1u, kLongestBufferSeconds) * 1'000'000;
+    int error = snd_pcm_open(&pcm_, "default", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK);
+    if (error < 0) pcm_ = nullptr;
+    if (error >= 0) error = SetAlsaHardware(pcm_, format, buffer, kPeriodMicroseconds);
+    snd_pcm_uframes_t periodFrames = 0;
+    return error < 0 ? error : snd_pcm_get_params(pcm_, &bufferFrames_, &periodFrames);
+  }
+
+  std::uint32_t BufferFrames() const override { return static_cast<std::uint32_t>(bufferFrames_); }
+
+  std::int64_t Write(const BYTE* frames, std::size_t count) override {
+    const QuietAlsa quiet;
+    snd_pcm_sframes_t taken = snd_pcm_writei(pcm_, frames, count);
+    // Run dry or suspended: the device begins anew with what comes.
+    if ((taken == -EPIPE || taken == -ESTRPIPE) && snd_pcm_prepare(pcm_) >= 0) {
+      taken = snd_pcm_writei(pcm_, frames, count);
+    }
+    if (taken == -EAGAIN) return 0;
+    return std::max<std::int64_t>(taken, -1);
+  }
+
+  std::int64_t Held() override {
+    const QuietAlsa quiet;
+    const snd_pcm_sframes_t room = snd_pcm_avail(pcm_);
+    if (room == -EPIPE) return 0;  // run dry
+    return room < 0 ? -1 : std::max<std::int64_t>(static_cast<std::int64_t>(bufferFrames_) - room, 0);
+  }
+
+  std::int64_t Pending() override {
+    const QuietAlsa quiet;
+    snd_pcm_sframes_t frames = 0;
+    const int error = snd_pcm_delay(pcm_, &frames);
+    if (error == -EPIPE) return 0;  // run dry: everything has been heard
+    return error < 0 ? -1 : std::max<std::int64_t>(frames, 0);
+  }
+
+  bool Drain() override {
+    const QuietAlsa quiet;
+    return snd_pcm_drain(pcm_) != -EAGAIN;
+  }
+
+ private:
+  snd_pcm_t* pcm_ = nullptr;
+  snd_pcm_uframes_t bufferFrames_ = 0;
+};
+
+}  // namespace
+
+MCIERROR OpenDefaultOutput(const WAVEFORMATEX& format, unsigned bufferSeconds,
+                           std::unique_ptr<SoundOutput>* output) {
+  std::unique_ptr<AlsaOutput> opened(new (std::nothrow) AlsaOutput);
+  if (opened == nullptr) return MCIERR_OUT_OF_MEMORY;
+  if (const int error = opened->Open(format, bufferSeconds); error < 0) return ResultOf(error);
+  *output = std::move(opened);
+  return 0;
+}
+
+}  // namespace platform::detail
