@@ -7,7 +7,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -16,6 +15,7 @@
 #include "examples/drivers.h"
 #include "examples/output_file.h"
 #include "examples/progress.h"
+#include "examples/terminal.h"
 #include "examples/wav_text.h"
 #include "wavfile/CMMWav.h"
 
@@ -25,12 +25,6 @@ constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 constexpr double kLargestFile = 4294967000.0;  // the sizes in a WAV file have 32 bits
 constexpr std::uint32_t kLowestRate = 8;       // lower ones have no half seconds worth the name
-
-volatile std::sig_atomic_t stopWanted = 0;
-
-void OnSignal(int) {
-  stopWanted = 1;
-}
 
 // Ends the program with a sentence for the user. Thrown rather than printed where it arises, so that every
 // file on the way is closed and removed.
@@ -101,7 +95,7 @@ std::vector<Pass> Passes(const WAVEFORMATEX& source, const WAVEFORMATEX& target,
 // limit, which steps over a position; half of one never comes near it, and so no frame is dropped.
 std::uint32_t BlockBytes(const WAVEFORMATEX& format) {
   const std::uint32_t block = format.nBlockAlign;
-  return std::max(format.nAvgBytesPerSec / 2 / block, 1u) * block;
+  return std::max<std::uint32_t>(format.nAvgBytesPerSec / 2 / block, 1) * block;
 }
 
 void CheckSize(CMMWav& source, const WAVEFORMATEX& target) {
@@ -130,7 +124,7 @@ void Run(const std::string& from, const std::string& to, const Pass& pass, Show 
   const std::uint32_t bytes = BlockBytes(format);
   std::uint32_t frames = 0;
   while (source.GetNowTime() < source.GetPlayTime()) {
-    if (stopWanted != 0) throw Failure("stopped");
+    if (StopWanted()) throw Failure("stopped");
     show(source.GetNowTime() / source.GetPlayTime());
     std::uint32_t made = 0;
     std::uint32_t taken = 0;
@@ -210,24 +204,12 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_flag("--list-drivers", options.list, "List the conversion drivers and leave");
 }
 
-// A file that reaches the system's size limit is a failed write, not the program's end; all other signals
-// that are meant to end it remove what is half made.
-void SetSignals() {
-  std::signal(SIGINT, OnSignal);
-  std::signal(SIGTERM, OnSignal);
-#ifdef SIGHUP
-  std::signal(SIGHUP, OnSignal);
-#endif
-#ifdef SIGXFSZ
-  std::signal(SIGXFSZ, SIG_IGN);
-#endif
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app("Converts a WAV file to PCM of another rate, other channels or another sample size.",
                "cmm-convert");
+  app.allow_windows_style_options(false);  // a name may begin with a slash
   Options options;
   AddOptions(app, options);
   try {
@@ -237,7 +219,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kWrongUse;
   }
-  SetSignals();
+  CatchStops();
   try {
     options.list ? List() : Convert(options);
     return 0;

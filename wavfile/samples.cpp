@@ -51,7 +51,7 @@ std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* deli
   *delivered = 0;
   if (!Share::Live(*this) || (buffer == nullptr && bytes > 0)) return 0;
   if (!HasFrames(*srcFormat) || bytes % srcFormat->nBlockAlign != 0) return 0;
-  const std::uint32_t take = std::min(bytes, dataChunk.cksize);
+  const std::uint32_t take = std::min<std::uint32_t>(bytes, dataChunk.cksize);
   if (take == 0) return 1;
   MMIOINFO cursor;
   if (mmioGetInfo(hmmio, &cursor, 0) != 0) return 0;
