@@ -18,10 +18,13 @@ macro(cmm_find_googletest)
   if(NOT CMAKE_CROSSCOMPILING)
     find_package(GTest REQUIRED)
   else()
-    find_path(CMM_GOOGLETEST_SOURCE googletest/CMakeLists.txt NO_CMAKE_FIND_ROOT_PATH
-              PATHS /usr/src/googletest REQUIRED)
-    set(gtest_disable_pthreads ON CACHE INTERNAL "")
-    set(INSTALL_GTEST OFF CACHE INTERNAL "")
-    add_subdirectory(${CMM_GOOGLETEST_SOURCE} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    find_path(CMM_GOOGLETEST_SOURCE src/gtest-all.cc NO_CMAKE_FIND_ROOT_PATH
+              PATHS /usr/src/googletest/googletest REQUIRED)
+    add_library(gtest_main STATIC EXCLUDE_FROM_ALL
+      ${CMM_GOOGLETEST_SOURCE}/src/gtest-all.cc ${CMM_GOOGLETEST_SOURCE}/src/gtest_main.cc)
+    target_include_directories(gtest_main SYSTEM PUBLIC ${CMM_GOOGLETEST_SOURCE}/include
+                               PRIVATE ${CMM_GOOGLETEST_SOURCE})
+    target_compile_options(gtest_main PUBLIC -include ${PROJECT_SOURCE_DIR}/tests/support/gtest_mingw.h)
+    add_library(GTest::gtest_main ALIAS gtest_main)
   endif()
 endmacro()
