@@ -1,4 +1,5 @@
-# Cross compilation for Windows with MinGW-w64. The toolchain files set CMM_MINGW_ARCH and include this.
+# Cross compilation for Windows with MinGW-w64. The toolchain files set CMM_MINGW_ARCH and
+# CMM_WINE_WIDTH and include this.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR ${CMM_MINGW_ARCH})
 set(CMAKE_CXX_COMPILER ${CMM_MINGW_ARCH}-w64-mingw32-g++)
@@ -9,3 +10,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# CTest runs the programs under Wine.
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine-run ${CMM_WINE_WIDTH})
