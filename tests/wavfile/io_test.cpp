@@ -2,8 +2,7 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/support/Private.h"
-#include "tests/wavfile/wav_test.h"
+#include "tests/wavfile/pretend_written.h"
 
 namespace {
 
@@ -235,6 +234,33 @@ TEST_F(WavIo, FramesAndBlocksMayDiffer) {
   EXPECT_EQ(Read(wav, 64), Part(Pattern(256), 128, 64));
   EXPECT_EQ(wav.SampleFind(512), 1);
   EXPECT_EQ(wav.GetNowSampleSize(), 512u * 64 * 8 / 4);
+}
+
+// A service with signed positions ends the file there, and whole; others go on.
+TEST_F(WavIo, AtTwoGibibytesAFileGoesOnOrEndsWhole) {
+  const std::string path = folder_.File("half.wav");
+  constexpr std::uint32_t kBefore = 0x7FFFFFFC - 56 - 200;
+  const Bytes data = Pattern(400);
+  CMMWav wav;
+  ASSERT_EQ(wav.Open(Pcm(2, 44100, 16), path.c_str()), 1);
+  PretendWritten(wav, kBefore);
+  std::uint32_t taken = 0;
+  const std::int32_t whole = wav.Write(400, data.data(), &taken);
+  EXPECT_EQ(taken, whole == 1 ? 400u : 200u);
+  std::uint32_t more = 99;
+  EXPECT_EQ(wav.Write(4, data.data(), &more), whole);
+  EXPECT_EQ(more, whole == 1 ? 4u : 0u);
+  EXPECT_EQ(wav.Close(0), 1);
+
+  std::ifstream file(path, std::ios::binary);
+  Bytes head(56);
+  file.read(head.data(), 56);
+  EXPECT_EQ(Number(head, 52), kBefore + taken + more);
+  EXPECT_EQ(Number(head, 4) + 8, std::filesystem::file_size(path));
+  Bytes end(taken);
+  file.seekg(56 + std::streamoff{kBefore}).read(end.data(), static_cast<std::streamsize>(taken));
+  EXPECT_EQ(end, Part(data, 0, taken));
+  EXPECT_EQ(wav.Open(path.c_str()), 1);
 }
 
 }  // namespace

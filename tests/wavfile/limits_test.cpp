@@ -1,10 +1,5 @@
 // Up to the limits of the format. Windows itself ends before: its mmioSeek at 2 GiB, its paths at 260 bytes.
-#include "tests/support/Private.h"
-#include "tests/wavfile/wav_test.h"
-
-PRIVATE_FIELD(Handle, CMMWav, HMMIO, hmmio)
-PRIVATE_FIELD(Cursor, CMMWav, MMIOINFO, mmioInfo)
-PRIVATE_FIELD(WrittenBytes, CMMWav, std::uint32_t, dataBytes)
+#include "tests/wavfile/pretend_written.h"
 
 namespace {
 
@@ -18,17 +13,6 @@ TEST_F(Limits, LongNamesAreTaken) {
   EXPECT_EQ(wav.GetPathName(), directory);
   EXPECT_EQ(wav.Close(), 1);
   EXPECT_TRUE(std::filesystem::exists(directory + "/a.wav"));
-}
-
-// As if that many bytes had been written: the file has a hole there.
-void PretendWritten(CMMWav& wav, std::uint32_t bytes) {
-  HMMIO const file = Handle(wav);
-  MMIOINFO& cursor = Cursor(wav);
-  cursor.dwFlags |= MMIO_DIRTY;
-  ASSERT_EQ(mmioSetInfo(file, &cursor, 0), 0u);
-  ASSERT_NE(mmioSeek(file, static_cast<LONG>(56 + bytes), SEEK_SET), -1);
-  ASSERT_EQ(mmioGetInfo(file, &cursor, 0), 0u);
-  WrittenBytes(wav) = bytes;
 }
 
 TEST_F(Limits, LargeFilesAreSoughtBeyondTwoGibibytes) {
