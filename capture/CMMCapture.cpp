@@ -139,8 +139,9 @@ std::int32_t CMMCapture::StopREC() {
 }
 
 std::uint32_t CMMCapture::MsgWait(std::uint32_t milliseconds) {
+  constexpr DWORD kAllEvents = 0xBF;  // QS_ALLEVENTS, which later headers make wider
   return MsgWaitForMultipleObjects(notifyEventCount + commandCount, waitHandles, FALSE, milliseconds,
-                                   QS_ALLEVENTS);
+                                   kAllEvents);
 }
 
 std::int32_t CMMCapture::fOpen(ThreadDAT* dat) {

@@ -35,8 +35,14 @@ std::int32_t CMMCapture::RecordData(std::uint32_t* total) {
 
   DWORD capturePosition = 0;
   DWORD readPosition = 0;
-  HRESULT result = captureBuffer->GetCurrentPosition(&capturePosition, &readPosition);
-  if (result < 0) return result;
+  HRESULT result = DS_OK;
+  // A notification that came since the wait is for data that this drain takes too. Left set, it would wake
+  // the thread for nothing, and a drain of nothing ends the recording: it is withdrawn by a position behind
+  // it.
+  do {
+    result = captureBuffer->GetCurrentPosition(&capturePosition, &readPosition);
+    if (result < 0) return result;
+  } while (waitHandles[0] != nullptr && WaitForSingleObject(waitHandles[0], 0) == WAIT_OBJECT_0);
 
   const std::uint32_t ringSize = segmentCount * segmentSize;
   std::uint32_t available = readPosition - readOffset;

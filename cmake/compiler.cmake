@@ -5,9 +5,15 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 # Programs of the build lie together, the library beside them.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 
 # Everything that is compiled, tests and examples included, goes through this one function.
 function(cmm_compile_flags target)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /permissive- /utf-8 /fp:precise /Zc:__cplusplus
+                           $<$<BOOL:${CMM_WERROR}>:/WX>)
+    return()
+  endif()
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
     $<$<BOOL:${CMM_WERROR}>:-Werror>
@@ -16,9 +22,17 @@ function(cmm_compile_flags target)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i.86|x86)$" OR CMAKE_CXX_COMPILER MATCHES "i686")
     target_compile_options(${target} PRIVATE -msse2 -mfpmath=sse)
   endif()
-  if(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # This compiler takes the stack for aligned to 32 bytes, which Windows does not promise.
-    target_compile_options(${target} PRIVATE -Wa,-muse-unaligned-vector-move)
+  if(MINGW)
+    # A host has no need of the compiler's own DLLs.
+    target_link_options(${target} PRIVATE -static)
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+      # Who calls in from outside aligns the stack to 4 bytes.
+      target_compile_options(${target} PRIVATE -mstackrealign)
+    endif()
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      # This compiler takes the stack for aligned to 32 bytes, which Windows does not promise.
+      target_compile_options(${target} PRIVATE -Wa,-muse-unaligned-vector-move)
+    endif()
   endif()
   if(CMM_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${CMM_SANITIZE} -fno-omit-frame-pointer

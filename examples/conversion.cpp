@@ -34,7 +34,7 @@ std::vector<Pass> Passes(const WAVEFORMATEX& source, const WAVEFORMATEX& target,
 // limit, which steps over a position; half of one never comes near it, and so no frame is dropped.
 std::uint32_t BlockBytes(const WAVEFORMATEX& format) {
   const std::uint32_t block = format.nBlockAlign;
-  return std::max(format.nAvgBytesPerSec / 2 / block, 1u) * block;
+  return std::max<std::uint32_t>(format.nAvgBytesPerSec / 2 / block, 1) * block;
 }
 
 void CheckSize(CMMWav& source, const WAVEFORMATEX& target) {

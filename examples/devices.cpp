@@ -3,19 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 
-// Only the layer has a built-in device; on Windows `signal` is a name like any other.
-#if !defined(_WIN32)
-#include "platform/posix/layer.h"
-static bool BuiltInDevice(GUID* id) {
-  *id = platform::kSignalDevice;
-  return true;
-}
-#else
-static bool BuiltInDevice(GUID*) {
-  return false;
-}
-#endif
-
 namespace {
 
 BOOL __stdcall Collect(LPGUID id, LPCSTR description, LPCSTR /*module*/, LPVOID context) {

@@ -22,3 +22,6 @@ std::string GuidText(const GUID& id);
 /// @param id receives the device's GUID
 /// @return empty on success; otherwise a sentence that says what is wrong
 std::string FindCaptureDevice(const std::string& wanted, GUID* id);
+
+/// The device that comes with the library, as no part of the machine. @return false where there is none
+bool BuiltInDevice(GUID* id);

@@ -5,24 +5,6 @@
 
 #include "wavfile/CMMWav.h"
 
-#if !defined(_WIN32)
-#include "platform/posix/layer.h"
-static HWND NewComboBox() {
-  return platform::CreateComboBox();
-}
-static void DropComboBox(HWND combo) {
-  platform::DestroyComboBox(combo);
-}
-#else
-static HWND NewComboBox() {
-  return CreateWindowExA(0, "COMBOBOX", "", WS_CHILD | CBS_DROPDOWNLIST | CBS_HASSTRINGS, 0, 0, 0, 0,
-                         HWND_MESSAGE, nullptr, nullptr, nullptr);
-}
-static void DropComboBox(HWND combo) {
-  DestroyWindow(combo);
-}
-#endif
-
 namespace {
 
 class ComboBox {

@@ -62,6 +62,7 @@ bool Show(const std::string& name) {
 
 int main(int argc, char** argv) {
   CLI::App app("Prints what is known of WAV files, or why they cannot be read.", "cmm-info");
+  app.allow_windows_style_options(false);  // a name may begin with a slash
   std::vector<std::string> files;
   app.add_option("file", files, "The WAV files")->type_name("")->required();
   try {

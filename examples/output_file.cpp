@@ -39,7 +39,7 @@ std::string OutputProblem(const std::string& file, bool force) {
   if (fs::exists(status) && !force) return file + " exists already; --force overwrites it";
   if (fs::exists(status) && !fs::is_regular_file(status)) return file + " is no file that can be overwritten";
   const fs::path folder = path.parent_path();
-  if (!folder.empty() && !fs::is_directory(folder, error)) return "there is no folder " + folder.string();
+  if (!folder.empty() && !fs::is_directory(folder, error)) return "there is no folder " + PathText(folder);
   return {};
 }
 
@@ -49,6 +49,10 @@ PartialFile::PartialFile(const std::string& wanted)
 PartialFile::~PartialFile() {
   std::error_code ignored;
   fs::remove(path_, ignored);
+}
+
+std::string PartialFile::Name() const {
+  return PathText(path_);
 }
 
 std::string PartialFile::Keep() {

@@ -18,7 +18,7 @@ class PartialFile {
   PartialFile(const PartialFile&) = delete;
   PartialFile& operator=(const PartialFile&) = delete;
 
-  std::string Name() const { return path_.string(); }
+  std::string Name() const;  ///< as the library takes it
   /// Gives the finished file its wanted name, in place of a file that has it.
   /// @return empty on success; otherwise what the system says
   std::string Keep();

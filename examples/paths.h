@@ -1,20 +1,11 @@
 #pragma once
-// A file's path as std::filesystem takes it.
+// A file's path as the library takes it, and as std::filesystem does.
 
 #include <filesystem>
 #include <string>
 
-#include "platform/platform.h"
+/// The library takes '/' and '\' as separators on every system, and names in the system's code page.
+std::filesystem::path NativePath(const std::string& path);
 
-/// The library takes '/' and '\' as separators on every system; std::filesystem only the system's own. The
-/// second byte of a double-byte character is never one.
-inline std::filesystem::path NativePath(std::string path) {
-  for (std::size_t i = 0; i < path.size(); ++i) {
-    if (IsDBCSLeadByte(static_cast<BYTE>(path[i])) != FALSE) {
-      ++i;
-    } else if (path[i] == '\\') {
-      path[i] = '/';
-    }
-  }
-  return path;
-}
+/// The same back again: what the library calls that file.
+std::string PathText(const std::filesystem::path& path);

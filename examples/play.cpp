@@ -10,14 +10,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "examples/terminal.h"
+#include "examples/tool.h"
 #include "examples/wav_text.h"
+#include "platform/platform.h"
 #include "units/MCIWavUnit.h"
 #include "wavfile/CMMWav.h"
 
@@ -27,21 +27,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kWrongUse = 2;
 constexpr auto kLateness = 2s;  // of the sound behind the clock, at the most
-constexpr auto kLook = 100ms;
-
-volatile std::sig_atomic_t stopWanted = 0;
-
-void OnSignal(int /*signal*/) {
-  stopWanted = 1;
-}
-
-int Fail(const std::string& message) {
-  std::fprintf(stderr, "cmm-play: %s\n", message.c_str());
-  return kFailed;
-}
+constexpr DWORD kLook = 100;    // milliseconds
 
 // The line on the terminal; elsewhere there is none.
 class TimeLine {
@@ -77,27 +64,27 @@ double PlayToTheEnd(double length) {
   for (;;) {
     const auto now = Clock::now();
     const double played = std::min(Seconds(now - start).count(), length);
-    if (stopWanted != 0 || now >= end) return played;
+    if (StopWanted() || now >= end) return played;
     line.Show(played);
-    std::this_thread::sleep_for(std::min<Clock::duration>(kLook, end - now));
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now).count();
+    Sleep(static_cast<DWORD>(std::min<std::int64_t>(kLook, left)));
   }
 }
 
-int Play(const std::string& file) {
+void Play(const std::string& file) {
   const std::optional<double> length = LengthOf(file);
-  if (!length) return Fail(file + ": " + WhyUnreadable(file));
+  if (!length) throw Failure(file + ": " + WhyUnreadable(file));
   MCIWavUnit player;
   if (!player.WavPlay(file.c_str())) {
-    return Fail(file + " cannot be played:\n" +
-                "  there is no sound device (connect one, or start the sound server), another program is\n"
-                "  using it, or nothing here plays this file's format; cmm-info tells which that is");
+    throw Failure(file + " cannot be played:\n" +
+                  "  there is no sound device (connect one, or start the sound server), another program is\n"
+                  "  using it, or nothing here plays this file's format; cmm-info tells which that is");
   }
   std::printf("Playing %s: %s. Ctrl-C stops it.\n", file.c_str(), TimeText(*length).c_str());
   std::fflush(stdout);
   const double played = PlayToTheEnd(*length);
   player.MCIClose();
-  if (stopWanted != 0) std::printf("Stopped at %s\n", TimeText(played).c_str());
-  return 0;
+  if (StopWanted()) std::printf("Stopped at %s\n", TimeText(played).c_str());
 }
 
 }  // namespace
@@ -106,12 +93,5 @@ int main(int argc, char** argv) {
   CLI::App app("Plays a WAV file on the system's default sound device.", "cmm-play");
   std::string file;
   app.add_option("file", file, "The WAV file")->type_name("")->required();
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kWrongUse;
-  }
-  std::signal(SIGINT, OnSignal);
-  std::signal(SIGTERM, OnSignal);
-  return Play(file);
+  return RunTool(app, argc, argv, [&] { Play(file); });
 }

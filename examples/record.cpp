@@ -7,17 +7,16 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include "capture/CMMWAVCapture.h"
 #include "examples/devices.h"
 #include "examples/failures.h"
 #include "examples/meter.h"
 #include "examples/output_file.h"
+#include "examples/terminal.h"
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
@@ -26,12 +25,6 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
-
-volatile std::sig_atomic_t stopWanted = 0;
-
-void OnSignal(int /*signal*/) {
-  stopWanted = 1;
-}
 
 struct Options {
   bool list = false;
@@ -89,15 +82,15 @@ void WaitUntilReady(CMMWAVCapture& capture) {
   const auto limit = Clock::now() + 10s;
   std::uint32_t state = 0;
   std::int32_t result = 0;
-  while (stopWanted == 0 && Clock::now() < limit) {
+  while (!StopWanted() && Clock::now() < limit) {
     if (capture.GetState(&state, &result) == 1) {
       if (state == kStateReady) return;
       // 0: the device is still being opened; 1: it has been, and the state is about to say so
       if (result != 0 && result != 1) Fail(DeviceFailureText(state, result));
     }
-    std::this_thread::sleep_for(10ms);
+    Sleep(10);
   }
-  Fail(stopWanted != 0 ? "stopped before the recording began" : "the capture device does not answer");
+  Fail(StopWanted() ? "stopped before the recording began" : "the capture device does not answer");
 }
 
 // The commands wait a second for their answer; with a slow disk one takes longer, and effect all the same.
@@ -129,14 +122,14 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
     meter.Show(state);
     if (state == kStateNone) return Ending::kByItself;
     const double time = capture.GetPlayTime();
-    if (stopWanted != 0 || (duration > 0 && time >= duration)) return Ending::kWanted;
+    if (StopWanted() || (duration > 0 && time >= duration)) return Ending::kWanted;
     if (time != lastTime) {
       lastTime = time;
       lastNews = Clock::now();
     } else if (Clock::now() - lastNews > 10s) {
       return Ending::kNoData;
     }
-    std::this_thread::sleep_for(100ms);
+    Sleep(100);
   }
 }
 
@@ -211,6 +204,7 @@ void AddOptions(CLI::App& app, Options& options) {
 
 int main(int argc, char** argv) {
   CLI::App app("Records from a capture device into a WAV file.", "cmm-record");
+  app.allow_windows_style_options(false);  // a name may begin with a slash
   Options options;
   AddOptions(app, options);
   try {
@@ -231,8 +225,7 @@ int main(int argc, char** argv) {
     const std::string wrong = FindCaptureDevice(options.device, &device);
     if (!wrong.empty()) Fail(wrong);
   }
-  std::signal(SIGINT, OnSignal);
-  std::signal(SIGTERM, OnSignal);
+  CatchStops();
   Record(options, options.device.empty() ? nullptr : &device);
   return 0;
 }

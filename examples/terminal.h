@@ -1,16 +1,14 @@
 #pragma once
-// Whether somebody looks on.
+// The person in front of the program.
 
 #include <cstdio>
 
-#if defined(_WIN32)
-#include <io.h>
-inline bool IsTerminal(std::FILE* stream) {
-  return _isatty(_fileno(stream)) != 0;
-}
-#else
-#include <unistd.h>
-inline bool IsTerminal(std::FILE* stream) {
-  return isatty(fileno(stream)) != 0;
-}
-#endif
+/// Whether somebody looks on.
+bool IsTerminal(std::FILE* stream);
+
+/// From now on a wish to end the program (Ctrl-C, the end of the session, a request of the system) is only
+/// noted, and a file that reaches a limit of the system is a failed write.
+void CatchStops();
+
+/// Whether the program is to end.
+bool StopWanted();

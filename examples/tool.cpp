@@ -1,41 +1,24 @@
 #include "examples/tool.h"
 
-#include <csignal>
 #include <cstdio>
+
+#include "examples/terminal.h"
 
 namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 
-volatile std::sig_atomic_t stopWanted = 0;
-
-void OnSignal(int /*signal*/) {
-  stopWanted = 1;
-}
-
-// A file that reaches the system's size limit is a failed write, not the program's end; all other signals
-// that are meant to end it remove what is half made.
-void SetSignals() {
-  std::signal(SIGINT, OnSignal);
-  std::signal(SIGTERM, OnSignal);
-#ifdef SIGHUP
-  std::signal(SIGHUP, OnSignal);
-#endif
-#ifdef SIGXFSZ
-  std::signal(SIGXFSZ, SIG_IGN);
-#endif
-}
-
 }  // namespace
 
 int RunTool(CLI::App& app, int argc, char** argv, const std::function<void()>& work) {
+  app.allow_windows_style_options(false);  // a name may begin with a slash
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kWrongUse;
   }
-  SetSignals();
+  CatchStops();
   try {
     work();
     return 0;
@@ -47,5 +30,5 @@ int RunTool(CLI::App& app, int argc, char** argv, const std::function<void()>& w
 }
 
 void CheckStop() {
-  if (stopWanted != 0) throw Failure("stopped");
+  if (StopWanted()) throw Failure("stopped");
 }

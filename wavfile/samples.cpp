@@ -14,6 +14,8 @@ namespace {
 constexpr std::uint32_t kLargeRest = 4096;
 // The most that one call is given; its count is signed.
 constexpr std::uint32_t kLargestCall = 1u << 30;
+// The largest signed position.
+constexpr std::uint32_t kHalf = 0x7FFFFFFF;
 
 std::size_t Distance(const char* from, const char* to) {
   return static_cast<std::size_t>(to - from);
@@ -22,6 +24,16 @@ std::size_t Distance(const char* from, const char* to) {
 // The data size with which the RIFF size, which counts the pad byte and all from the form type on, just fits.
 std::uint32_t LargestData(const MMCKINFO& riff, const MMCKINFO& data) {
   return (0xFFFFFFFF - (data.dwDataOffset - riff.dwDataOffset)) & ~1u;
+}
+
+// Whether the services can come back to what is written behind 2 GiB: where positions are signed, they write
+// it and then cannot put the sizes in.
+bool SeeksBehind(HMMIO file, MMIOINFO* cursor, std::uint32_t position) {
+  const auto here = static_cast<LONG>(cursor->lBufOffset + (cursor->pchNext - cursor->pchBuffer));
+  cursor->dwFlags |= MMIO_DIRTY;
+  if (mmioSetInfo(file, cursor, 0) != 0) return false;
+  const bool seeks = mmioSeek(file, static_cast<LONG>(position), SEEK_SET) != -1;
+  return mmioSeek(file, here, SEEK_SET) == here && mmioGetInfo(file, cursor, 0) == 0 && seeks;
 }
 
 // Writes past the buffer. Gives the bytes taken, and a record that is up to date again.
@@ -51,7 +63,7 @@ std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* deli
   *delivered = 0;
   if (!Share::Live(*this) || (buffer == nullptr && bytes > 0)) return 0;
   if (!HasFrames(*srcFormat) || bytes % srcFormat->nBlockAlign != 0) return 0;
-  const std::uint32_t take = std::min(bytes, dataChunk.cksize);
+  const std::uint32_t take = std::min<std::uint32_t>(bytes, dataChunk.cksize);
   if (take == 0) return 1;
   MMIOINFO cursor;
   if (mmioGetInfo(hmmio, &cursor, 0) != 0) return 0;
@@ -84,7 +96,11 @@ std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t*
     return 0;
   }
   if (bytes % align != 0) return 0;
-  const std::uint32_t room = LargestData(riffChunk, dataChunk) - dataBytes;
+  std::uint32_t room = LargestData(riffChunk, dataChunk) - dataBytes;
+  const std::uint32_t toHalf = (kHalf & ~1u) - dataChunk.dwDataOffset;
+  if (dataBytes <= toHalf && bytes > toHalf - dataBytes && !SeeksBehind(hmmio, &mmioInfo, kHalf + 1)) {
+    room = toHalf - dataBytes;
+  }
   const std::uint32_t fit = bytes <= room ? bytes : room / align * align;
 
   const char* from = static_cast<const char*>(data);

@@ -53,6 +53,7 @@ class FakeDevice {
   const GUID id{0xFA4E0001, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
   Faults faults;
   std::function<void(FakeDevice&)> beforePosition;  // set before a run; called without a lock
+  bool withdraws = true;  // whether a position withdraws the notifications that it covers
   std::vector<DSBPOSITIONNOTIFY> points;
   DWORD ringBytes = 0;
   DWORD descSize = 0;
@@ -165,7 +166,7 @@ class FakeDevice {
     const std::lock_guard lock(mutex_);
     if (faults.position < 0) return faults.position;
     *capture = *read = static_cast<DWORD>(delivered_ % ringBytes);
-    Withdraw();
+    if (withdraws) Withdraw();
     return DS_OK;
   }
 

@@ -105,6 +105,24 @@ TEST_F(Engine, DrainTakesWholeSegmentsAndCrossesTheRingsEnd) {
   ExpectStream(file, 132300 * 2 + 88200 + 44100);
 }
 
+// The services promise no such thing as the layer does, so a late drain has to do it by itself.
+TEST_F(Engine, ALateDrainLeavesNoNotificationForWhatItTook) {
+  device.withdraws = false;
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  OpenAndStart();
+  device.Deliver(44100);
+  EXPECT_EQ(engine.MsgWait(1000), 0u);
+  int late = 2;  // segments that come just ahead of a look at the position
+  device.beforePosition = [&](FakeDevice& fake) {
+    if (late-- > 0) fake.Deliver(44100);
+  };
+  EXPECT_EQ(engine.Write(), 3 * 44100);
+  EXPECT_EQ(engine.MsgWait(0), static_cast<std::uint32_t>(WAIT_TIMEOUT));
+  device.Deliver(44100);
+  EXPECT_EQ(engine.MsgWait(1000), 0u);
+  EXPECT_EQ(engine.Write(), 44100);
+}
+
 TEST_F(Engine, LevelIsTheHighestSampleOfTheFirstPart) {
   const std::int16_t negative[] = {-300, -20, -400};
   engine.GetMax16(negative, sizeof negative);

@@ -5,6 +5,7 @@
 
 #include "tests/capture/CaptureTools.h"
 #include "tests/capture/ExpectStream.h"
+#include "tests/support/FileSizeLimit.h"
 
 namespace {
 

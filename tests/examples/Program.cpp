@@ -5,8 +5,14 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <stdexcept>
 #include <thread>
+
+std::string ExamplePath(const std::string& built) {
+  const char* const folder = std::getenv("CMM_PROGRAMS");
+  return folder != nullptr ? folder + built.substr(built.rfind('/')) : built;
+}
 
 // Output goes to files: nothing blocks, however much or little is read.
 Program::Program(const std::vector<std::string>& command, const std::function<void()>& beforeStart) {
@@ -47,7 +53,14 @@ Outcome Program::Wait() {
   if (!ended_) waitpid(process_, &status_, 0);
   ended_ = true;
   const int code = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
-  return {code, FileText(folder_.File("out")), FileText(folder_.File("err"))};
+  return {code, Said("out"), Said("err")};
+}
+
+/// A stream's text, with the ends of lines of this system.
+std::string Program::Said(const std::string& stream) const {
+  std::string text = FileText(folder_.File(stream));
+  for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;) text.erase(at, 1);
+  return text;
 }
 
 void Program::WaitForBytes(const std::filesystem::path& file, std::uintmax_t bytes) {

@@ -18,6 +18,10 @@ inline void WriteFileText(const std::filesystem::path& path, const std::string& 
   test::Store(path, {text.begin(), text.end()});
 }
 
+/// The example program that a test is to run: the built one, or one of its name in the folder CMM_PROGRAMS of the
+/// environment, such as the same program for another system.
+std::string ExamplePath(const std::string& built);
+
 struct Outcome {
   int code;  // exit code; 128 and the signal's number when a signal ended it
   std::string out;
@@ -41,6 +45,8 @@ class Program {
   void WaitForBytes(const std::filesystem::path& file, std::uintmax_t bytes);
 
  private:
+  std::string Said(const std::string& stream) const;
+
   TempFolder folder_;
   pid_t process_ = -1;
   int status_ = 0;

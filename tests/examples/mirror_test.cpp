@@ -1,6 +1,7 @@
 // cmm-mirror, run as a program: against sox, and what it leaves behind.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cstdlib>

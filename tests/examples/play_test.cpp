@@ -4,9 +4,11 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <thread>
 
 #include "tests/examples/Program.h"
+#include "tests/support/Sound.h"
 #include "tests/support/SoundServer.h"
 
 namespace {
@@ -14,10 +16,39 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
+// A tone at half scale, a second long.
+std::string Tone(const TempFolder& folder) {
+  const std::string file = folder.File("a.wav");
+  EXPECT_EQ(
+      RunProgram({"sox", "-n", "-r", "44100", "-b", "16", file, "synth", "1", "sine", "440", "vol", "0.5"})
+          .code,
+      0);
+  return file;
+}
+
+TEST(Play, IsHeardWhole) {
+  const SoundServer server;
+  ASSERT_TRUE(server.IsRunning()) << server.Problem();
+  const TempFolder folder;
+  const std::string file = Tone(folder);
+  Program listener({"parec", "--raw", "--latency-msec=10", "--rate=44100", "--channels=1", "--format=s16le",
+                    "-d", "room.monitor"});
+  std::this_thread::sleep_for(2s);
+  const Outcome played = RunProgram({CMM_PLAY, file});
+  EXPECT_EQ(played.code, 0) << played.err;
+  listener.Send(SIGTERM);
+  const std::string bytes = listener.Wait().out;
+  std::vector<std::int16_t> heard(bytes.size() / 2);
+  std::memcpy(heard.data(), bytes.data(), heard.size() * 2);
+  const test::Sound sound = test::Measure(heard);
+  EXPECT_NEAR(sound.frames / test::kRate, 1, 0.05);
+  EXPECT_NEAR(sound.hertz, 440, 3);
+  EXPECT_NEAR(sound.level, 16384, 500);
+}
+
 TEST(Play, PlaysToTheEndOrUntilAskedToStopAndTellsWhatFails) {
   const TempFolder folder;
-  const std::string file = folder.File("a.wav"), text = folder.File("text.wav");
-  ASSERT_EQ(RunProgram({"sox", "-n", "-r", "44100", "-b", "16", file, "synth", "1", "sine", "440"}).code, 0);
+  const std::string file = Tone(folder), text = folder.File("text.wav");
   WriteFileText(text, "no sound");
   const Outcome silent = RunProgram({CMM_PLAY, file}, [] { setenv("ALSA_CONFIG_PATH", "/dev/null", 1); });
   EXPECT_EQ(silent.code, 1);

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/posix/layer.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/files.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdio>
 #include <filesystem>
+#include <random>
 #include <stdexcept>
 #include <string>
 
@@ -10,9 +10,14 @@
 class TempFolder {
  public:
   TempFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "cmmaudio-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
+    std::random_device random;
+    for (int attempt = 0; attempt < 100; ++attempt) {
+      char name[24];
+      std::snprintf(name, sizeof name, "cmmaudio-%08x", random());
+      path_ = std::filesystem::temp_directory_path() / name;
+      if (std::filesystem::create_directory(path_)) return;
+    }
+    throw std::runtime_error("no temporary folder");
   }
   ~TempFolder() {
     std::error_code ignored;
@@ -22,6 +27,7 @@ class TempFolder {
   TempFolder& operator=(const TempFolder&) = delete;
 
   const std::filesystem::path& Path() const { return path_; }
+  std::string Name() const { return path_.string(); }
   std::string File(const std::string& name) const { return (path_ / name).string(); }
 
  private:

@@ -1,11 +1,7 @@
 #pragma once
-// Files for tests: a folder that goes with the test, whole contents and the numbers in them, and a limit on
-// what the disk takes.
-
-#include <sys/resource.h>
+// Files for tests: a folder that goes with the test, whole contents and the numbers in them.
 
 #include <algorithm>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -80,23 +76,5 @@ inline std::uint32_t Number(const Bytes& file, std::size_t offset) {
 inline void SetNumber(Bytes& file, std::size_t offset, std::uint32_t value, std::size_t count = 4) {
   for (std::size_t i = 0; i < count; ++i) file.at(offset + i) = static_cast<char>(value >> (8 * i));
 }
-
-/// While it lives, no file of the process grows beyond a size: what a full disk looks like.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(std::size_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &before_);
-    rlimit now = before_;
-    now.rlim_cur = bytes;
-    setrlimit(RLIMIT_FSIZE, &now);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
-
- private:
-  rlimit before_ = {};
-};
 
 }  // namespace test

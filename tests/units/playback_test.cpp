@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/Sound.h"
 #include "tests/support/SoundServer.h"
 #include "tests/support/files.h"
 #include "units/MCIWavUnit.h"
@@ -22,25 +23,9 @@
 namespace {
 
 using namespace std::chrono_literals;
-constexpr double kRate = 44100;
-
-struct Sound {
-  double frames = 0, hertz = 0, level = 0;  // by its zeros; a tone's amplitude, by its power
-};
-/// The sound in what was heard: all between the first and the last frame that is not silent.
-Sound Measure(const std::vector<std::int16_t>& heard) {
-  const auto loud = [](std::int16_t sample) { return std::abs(sample) > 400; };
-  const auto first = std::find_if(heard.begin(), heard.end(), loud);
-  const auto last = std::find_if(heard.rbegin(), heard.rend(), loud).base();
-  if (first == heard.end()) return {};
-  double power = 0, zeros = 0;
-  for (auto at = first + 1; at < last; ++at) {
-    power += static_cast<double>(*at) * *at;
-    zeros += (at[-1] < 0) != (*at < 0) ? 1 : 0;
-  }
-  const auto frames = static_cast<double>(last - first);
-  return {frames, zeros / 2 / frames * kRate, std::sqrt(2 * power / frames)};
-}
+using test::kRate;
+using test::Measure;
+using test::Sound;
 
 MCIERROR Send(MCIDEVICEID id, UINT command, DWORD_PTR flags = 0, void* parameters = nullptr) {
   return mciSendCommandA(id, command, flags, reinterpret_cast<DWORD_PTR>(parameters));

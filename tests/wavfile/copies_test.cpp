@@ -2,22 +2,12 @@
 #include <algorithm>
 #include <memory>
 
+#include "tests/support/OpenFiles.h"
 #include "tests/wavfile/wav_test.h"
 
 namespace {
 
-class Copies : public WavTest {
- protected:
-  std::size_t OpenFiles() const {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return static_cast<std::size_t>(std::count_if(begin(all), end(all), [this](const auto& entry) {
-      std::error_code ignored;
-      return std::filesystem::read_symlink(entry.path(), ignored)
-          .string()
-          .starts_with(folder_.Path().string());
-    }));
-  }
-};
+using Copies = WavTest;
 
 // Three objects on one file take turns; then they are closed or destroyed in every order.
 TEST_F(Copies, WriteOnOneFileAndGoInAnyOrder) {
@@ -50,13 +40,13 @@ TEST_F(Copies, WriteOnOneFileAndGoInAnyOrder) {
         if ((closing >> index & 1) != 0) {
           EXPECT_EQ(wav->Close(0), closed ? 0 : 1);
           closed = true;
-          EXPECT_EQ(OpenFiles(), 0u);
+          EXPECT_EQ(OpenFiles(folder_.Path()), 0u);
         } else if (!closed) {
           writeBy(*wav);
         }
         wav.reset();
       }
-      EXPECT_EQ(OpenFiles(), 0u);
+      EXPECT_EQ(OpenFiles(folder_.Path()), 0u);
       const Bytes file = Load(path);
       ASSERT_EQ(file.size(), 56 + at);
       EXPECT_EQ(Number(file, 52), at);
@@ -99,7 +89,7 @@ TEST_F(Copies, AssignmentGivesUpWhatTheTargetHolds) {
   EXPECT_EQ(wav.GetFileName(), two);
   EXPECT_EQ(wav.Close(), 1);
   EXPECT_EQ(Number(Load(two), 52), 7u);
-  EXPECT_EQ(OpenFiles(), 0u);
+  EXPECT_EQ(OpenFiles(folder_.Path()), 0u);
 }
 
 TEST_F(Copies, AClosedSharerOpensAFileOfItsOwn) {

@@ -1,4 +1,5 @@
 // A recording on a full disk: what the header names is what the disk has.
+#include "tests/support/FileSizeLimit.h"
 #include "tests/wavfile/wav_test.h"
 
 namespace {
@@ -14,7 +15,7 @@ class FullDisk : public WavTest {
     std::size_t accepted = 0;
     std::int32_t closed;
     {
-      const FileSizeLimit full(limit);
+      const test::FileSizeLimit full(limit);
       ASSERT_EQ(wav.Open(format, path.c_str()), 1);
       std::uint32_t taken = 1;
       for (std::int32_t result = 1; result == 1 && accepted < data.size();) {

@@ -9,7 +9,6 @@
 #include "wavfile/CMMWav.h"
 
 using test::Bytes;
-using test::FileSizeLimit;
 using test::Load;
 using test::Number;
 using test::Part;
@@ -63,7 +62,7 @@ class WavTest : public testing::Test {
   /// A finished file with that data.
   std::string Make(const WAVEFORMATEX& format, const Bytes& data, const std::string& name = "a.wav") {
     CMMWav wav;
-    EXPECT_EQ(wav.Open(format, name.c_str(), folder_.Path().c_str()), 1);
+    EXPECT_EQ(wav.Open(format, name.c_str(), folder_.Name().c_str()), 1);
     Write(wav, data);
     EXPECT_EQ(wav.Close(0), 1);
     return folder_.File(name);

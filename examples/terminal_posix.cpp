@@ -1,0 +1,29 @@
+#include <unistd.h>
+
+#include <csignal>
+#include <initializer_list>
+
+#include "examples/terminal.h"
+
+namespace {
+
+volatile std::sig_atomic_t stopWanted = 0;
+
+void OnSignal(int /*signal*/) {
+  stopWanted = 1;
+}
+
+}  // namespace
+
+bool IsTerminal(std::FILE* stream) {
+  return isatty(fileno(stream)) != 0;
+}
+
+void CatchStops() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, OnSignal);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool StopWanted() {
+  return stopWanted != 0;
+}
