@@ -30,7 +30,6 @@ TEST_F(Reader, AcceptsAndRefusesShapeByShape) {
       {"fmt of 14", Riff({FormatChunk(14), data}), 0, 0, 0},
       {"fmt of 18", Riff({FormatChunk(18), data}), 1, 0, 0},
       {"fmt of 20", Riff({FormatChunk(20), data}), 1, 8, 0},
-      {"fmt with the top bit in its size", With(plain, 16, 0x80000010), 0, 8, 2},
       {"fmt beyond the file", With(plain, 16, 5000), 0, 8, 2},
       {"fact of 8", Riff({format, Chunk("fact", Pattern(8)), data}), 1, 8, 0},
       {"RIFF size too small", With(plain, 4, Number(plain, 4) - 1), 1, 7, 0},
@@ -146,6 +145,7 @@ TYPED_TEST(Mirror, OfAFileThatPromisesTooMuch) {
     EXPECT_EQ(this->unit.PcmDataSize(), huge);
     EXPECT_EQ(this->Create(), 17);
     EXPECT_EQ(this->unit.CloseMFile(), 5);
+    EXPECT_EQ(this->unit.CloseWFile(), 0);  // an open file takes no other contents everywhere
   }
   const Bytes slight = With(this->source_, 40, 0xFFFFFFFF);  // a rest of one byte more than there are
   this->Open(slight);
