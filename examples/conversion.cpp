@@ -77,7 +77,7 @@ WAVEFORMATEX Pcm(std::uint32_t rate, std::uint16_t channels, std::uint16_t bits)
 
 std::string Describe(const WAVEFORMATEX& format) {
   std::string text = FormatName(format.wFormatTag);
-  if (text == "format") text += " " + std::to_string(format.wFormatTag);
+  if (text == "format") text.append(" ").append(std::to_string(format.wFormatTag));
   return text + ", " + std::to_string(format.nSamplesPerSec) + " Hz, " + std::to_string(format.nChannels) +
          " channel(s), " + std::to_string(format.wBitsPerSample) + " bits";
 }

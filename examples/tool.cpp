@@ -1,5 +1,6 @@
 #include "examples/tool.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
 
 #include "examples/terminal.h"

@@ -1,9 +1,12 @@
 #pragma once
 // What the programs that make one file out of another have in common: how they begin, fail and are stopped.
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <stdexcept>
+
+namespace CLI {
+class App;  // its header is long, and few files need it
+}
 
 /// Ends the program with a sentence for the user. Thrown rather than printed where it arises, so that every
 /// file on the way is closed and removed.
