@@ -71,3 +71,7 @@ void Program::WaitForBytes(const std::filesystem::path& file, std::uintmax_t byt
   };
   while (Running() && size() < bytes) std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
+
+void Program::WaitToSay(const std::string& text) {
+  while (Running() && Said("out").find(text) == std::string::npos) usleep(10000);
+}

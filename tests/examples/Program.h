@@ -43,6 +43,8 @@ class Program {
   Outcome Wait();
   /// Until a file has so many bytes, or the program has ended.
   void WaitForBytes(const std::filesystem::path& file, std::uintmax_t bytes);
+  /// Until it has said so on its standard output, or has ended.
+  void WaitToSay(const std::string& text);
 
  private:
   std::string Said(const std::string& stream) const;

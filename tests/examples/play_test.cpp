@@ -64,7 +64,7 @@ TEST(Play, PlaysToTheEndOrUntilAskedToStopAndTellsWhatFails) {
   EXPECT_THAT(whole.out, HasSubstr("00:01.00"));
   EXPECT_GE(std::chrono::steady_clock::now() - start, 1s) << "the length of the file";
   Program stopped({CMM_PLAY, file});
-  std::this_thread::sleep_for(500ms);
+  stopped.WaitToSay("Playing");
   stopped.Send(SIGINT);
   const Outcome outcome = stopped.Wait();
   EXPECT_EQ(outcome.code, 0) << outcome.err;
