@@ -11,36 +11,45 @@ namespace {
 
 constexpr std::uint32_t kWorthwhile = 24;  // starting over costs as much as a few vectors
 
-enum class Fraction : std::uint8_t { kNeverShort, kSometimesShort, kAlwaysShort };
+/// Whole products N = d * phase / rate for which the double formula gives N - 1.
+struct Shortness {
+  bool some = false;            ///< there are such among those of all differences d
+  bool all = false;             ///< and no others
+  std::uint32_t scale = 0;      ///< as in a record, the lowest that finds them all
+  std::uint32_t most = 0xFFFF;  ///< the highest that finds no others
+};
 
-/// How phase * inv, in double, relates to the true phase / rate. It is a whole number f of units 2^-s; what
-/// is missing is exact modulo 2^64, and small. With N = d * phase / rate whole and M its mantissa (above 1,
-/// at most 2), d * fraction rounds to below N when M * missing / true > 2^-53: always from 2^-53 on, never up
-/// to 2^-54.
-Fraction Classify(std::uint32_t phase, std::uint32_t rate, double inv, std::uint32_t sampleBytes) {
+/// The fraction phase * inv is, in double, a whole number f of units 2^-s; what is missing is exact modulo
+/// 2^64, and small. With N above a power of two and at most twice that, d * fraction rounds to below N when
+/// what N lacks is more than that power times 2^-53: when 2 * N * missing > 2 * power * phase * 2^(s - 53).
+Shortness Classify(std::uint32_t phase, std::uint32_t rate, double inv, std::uint32_t sampleBytes) {
   int exponent = 0;
   const double mantissa = std::frexp(phase * inv, &exponent);
   const auto f = static_cast<std::uint64_t>(std::ldexp(mantissa, 53));
-  const int s = 53 - exponent;
-  const std::uint64_t exact = s < 64 ? std::uint64_t{phase} << s : 0;
-  const auto missing = static_cast<std::int64_t>(exact - f * rate);
-  if (missing <= 0) return Fraction::kNeverShort;
-  const double scaled = std::ldexp(static_cast<double>(missing), 53);
-  const double whole = std::ldexp(static_cast<double>(phase), s);
-  if (scaled >= whole) return Fraction::kAlwaysShort;
-  if (2 * scaled <= whole) return Fraction::kNeverShort;
-  if (sampleBytes == 2) return Fraction::kSometimesShort;
-  // The few differences of 8-bit samples often agree.
-  std::uint32_t shorts = 0;
-  std::uint32_t wholes = 0;
-  const std::uint32_t period = rate / std::gcd(phase, rate);
-  for (std::uint32_t d = period; d <= 255; d += period) {
-    const auto product = static_cast<std::uint32_t>(std::uint64_t{d} * phase / rate);
-    shorts += static_cast<std::uint32_t>(d * (phase * inv)) < product ? 1 : 0;
-    ++wholes;
+  const auto missing = static_cast<std::int64_t>((std::uint64_t{phase} << (53 - exponent)) - f * rate);
+  if (missing <= 0) return {};
+  const std::uint32_t common = std::gcd(phase, rate);
+  const std::uint64_t unit = phase / common;  // of N
+  const std::uint64_t largest = (sampleBytes == 2 ? 0xFFFF : 0xFF) / (rate / common) * unit;
+  Shortness result{.all = true};
+  for (int bits = 0; bits <= 16; ++bits) {
+    const std::uint64_t power = (std::uint64_t{1} << bits) / 2;
+    const std::uint64_t top = std::min(std::uint64_t{1} << bits, largest);
+    const std::uint64_t same = std::uint64_t{0x8000} << bits;  // N * scale from here on has N's highest bit
+    const std::uint64_t bound =
+        (std::uint64_t{phase} << (bits - exponent)) / (2 * static_cast<std::uint64_t>(missing));
+    const std::uint64_t shortest = (std::max(bound, power) / unit + 1) * unit;
+    const std::uint64_t longest = std::min(bound, top) / unit * unit;
+    if (shortest <= top) {
+      result.some = true;
+      result.scale = std::max(result.scale, static_cast<std::uint32_t>((same + shortest - 1) / shortest));
+    }
+    if (longest > power) {
+      result.all = false;
+      result.most = std::min(result.most, static_cast<std::uint32_t>((same - 1) / longest));
+    }
   }
-  if (shorts == 0) return Fraction::kNeverShort;
-  return shorts == wholes ? Fraction::kAlwaysShort : Fraction::kSometimesShort;
+  return result;
 }
 
 /// x with x * value = 1 modulo modulus, the two having no common divisor; 0 modulo 1.
@@ -111,30 +120,33 @@ void Plan::ChooseFetch(std::uint32_t window) {
   }
 }
 
-void Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv) {
-  if (words == vectorWords) return;
-  words = vectorWords;
+bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv) {
+  if (words == vectorWords) return true;
   struct Entry {
     std::uint16_t high;
     std::uint16_t limit;
-    std::uint16_t whole;
+    std::uint16_t scale;
+    std::uint16_t settled;
   };
   Entry entries[kRecords + 1];
   std::uint32_t doubts = 0;
   picks = false;
   for (std::uint32_t part = 1; part <= q; ++part) {
-    const Fraction fraction = Classify(part * unit, dstRate, inv, sampleBytes);
-    constexpr std::uint16_t kNever = 0xFFFF;
-    const bool doubt = fraction == Fraction::kSometimesShort;
+    const Shortness shortness = Classify(part * unit, dstRate, inv, sampleBytes);
+    const bool always = shortness.some && shortness.all;
+    const bool doubt = shortness.some && !shortness.all;
+    if (doubt && shortness.scale > shortness.most) return false;
     entries[part] = {static_cast<std::uint16_t>(((part << 16) - 1) / q),
-                     static_cast<std::uint16_t>(fraction == Fraction::kAlwaysShort ? q : q - 1),
-                     doubt ? static_cast<std::uint16_t>(q) : kNever};
+                     static_cast<std::uint16_t>(always ? q : q - 1),
+                     static_cast<std::uint16_t>(doubt ? shortness.scale : 0),
+                     static_cast<std::uint16_t>(doubt ? 0 : 0xFFFF)};
     if (doubt && doubts < kMaxMends) mended[doubts] = part;
     doubts += doubt ? 1 : 0;
-    picks = q == 1 && fraction == Fraction::kNeverShort;
+    picks = q == 1 && !shortness.some;
   }
   doubtful = doubts > kMaxMends;
   mends = doubtful ? 0 : doubts;
+  words = vectorWords;
 
   const std::uint32_t outputs = words / channels;
   const std::uint32_t orbits = std::gcd(outputs, q);
@@ -154,7 +166,8 @@ void Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
         record.high[word] = entries[part].high;
         record.low[word] = static_cast<std::uint16_t>(part);
         record.limit[word] = entries[part].limit;
-        wholes[number][word] = entries[part].whole;
+        record.scale[word] = entries[part].scale;
+        record.settled[word] = entries[part].settled;
       }
       const bool carries = part + p % q > q;
       frame += p / q + (carries ? 1 : 0);
@@ -162,6 +175,7 @@ void Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
     }
     if (fetch != Fetch::kEach && words == Record::kMaxWords) TabulateShuffles(record, sampleBytes);
   }
+  return true;
 }
 
 void Plan::TabulateShuffles(Record& record, std::uint32_t sampleBytes) const {

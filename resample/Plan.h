@@ -18,9 +18,11 @@ namespace resample {
 ///   16, so the true product is whole or at least 2^-16 below a whole number, and the weight's error adds
 ///   less.
 ///
-/// The double formula gives the same but where d * part / q is whole: a fraction that came out low may then
-/// give one less. There are three kinds of fractions: never low enough for that, always (the entry's limit is
-/// one higher), and those where it depends on the product. Whole products of these are computed again in
+/// The double formula gives the same but where N = d * part / q is whole: a fraction that came out short may
+/// then give N - 1. There are three kinds of fractions: never short enough for that, always (the entry's
+/// limit is one higher), and those where it depends on the product. With an error of e times 2^-53 these are
+/// short where N * e is above the power of two below N: where N - 1 and N * scale / 2^16, rounded down, have
+/// the same highest bit, scale being near 2^16 * e. Whole products of long cycles are computed again in
 /// double.
 struct Plan {
   /// The entries of as many outputs as a vector of the form at hand takes, in the order in which its code
@@ -36,6 +38,8 @@ struct Plan {
     std::uint16_t high[kMaxWords];   ///< 2^16 * part / q, the next lower number; the weight's high half
     std::uint16_t low[kMaxWords];    ///< part; the weight's low half
     std::uint16_t limit[kMaxWords];  ///< the product is one more when the remainder is above
+    std::uint16_t scale[kMaxWords];
+    std::uint16_t settled[kMaxWords];  ///< 0 for doubtful fractions, what no product reaches for the others
     /// For each output the frame that opens the interval.
     std::uint16_t index[kMaxWords];
   };
@@ -50,7 +54,8 @@ struct Plan {
   void Prepare(std::uint32_t src, std::uint32_t dst, std::uint32_t channelCount, std::uint32_t sampleBytes);
   /// Fills the records of a tabled cycle for vectors of so many samples, unless they are already.
   /// @param inv 1.0 / dstRate
-  void Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv);
+  /// @return false if a fraction has no scale: none such is known
+  bool Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv);
 
   /// The rates have entries, and the position is one that they describe.
   bool Covers(std::uint32_t phase) const { return kind != Kind::kNone && phase % unit == 0; }
@@ -88,11 +93,11 @@ struct Plan {
   Fetch fetch = Fetch::kEach;
   std::int32_t shift = 0;
 
-  /// Parts whose whole products need the double formula: a few are better computed again by themselves.
+  /// Parts whose whole products are doubtful: few enough are better computed again by themselves, in double.
   static constexpr std::uint32_t kMaxMends = 4;
   std::uint32_t mends = 0;
   std::uint32_t mended[kMaxMends] = {};
-  bool doubtful = false;  ///< there are more: the records name the remainders
+  bool doubtful = false;  ///< there are more: the records have scales
   bool picks = false;     ///< every output is the upper end of its interval
 
   /// A vector's outputs lead from one place of a tabled cycle to another, and in the end to the first again:
@@ -102,8 +107,6 @@ struct Plan {
   std::uint32_t advance = 0;                  ///< source frames that they cover
   std::uint16_t recordOf[kRecords + 1] = {};  ///< the one that begins with a part
   Record records[kRecords] = {};
-  /// For each sample of a record the remainder of whole products, if these are doubtful.
-  alignas(32) std::uint16_t wholes[kRecords][Record::kMaxWords] = {};
 
  private:
   void ChooseFetch(std::uint32_t window);

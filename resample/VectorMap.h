@@ -27,21 +27,27 @@ struct Ends {
 enum class Entries : std::uint8_t {
   kPicked,  ///< tabled, and the product is the whole difference
   kTabled,
-  kTabledDoubtful,  ///< with whole products that need the double formula
+  kTabledDoubtful,  ///< with fractions that come out short for some whole products
   kWeighted,
   kStraight  ///< weights, each output one frame behind the one before
 };
 
 /// The products of samples whose entries are tabled.
 /// @param size  the differences without their signs
-template <class V>
+template <class V, Entries kEntries>
 CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const Plan::Record& record,
-                                                     typename V::Vec q, typename V::Vec& remainder) {
+                                                     typename V::Vec q) {
   using Vec = typename V::Vec;
   const Vec product = V::MulHigh(size, V::Load(record.high));
-  const Vec part = V::Load(record.low);
-  remainder = V::Sub(V::MulLow(size, part), V::MulLow(product, q));
-  return V::Sub(product, V::Greater(remainder, V::Load(record.limit)));
+  const Vec remainder = V::Sub(V::MulLow(size, V::Load(record.low)), V::MulLow(product, q));
+  Vec limit = V::Load(record.limit);
+  if constexpr (kEntries == Entries::kTabledDoubtful) {
+    // Do the two share their highest bit? Then a whole product, which is one more, comes out as this one.
+    const Vec scaled = V::MulHigh(V::Sub(product, V::Ones()), V::Load(record.scale));
+    const Vec below = V::SubSaturated(V::Xor(product, scaled), scaled);
+    limit = V::Sub(limit, V::Equal(below, V::Load(record.settled)));
+  }
+  return V::Sub(product, V::Greater(remainder, limit));
 }
 
 /// The products of samples whose entries are 32-bit weights.
@@ -59,21 +65,6 @@ CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, con
   return V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
 }
 
-/// @param whole receives the words, with any bits set, that need the double formula
-template <class V, Entries kEntries>
-CMM_VECTOR_CODE inline typename V::Vec Product(typename V::Vec size, const Plan::Record& record,
-                                               typename V::Vec q, const void* wholes,
-                                               typename V::Vec& whole) {
-  if constexpr (kEntries == Entries::kWeighted || kEntries == Entries::kStraight) {
-    return WeightedProduct<V>(size, record, whole);
-  } else {
-    typename V::Vec remainder;
-    const typename V::Vec product = TabledProduct<V>(size, record, q, remainder);
-    if constexpr (kEntries == Entries::kTabledDoubtful) whole = V::Equal(remainder, V::Load(wholes));
-    return product;
-  }
-}
-
 /// Where entries take their samples from, and what is the same for all of them.
 template <class Sample>
 struct Source {
@@ -83,46 +74,64 @@ struct Source {
   std::int64_t count;  ///< frames that can be read
 };
 
+/// A place in the plan's records. Those of an orbit of a tabled cycle are walked over and over.
+struct Walk {
+  const Plan::Record* record;
+  const Plan::Record* end;  // behind the orbit's last record
+  std::int64_t origin;      // the frame from which the records count
+
+  /// @param part  of the first output, which lies in the interval that frame opens
+  static Walk Tabled(const Plan& plan, std::uint32_t part, std::uint64_t frame) {
+    const std::uint32_t from = plan.recordOf[part];
+    return {plan.records + from, plan.records + (from / plan.orbit + 1) * plan.orbit,
+            static_cast<std::int64_t>(frame) - plan.records[from].index[0]};
+  }
+  /// The place so many vectors on.
+  Walk After(const Plan& plan, std::uint64_t vectors) const {
+    const Plan::Record* const begin = end - plan.orbit;
+    const auto place = static_cast<std::uint32_t>(record - begin) + static_cast<std::uint32_t>(vectors);
+    return {begin + place % plan.orbit, end, origin + std::int64_t{place / plan.orbit} * plan.advance};
+  }
+  /// The frame that opens the interval of the next output.
+  std::uint64_t Frame() const { return static_cast<std::uint64_t>(origin + record->index[0]); }
+};
+
 /// Computes the marked products of one vector again, by the double formula.
 /// @param slot  the place in the cycle of the first output
 /// @param first the frame from which the record counts; of a straight one the first output's
 template <class Sample, std::uint32_t kChannels, Entries kEntries>
 CMM_VECTOR_CODE void Repair(const Source<Sample>& source, std::uint64_t slot, const Plan::Record& record,
                             const Sample* first, unsigned bits, Sample* out) {
-  const Plan& plan = *source.plan;
   while (bits != 0) {
     const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
     bits &= ~(3U << 2 * i);
     const std::uint32_t frame = kEntries == Entries::kStraight ? i / kChannels : record.index[i / kChannels];
-    const std::uint32_t phase =
-        kEntries == Entries::kTabledDoubtful ? record.low[i] * plan.unit : plan.Phase(slot + i / kChannels);
+    const std::uint32_t phase = source.plan->Phase(slot + i / kChannels);
     const Sample* const prev = first + frame * kChannels + i % kChannels;
     const std::int32_t delta = prev[kChannels] - prev[0];
     out[i] = static_cast<Sample>(prev[0] + static_cast<std::int32_t>(delta * (phase * source.inv)));
   }
 }
 
-/// Makes count vectors, out of records one behind the other.
-/// @param slot   the place in the cycle of the first output
-/// @param origin the frame from which the records count
+/// Makes count vectors.
+/// @param slot   the place in the cycle of the first output, if the entries are weights
 /// @tparam kAtEdge reads nothing outside the block
 template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch,
           bool kAtEdge = false>
-CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, const Plan::Record* const records,
-                                std::uint64_t slot, std::int64_t origin, Sample* const out,
-                                std::uint64_t count) {
+CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::uint64_t slot,
+                                Sample* const out, std::uint64_t count) {
   using Vec = typename V::Vec;
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
-  const Vec q = V::Spread16(static_cast<std::uint16_t>(source.plan->q));
-  const std::int64_t shift = std::int64_t{source.plan->shift} * kChannels;
-  const Sample* const from = source.frames + origin * kChannels;
-  const auto* const wholes = source.plan->wholes + (records - source.plan->records);
-  // Where marks are many, a jump on each would be foreseen wrongly too often: they are put aside.
-  // The vector's number stands above two bits for each of its words.
-  std::uint64_t marks[kEntries == Entries::kTabledDoubtful ? Plan::kRecords + 1 : 1];
-  std::uint32_t marked = 0;
+  constexpr bool kWeights = kEntries == Entries::kWeighted || kEntries == Entries::kStraight;
+  const Plan& plan = *source.plan;
+  const Vec q = V::Spread16(static_cast<std::uint16_t>(plan.q));
+  const std::int64_t shift = std::int64_t{plan.shift} * kChannels;
+  const std::int64_t advance = std::int64_t{plan.advance} * kChannels;
+  const Plan::Record* const begin = walk.end - plan.orbit;
+  const Sample* from = source.frames + walk.origin * kChannels;
+  const Plan::Record* at = walk.record;
   for (std::uint64_t made = 0; made < count; ++made) {
-    const Plan::Record& record = records[made];
+    const Plan::Record& record = *at;
     const Sample* const straight = from + made * V::kWords;
     Sample* const to = out + made * V::kWords;
     Ends<V> ends;
@@ -136,26 +145,24 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, const Plan::Record
     }
     if constexpr (kEntries == Entries::kPicked) {
       V::Put(to, ends.cur);
+    } else if constexpr (!kWeights) {
+      const Vec product = TabledProduct<V, kEntries>(V::template Size<Sample>(ends), record, q);
+      V::Put(to, V::template Apply<Sample>(ends, product));
     } else {
       Vec whole;
-      const Vec product =
-          Product<V, kEntries>(V::template Size<Sample>(ends), record, q, wholes + made, whole);
+      const Vec product = WeightedProduct<V>(V::template Size<Sample>(ends), record, whole);
       V::Put(to, V::template Apply<Sample>(ends, product));
-      if constexpr (kEntries == Entries::kTabledDoubtful) {
-        const unsigned bits = V::Bits(whole);
-        marks[marked] = made << 32 | bits;
-        marked += static_cast<std::uint32_t>(bits != 0);
-      } else if (kEntries != Entries::kTabled && V::Any(whole)) [[unlikely]] {
+      if (V::Any(whole)) [[unlikely]] {
         const unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits;
         Repair<Sample, kChannels, kEntries>(source, slot + made * kOutputs, record,
                                             kEntries == Entries::kStraight ? straight : from, bits, to);
       }
     }
-  }
-  for (std::uint32_t i = 0; i < marked; ++i) {
-    const std::uint64_t vector = marks[i] >> 32;
-    Repair<Sample, kChannels, kEntries>(source, 0, records[vector], from, static_cast<unsigned>(marks[i]),
-                                        out + vector * V::kWords);
+    ++at;
+    if (!kWeights && at == walk.end) {
+      at = begin;
+      from += advance;
+    }
   }
 }
 
@@ -195,60 +202,6 @@ CMM_VECTOR_CODE void FillRecords(Plan& plan, std::uint64_t start, std::uint64_t 
   }
 }
 
-/// The vectors up to count that can be read.
-/// @param frames the frames from the one on from which the records count
-template <class V, class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-std::uint64_t Readable(const Plan& plan, const Plan::Record* records, std::int64_t frames,
-                       std::uint64_t count) {
-  while (count != 0 && V::template End<Sample, kChannels, kFetch>(records[count - 1], plan.shift) > frames) {
-    --count;
-  }
-  return count;
-}
-
-/// A place on the way through an orbit of a tabled cycle, over and over.
-struct Walk {
-  std::uint32_t record;
-  std::uint32_t end;    // behind the orbit's last record
-  std::int64_t origin;  // the frame from which the records count
-
-  Walk(const Plan& plan, std::uint32_t from, std::uint64_t frame)
-      : record(from),
-        end((from / plan.orbit + 1) * plan.orbit),
-        origin(static_cast<std::int64_t>(frame) - plan.records[from].index[0]) {}
-
-  /// The frame that opens the interval of the next output.
-  std::uint64_t Frame(const Plan& plan) const {
-    return static_cast<std::uint64_t>(origin + plan.records[record].index[0]);
-  }
-  void Advance(const Plan& plan, std::uint64_t vectors) {
-    record += static_cast<std::uint32_t>(vectors);
-    if (record < end) return;
-    record -= plan.orbit;
-    origin += plan.advance;
-  }
-};
-
-/// Makes up to count vectors of a tabled cycle. @return the number made: as far as frames can be read
-template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch>
-CMM_VECTOR_CODE std::uint64_t RunOrbit(const Source<Sample>& source, Walk& walk, Sample* out,
-                                       std::uint64_t count) {
-  const Plan& plan = *source.plan;
-  std::uint64_t made = 0;
-  while (made < count) {
-    const Plan::Record* const records = plan.records + walk.record;
-    const std::uint64_t wanted = std::min<std::uint64_t>(count - made, walk.end - walk.record);
-    const std::uint64_t piece =
-        Readable<V, Sample, kChannels, kFetch>(plan, records, source.count - walk.origin, wanted);
-    RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, records, 0, walk.origin,
-                                                       out + made * V::kWords, piece);
-    made += piece;
-    walk.Advance(plan, piece);
-    if (piece < wanted) break;
-  }
-  return made;
-}
-
 /// Computes all outputs at the plan's few doubtful parts by the double formula: in every cycle the same ones.
 /// @param job as it was before the outputs were made
 template <class Sample, std::uint32_t kChannels>
@@ -278,35 +231,41 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   const Plan& plan = *job.plan;
   const Source<Sample> source{&plan, job.inv, job.frames, static_cast<std::int64_t>(job.frameCount)};
   std::uint32_t part = job.at.phase / plan.unit;
-  Walk walk(plan, plan.recordOf[part], job.at.frame);
+  Walk walk = Walk::Tabled(plan, part, job.at.frame);
   Sample* out = job.out;
   std::uint64_t left = job.outputs;
   const auto atEdge = [&] {
-    RunRecords<V, Sample, kChannels, kEntries, kFetch, true>(source, plan.records + walk.record, 0,
-                                                             walk.origin, out, 1);
-    walk.Advance(plan, 1);
+    RunRecords<V, Sample, kChannels, kEntries, kFetch, true>(source, walk, 0, out, 1);
+    walk = walk.After(plan, 1);
     out += V::kWords;
     left -= kOutputs;
   };
   if (kFetch == Plan::Fetch::kJoined && static_cast<std::int64_t>(job.at.frame) + plan.shift < 0) atEdge();
-  const std::uint64_t made =
-      RunOrbit<V, Sample, kChannels, kEntries, kFetch>(source, walk, out, left / kOutputs);
-  out += made * V::kWords;
-  left -= made * kOutputs;
+  std::uint64_t vectors = left / kOutputs;
+  while (vectors != 0) {
+    const Walk last = walk.After(plan, vectors - 1);
+    if (last.origin + V::template End<Sample, kChannels, kFetch>(*last.record, plan.shift) <= source.count)
+      break;
+    --vectors;
+  }
+  RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, walk, 0, out, vectors);
+  walk = walk.After(plan, vectors);
+  out += vectors * V::kWords;
+  left -= vectors * kOutputs;
   while (left >= kOutputs) atEdge();
   if (left != 0) {
     // The last vector ends with the last output, and makes some others again.
     const auto again = kOutputs - static_cast<std::uint32_t>(left);
-    part = plan.records[walk.record].low[0];
+    part = walk.record->low[0];
     const std::uint32_t step = again * plan.p % plan.q;
-    const std::uint64_t frame = walk.Frame(plan) - again * plan.p / plan.q - (part <= step ? 1 : 0);
-    walk = Walk(plan, plan.recordOf[part <= step ? part + plan.q - step : part - step], frame);
+    const std::uint64_t frame = walk.Frame() - again * plan.p / plan.q - (part <= step ? 1 : 0);
+    walk = Walk::Tabled(plan, part <= step ? part + plan.q - step : part - step, frame);
     out -= again * kChannels;
     left = kOutputs;
     atEdge();
   }
   MendParts<Sample, kChannels>(job);
-  job.at = {walk.Frame(plan), plan.records[walk.record].low[0] * plan.unit};
+  job.at = {walk.Frame(), walk.record->low[0] * plan.unit};
   job.out = out;
   job.outputs = 0;
 }
@@ -322,10 +281,13 @@ CMM_VECTOR_CODE std::uint64_t MapPiece(MapJob<Sample>& job, std::uint32_t slot, 
   const auto origin = static_cast<std::int64_t>(job.at.frame);
   const auto frames = static_cast<std::int64_t>(job.frameCount);
   std::uint64_t vectors = count / kOutputs;
-  if (kEntries != Entries::kStraight)
-    vectors = Readable<V, Sample, kChannels, kFetch>(plan, plan.records, frames - origin, vectors);
-  RunRecords<V, Sample, kChannels, kEntries, kFetch>({&plan, job.inv, job.frames, frames}, plan.records, slot,
-                                                     origin, job.out, vectors);
+  while (kEntries != Entries::kStraight && vectors != 0 &&
+         origin + V::template End<Sample, kChannels, kFetch>(plan.records[vectors - 1], plan.shift) >
+             frames) {
+    --vectors;
+  }
+  RunRecords<V, Sample, kChannels, kEntries, kFetch>(
+      {&plan, job.inv, job.frames, frames}, {plan.records, plan.records, origin}, slot, job.out, vectors);
   return vectors * kOutputs;
 }
 
@@ -380,7 +342,7 @@ CMM_VECTOR_CODE bool MapVectors(MapJob<Sample>& job) {
     MapRolling<V, Sample, kChannels>(job);
     return true;
   }
-  plan.Tabulate(V::kWords, sizeof(Sample), job.inv);
+  if (!plan.Tabulate(V::kWords, sizeof(Sample), job.inv)) return true;
   if constexpr (!V::kShuffles) {
     MapTabledBy<V, Sample, kChannels, Fetch::kEach>(job);
   } else if (plan.fetch == Fetch::kLanes) {
