@@ -60,6 +60,9 @@ struct Avx2 {
   CMM_VECTOR_CODE static inline Vec Load(const void* from) {
     return _mm256_loadu_si256(static_cast<const Vec*>(from));
   }
+  CMM_VECTOR_CODE static inline Vec LoadAligned(const void* from) {
+    return _mm256_load_si256(static_cast<const Vec*>(from));
+  }
   CMM_VECTOR_CODE static inline void Store(void* to, Vec words) {
     _mm256_storeu_si256(static_cast<Vec*>(to), words);
   }
@@ -210,10 +213,10 @@ struct Avx2 {
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
   static inline Windows<Sample> WindowsOf(const Sample* from, std::int64_t shift, const Plan::Record& record,
                                           std::uint32_t i) {
-    const Sample* const low = from + record.index[i * 4 / kChannels] * kChannels;
+    const Sample* const low = from + std::size_t{record.index[i * 4 / kChannels]} * kChannels;
     if constexpr (kFetch == Plan::Fetch::kLanes) return {low, low + shift};
     if constexpr (kFetch == Plan::Fetch::kJoined) return {low + shift, low + shift + 16 / sizeof(Sample)};
-    return {low, from + record.index[(i + 2) * 4 / kChannels] * kChannels};
+    return {low, from + std::size_t{record.index[(i + 2) * 4 / kChannels]} * kChannels};
   }
   /// @return how far in bytes the window has been moved towards the beginning, in each byte
   template <class Sample>

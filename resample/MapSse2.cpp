@@ -53,6 +53,7 @@ struct Sse2 {
   static inline unsigned Bits(Vec words) { return static_cast<unsigned>(_mm_movemask_epi8(words)); }
   static inline bool Any(Vec words) { return Bits(words) != 0; }
   static inline Vec Load(const void* from) { return _mm_loadu_si128(static_cast<const Vec*>(from)); }
+  static inline Vec LoadAligned(const void* from) { return _mm_load_si128(static_cast<const Vec*>(from)); }
   static inline void Store(void* to, Vec words) { _mm_storeu_si128(static_cast<Vec*>(to), words); }
 
   static inline Vec LoadSamples(const std::int16_t* from) { return Load(from); }
@@ -100,7 +101,7 @@ struct Sse2 {
   static inline void Gather(const Sample* from, std::int64_t, const Plan::Record& record, Ends<Sse2>& ends) {
     const auto pair = [&](std::uint32_t i) {
       // Two frames, one behind the other: 4 or 8 bytes.
-      return Fetch<2 * kChannels * sizeof(Sample)>(from + record.index[i] * kChannels);
+      return Fetch<2 * kChannels * sizeof(Sample)>(from + std::size_t{record.index[i]} * kChannels);
     };
     if constexpr (sizeof(Sample) * kChannels == 4) {
       const Vec a = UnpackLow32(pair(0), pair(1));

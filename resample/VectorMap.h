@@ -38,14 +38,14 @@ template <class V, Entries kEntries>
 CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const Plan::Record& record,
                                                      typename V::Vec q) {
   using Vec = typename V::Vec;
-  const Vec product = V::MulHigh(size, V::Load(record.high));
-  const Vec remainder = V::Sub(V::MulLow(size, V::Load(record.low)), V::MulLow(product, q));
-  Vec limit = V::Load(record.limit);
+  const Vec product = V::MulHigh(size, V::LoadAligned(record.high));
+  const Vec remainder = V::Sub(V::MulLow(size, V::LoadAligned(record.low)), V::MulLow(product, q));
+  Vec limit = V::LoadAligned(record.limit);
   if constexpr (kEntries == Entries::kTabledDoubtful) {
     // Do the two share their highest bit? Then a whole product, which is one more, comes out as this one.
-    const Vec scaled = V::MulHigh(V::Sub(product, V::Ones()), V::Load(record.scale));
+    const Vec scaled = V::MulHigh(V::Sub(product, V::Ones()), V::LoadAligned(record.scale));
     const Vec below = V::SubSaturated(V::Xor(product, scaled), scaled);
-    limit = V::Sub(limit, V::Equal(below, V::Load(record.settled)));
+    limit = V::Sub(limit, V::Equal(below, V::LoadAligned(record.settled)));
   }
   return V::Sub(product, V::Greater(remainder, limit));
 }
@@ -56,9 +56,9 @@ template <class V>
 CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, const Plan::Record& record,
                                                        typename V::Vec& whole) {
   using Vec = typename V::Vec;
-  const Vec high = V::Load(record.high);
+  const Vec high = V::LoadAligned(record.high);
   // 16 times 32 bits: the top word, and the middle one with its carry into the top.
-  const Vec carried = V::MulHigh(size, V::Load(record.low));
+  const Vec carried = V::MulHigh(size, V::LoadAligned(record.low));
   const Vec middle = V::Add(V::MulLow(size, high), carried);
   const Vec noCarry = V::Equal(V::SubSaturated(carried, middle), V::Zero());
   whole = V::BelowBoth(middle, size);
@@ -118,51 +118,50 @@ CMM_VECTOR_CODE void Repair(const Source<Sample>& source, std::uint64_t slot, co
 /// @tparam kAtEdge reads nothing outside the block
 template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch,
           bool kAtEdge = false>
-CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::uint64_t slot,
-                                Sample* const out, std::uint64_t count) {
+CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::uint64_t slot, Sample* out,
+                                std::uint64_t count) {
   using Vec = typename V::Vec;
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
-  constexpr bool kWeights = kEntries == Entries::kWeighted || kEntries == Entries::kStraight;
   const Plan& plan = *source.plan;
   const Vec q = V::Spread16(static_cast<std::uint16_t>(plan.q));
   const std::int64_t shift = std::int64_t{plan.shift} * kChannels;
-  const std::int64_t advance = std::int64_t{plan.advance} * kChannels;
-  const Plan::Record* const begin = walk.end - plan.orbit;
-  const Sample* from = source.frames + walk.origin * kChannels;
-  const Plan::Record* at = walk.record;
-  for (std::uint64_t made = 0; made < count; ++made) {
-    const Plan::Record& record = *at;
-    const Sample* const straight = from + made * V::kWords;
-    Sample* const to = out + made * V::kWords;
-    Ends<V> ends;
-    if constexpr (kEntries == Entries::kStraight) {
-      ends = {V::LoadSamples(straight), V::LoadSamples(straight + kChannels)};
-    } else if constexpr (kAtEdge) {
-      V::template GatherAtEdge<Sample, kChannels, kFetch>(from, shift, record, source.frames,
-                                                          source.frames + source.count * kChannels, ends);
-    } else {
-      V::template Gather<Sample, kChannels, kFetch>(from, shift, record, ends);
-    }
-    if constexpr (kEntries == Entries::kPicked) {
-      V::Put(to, ends.cur);
-    } else if constexpr (!kWeights) {
-      const Vec product = TabledProduct<V, kEntries>(V::template Size<Sample>(ends), record, q);
-      V::Put(to, V::template Apply<Sample>(ends, product));
-    } else {
-      Vec whole;
-      const Vec product = WeightedProduct<V>(V::template Size<Sample>(ends), record, whole);
-      V::Put(to, V::template Apply<Sample>(ends, product));
-      if (V::Any(whole)) [[unlikely]] {
-        const unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits;
-        Repair<Sample, kChannels, kEntries>(source, slot + made * kOutputs, record,
-                                            kEntries == Entries::kStraight ? straight : from, bits, to);
+  while (count != 0) {
+    const auto rest = static_cast<std::uint64_t>(walk.end - walk.record);
+    const Plan::Record* const stop = walk.record + std::min(rest, count);
+    const Sample* const from = source.frames + walk.origin * kChannels;
+    const Sample* straight = from;
+    count -= static_cast<std::uint64_t>(stop - walk.record);
+    for (const Plan::Record* at = walk.record; at != stop; ++at) {
+      const Plan::Record& record = *at;
+      Ends<V> ends;
+      if constexpr (kEntries == Entries::kStraight) {
+        ends = {V::LoadSamples(straight), V::LoadSamples(straight + kChannels)};
+      } else if constexpr (kAtEdge) {
+        V::template GatherAtEdge<Sample, kChannels, kFetch>(from, shift, record, source.frames,
+                                                            source.frames + source.count * kChannels, ends);
+      } else {
+        V::template Gather<Sample, kChannels, kFetch>(from, shift, record, ends);
       }
+      if constexpr (kEntries == Entries::kPicked) {
+        V::Put(out, ends.cur);
+      } else if constexpr (kEntries == Entries::kTabled || kEntries == Entries::kTabledDoubtful) {
+        const Vec product = TabledProduct<V, kEntries>(V::template Size<Sample>(ends), record, q);
+        V::Put(out, V::template Apply<Sample>(ends, product));
+      } else {
+        Vec whole;
+        const Vec product = WeightedProduct<V>(V::template Size<Sample>(ends), record, whole);
+        V::Put(out, V::template Apply<Sample>(ends, product));
+        if (V::Any(whole)) [[unlikely]] {
+          const unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits;
+          Repair<Sample, kChannels, kEntries>(
+              source, slot + static_cast<std::uint64_t>(at - walk.record) * kOutputs, record,
+              kEntries == Entries::kStraight ? straight : from, bits, out);
+        }
+        straight += V::kWords;
+      }
+      out += V::kWords;
     }
-    ++at;
-    if (!kWeights && at == walk.end) {
-      at = begin;
-      from += advance;
-    }
+    if (count != 0) walk = {walk.end - plan.orbit, walk.end, walk.origin + plan.advance};
   }
 }
 
@@ -286,8 +285,9 @@ CMM_VECTOR_CODE std::uint64_t MapPiece(MapJob<Sample>& job, std::uint32_t slot, 
              frames) {
     --vectors;
   }
-  RunRecords<V, Sample, kChannels, kEntries, kFetch>(
-      {&plan, job.inv, job.frames, frames}, {plan.records, plan.records, origin}, slot, job.out, vectors);
+  RunRecords<V, Sample, kChannels, kEntries, kFetch>({&plan, job.inv, job.frames, frames},
+                                                     {plan.records, plan.records + vectors, origin}, slot,
+                                                     job.out, vectors);
   return vectors * kOutputs;
 }
 
