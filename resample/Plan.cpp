@@ -9,7 +9,7 @@ namespace resample {
 
 namespace {
 
-constexpr std::uint32_t kWorthwhile = 24;  // starting over costs as much as a few vectors
+constexpr std::uint32_t kWorthwhile = 8;  // starting over costs as much as a vector
 
 /// Whole products N = d * phase / rate for which the double formula gives N - 1.
 struct Shortness {
@@ -79,6 +79,7 @@ void Plan::Prepare(std::uint32_t src, std::uint32_t dst, std::uint32_t channelCo
   unit = std::gcd(src, dst);
   p = src / unit;
   q = dst / unit;
+  perUnit = 1.0 / unit;
   if (q > kLongestCycle) return;
   // Frames are counted in 16 bits.
   const auto covers = [&](std::uint32_t outputs) { return p / q + 1 < 0x10000 / outputs; };
@@ -129,7 +130,7 @@ bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
     std::uint16_t settled;
   };
   Entry entries[kRecords + 1];
-  std::uint32_t doubts = 0;
+  std::uint32_t count = 0;  // of doubtful parts
   picks = false;
   for (std::uint32_t part = 1; part <= q; ++part) {
     const Shortness shortness = Classify(part * unit, dstRate, inv, sampleBytes);
@@ -140,12 +141,12 @@ bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
                      static_cast<std::uint16_t>(always ? q : q - 1),
                      static_cast<std::uint16_t>(doubt ? shortness.scale : 0),
                      static_cast<std::uint16_t>(doubt ? 0 : 0xFFFF)};
-    if (doubt && doubts < kMaxMends) mended[doubts] = part;
-    doubts += doubt ? 1 : 0;
+    if (doubt && count < kMaxMends) mended[count] = part;
+    count += doubt ? 1 : 0;
     picks = q == 1 && !shortness.some;
   }
-  doubtful = doubts > kMaxMends;
-  mends = doubtful ? 0 : doubts;
+  doubtful = count > kMaxMends;
+  mends = doubtful ? 0 : count;
   words = vectorWords;
 
   const std::uint32_t outputs = words / channels;
@@ -159,15 +160,16 @@ bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
     // The interval that ends at or behind the position; the first entry's upper end is position 0.
     std::uint32_t frame = (slot * p + q - 1) / q;
     std::uint32_t part = slot * p % q != 0 ? slot * p % q : q;
-    recordOf[part] = static_cast<std::uint16_t>(number);
+    places[part] = {static_cast<std::uint16_t>(number),
+                    static_cast<std::uint16_t>((number / orbit + 1) * orbit)};
     for (std::uint32_t output = 0; output < outputs; ++output) {
       record.index[output] = static_cast<std::uint16_t>(frame);
       for (std::uint32_t word = output * channels; word < (output + 1) * channels; ++word) {
         record.high[word] = entries[part].high;
         record.low[word] = static_cast<std::uint16_t>(part);
         record.limit[word] = entries[part].limit;
-        record.scale[word] = entries[part].scale;
-        record.settled[word] = entries[part].settled;
+        doubts[number].scale[word] = entries[part].scale;
+        doubts[number].settled[word] = entries[part].settled;
       }
       const bool carries = part + p % q > q;
       frame += p / q + (carries ? 1 : 0);

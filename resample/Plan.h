@@ -38,10 +38,13 @@ struct Plan {
     std::uint16_t high[kMaxWords];   ///< 2^16 * part / q, the next lower number; the weight's high half
     std::uint16_t low[kMaxWords];    ///< part; the weight's low half
     std::uint16_t limit[kMaxWords];  ///< the product is one more when the remainder is above
-    std::uint16_t scale[kMaxWords];
-    std::uint16_t settled[kMaxWords];  ///< 0 for doubtful fractions, what no product reaches for the others
     /// For each output the frame that opens the interval.
     std::uint16_t index[kMaxWords];
+  };
+  /// More for each sample of a record, if there are doubtful fractions.
+  struct Doubt {
+    alignas(64) std::uint16_t scale[Record::kMaxWords];
+    std::uint16_t settled[Record::kMaxWords];  ///< 0 for doubtful fractions; others: what no product reaches
   };
 
   static constexpr std::uint32_t kRecords = 448;         ///< also the longest cycle that is tabled
@@ -57,8 +60,10 @@ struct Plan {
   /// @return false if a fraction has no scale: none such is known
   bool Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv);
 
+  /// The part that a phase is, near to it if it is none. No division: it would cost a short block much.
+  std::uint32_t Part(std::uint32_t phase) const { return static_cast<std::uint32_t>(phase * perUnit + 0.5); }
   /// The rates have entries, and the position is one that they describe.
-  bool Covers(std::uint32_t phase) const { return kind != Kind::kNone && phase % unit == 0; }
+  bool Covers(std::uint32_t phase) const { return kind != Kind::kNone && Part(phase) * unit == phase; }
   /// The place of a phase in the cycle.
   std::uint32_t Slot(std::uint32_t phase) const {
     return static_cast<std::uint32_t>(std::uint64_t{phase / unit} * inverse % q);
@@ -74,6 +79,7 @@ struct Plan {
   std::uint32_t channels = 0;
   Kind kind = Kind::kNone;
   std::uint32_t unit = 0;     ///< greatest common divisor of the rates
+  double perUnit = 0.0;       ///< 1.0 / unit
   std::uint32_t p = 0;        ///< srcRate / unit
   std::uint32_t q = 0;        ///< dstRate / unit
   std::uint32_t inverse = 0;  ///< of p modulo q
@@ -97,16 +103,21 @@ struct Plan {
   static constexpr std::uint32_t kMaxMends = 4;
   std::uint32_t mends = 0;
   std::uint32_t mended[kMaxMends] = {};
-  bool doubtful = false;  ///< there are more: the records have scales
+  bool doubtful = false;  ///< there are more: the doubts are of use
   bool picks = false;     ///< every output is the upper end of its interval
 
   /// A vector's outputs lead from one place of a tabled cycle to another, and in the end to the first again:
   /// the records of such an orbit lie one behind the other, and so do the orbits. Short ones are repeated.
-  std::uint32_t words = 0;                    ///< samples of a vector
-  std::uint32_t orbit = 0;                    ///< records in each
-  std::uint32_t advance = 0;                  ///< source frames that they cover
-  std::uint16_t recordOf[kRecords + 1] = {};  ///< the one that begins with a part
+  std::uint32_t words = 0;    ///< samples of a vector
+  std::uint32_t orbit = 0;    ///< records in each
+  std::uint32_t advance = 0;  ///< source frames that they cover
+  struct Place {
+    std::uint16_t record;  ///< the one that begins with a part
+    std::uint16_t end;     ///< of its orbit
+  };
+  Place places[kRecords + 1] = {};
   Record records[kRecords] = {};
+  Doubt doubts[kRecords] = {};
 
  private:
   void ChooseFetch(std::uint32_t window);

@@ -36,16 +36,16 @@ enum class Entries : std::uint8_t {
 /// @param size  the differences without their signs
 template <class V, Entries kEntries>
 CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const Plan::Record& record,
-                                                     typename V::Vec q) {
+                                                     const Plan::Doubt& doubt, typename V::Vec q) {
   using Vec = typename V::Vec;
   const Vec product = V::MulHigh(size, V::LoadAligned(record.high));
   const Vec remainder = V::Sub(V::MulLow(size, V::LoadAligned(record.low)), V::MulLow(product, q));
   Vec limit = V::LoadAligned(record.limit);
   if constexpr (kEntries == Entries::kTabledDoubtful) {
     // Do the two share their highest bit? Then a whole product, which is one more, comes out as this one.
-    const Vec scaled = V::MulHigh(V::Sub(product, V::Ones()), V::LoadAligned(record.scale));
+    const Vec scaled = V::MulHigh(V::Sub(product, V::Ones()), V::LoadAligned(doubt.scale));
     const Vec below = V::SubSaturated(V::Xor(product, scaled), scaled);
-    limit = V::Sub(limit, V::Equal(below, V::LoadAligned(record.settled)));
+    limit = V::Sub(limit, V::Equal(below, V::LoadAligned(doubt.settled)));
   }
   return V::Sub(product, V::Greater(remainder, limit));
 }
@@ -82,15 +82,27 @@ struct Walk {
 
   /// @param part  of the first output, which lies in the interval that frame opens
   static Walk Tabled(const Plan& plan, std::uint32_t part, std::uint64_t frame) {
-    const std::uint32_t from = plan.recordOf[part];
-    return {plan.records + from, plan.records + (from / plan.orbit + 1) * plan.orbit,
-            static_cast<std::int64_t>(frame) - plan.records[from].index[0]};
+    const Plan::Place place = plan.places[part];
+    const Plan::Record* const record = plan.records + place.record;
+    return {record, plan.records + place.end, static_cast<std::int64_t>(frame) - record->index[0]};
   }
-  /// The place so many vectors on.
-  Walk After(const Plan& plan, std::uint64_t vectors) const {
+  void Advance(const Plan& plan, std::uint64_t vectors) {
     const Plan::Record* const begin = end - plan.orbit;
     const auto place = static_cast<std::uint32_t>(record - begin) + static_cast<std::uint32_t>(vectors);
-    return {begin + place % plan.orbit, end, origin + std::int64_t{place / plan.orbit} * plan.advance};
+    record = begin + place % plan.orbit;
+    origin += std::int64_t{place / plan.orbit} * plan.advance;
+  }
+  void Next(const Plan& plan) {
+    if (++record != end) return;
+    record -= plan.orbit;
+    origin += plan.advance;
+  }
+  void Back(const Plan& plan) {
+    if (record == end - plan.orbit) {
+      record = end;
+      origin -= plan.advance;
+    }
+    --record;
   }
   /// The frame that opens the interval of the next output.
   std::uint64_t Frame() const { return static_cast<std::uint64_t>(origin + record->index[0]); }
@@ -131,6 +143,7 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::ui
     const Sample* const from = source.frames + walk.origin * kChannels;
     const Sample* straight = from;
     count -= static_cast<std::uint64_t>(stop - walk.record);
+    [[maybe_unused]] const Plan::Doubt* doubt = plan.doubts + (walk.record - plan.records);
     for (const Plan::Record* at = walk.record; at != stop; ++at) {
       const Plan::Record& record = *at;
       Ends<V> ends;
@@ -145,7 +158,7 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::ui
       if constexpr (kEntries == Entries::kPicked) {
         V::Put(out, ends.cur);
       } else if constexpr (kEntries == Entries::kTabled || kEntries == Entries::kTabledDoubtful) {
-        const Vec product = TabledProduct<V, kEntries>(V::template Size<Sample>(ends), record, q);
+        const Vec product = TabledProduct<V, kEntries>(V::template Size<Sample>(ends), record, *doubt++, q);
         V::Put(out, V::template Apply<Sample>(ends, product));
       } else {
         Vec whole;
@@ -206,7 +219,8 @@ CMM_VECTOR_CODE void FillRecords(Plan& plan, std::uint64_t start, std::uint64_t 
 template <class Sample, std::uint32_t kChannels>
 void MendParts(const MapJob<Sample>& job) {
   const Plan& plan = *job.plan;
-  const std::uint32_t at = job.at.phase / plan.unit;
+  if (plan.mends == 0) return;
+  const std::uint32_t at = plan.Part(job.at.phase);
   for (std::uint32_t i = 0; i < plan.mends; ++i) {
     const std::uint32_t part = plan.mended[i];
     std::uint64_t k = plan.Slot((part > at ? part - at : part + plan.q - at) * plan.unit);
@@ -229,26 +243,29 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
   const Plan& plan = *job.plan;
   const Source<Sample> source{&plan, job.inv, job.frames, static_cast<std::int64_t>(job.frameCount)};
-  std::uint32_t part = job.at.phase / plan.unit;
+  std::uint32_t part = plan.Part(job.at.phase);
   Walk walk = Walk::Tabled(plan, part, job.at.frame);
   Sample* out = job.out;
   std::uint64_t left = job.outputs;
   const auto atEdge = [&] {
     RunRecords<V, Sample, kChannels, kEntries, kFetch, true>(source, walk, 0, out, 1);
-    walk = walk.After(plan, 1);
+    walk.Next(plan);
     out += V::kWords;
     left -= kOutputs;
   };
   if (kFetch == Plan::Fetch::kJoined && static_cast<std::int64_t>(job.at.frame) + plan.shift < 0) atEdge();
   std::uint64_t vectors = left / kOutputs;
-  while (vectors != 0) {
-    const Walk last = walk.After(plan, vectors - 1);
+  Walk behind = walk;
+  behind.Advance(plan, vectors);
+  for (; vectors != 0; --vectors) {
+    Walk last = behind;
+    last.Back(plan);
     if (last.origin + V::template End<Sample, kChannels, kFetch>(*last.record, plan.shift) <= source.count)
       break;
-    --vectors;
+    behind = last;
   }
   RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, walk, 0, out, vectors);
-  walk = walk.After(plan, vectors);
+  walk = behind;
   out += vectors * V::kWords;
   left -= vectors * kOutputs;
   while (left >= kOutputs) atEdge();
