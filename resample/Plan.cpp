@@ -160,8 +160,9 @@ bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
     // The interval that ends at or behind the position; the first entry's upper end is position 0.
     std::uint32_t frame = (slot * p + q - 1) / q;
     std::uint32_t part = slot * p % q != 0 ? slot * p % q : q;
-    places[part] = {static_cast<std::uint16_t>(number),
-                    static_cast<std::uint16_t>((number / orbit + 1) * orbit)};
+    const std::uint32_t which = number / orbit;
+    places[part] = {static_cast<std::uint16_t>(number), static_cast<std::uint16_t>((which + 1) * orbit),
+                    static_cast<std::uint16_t>(which != 0 ? orbits - which : 0)};
     for (std::uint32_t output = 0; output < outputs; ++output) {
       record.index[output] = static_cast<std::uint16_t>(frame);
       for (std::uint32_t word = output * channels; word < (output + 1) * channels; ++word) {

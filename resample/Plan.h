@@ -114,6 +114,7 @@ struct Plan {
   struct Place {
     std::uint16_t record;  ///< the one that begins with a part
     std::uint16_t end;     ///< of its orbit
+    std::uint16_t lead;    ///< outputs up to the next that begins one of the first orbit
   };
   Place places[kRecords + 1] = {};
   Record records[kRecords] = {};

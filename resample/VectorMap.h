@@ -249,11 +249,24 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   std::uint64_t left = job.outputs;
   const auto atEdge = [&] {
     RunRecords<V, Sample, kChannels, kEntries, kFetch, true>(source, walk, 0, out, 1);
+  };
+  const auto nextAtEdge = [&] {
+    atEdge();
     walk.Next(plan);
     out += V::kWords;
     left -= kOutputs;
   };
-  if (kFetch == Plan::Fetch::kJoined && static_cast<std::int64_t>(job.at.frame) + plan.shift < 0) atEdge();
+  if (const std::uint32_t lead = plan.places[part].lead; lead != 0) {
+    // Always through the same records: the others would be cold.
+    atEdge();
+    walk = Walk::Tabled(plan, walk.record->low[lead * kChannels],
+                        static_cast<std::uint64_t>(walk.origin + walk.record->index[lead]));
+    out += lead * kChannels;
+    left -= lead;
+  }
+  if (kFetch == Plan::Fetch::kJoined && static_cast<std::int64_t>(walk.Frame()) + plan.shift < 0 &&
+      left >= kOutputs)
+    nextAtEdge();
   std::uint64_t vectors = left / kOutputs;
   Walk behind = walk;
   behind.Advance(plan, vectors);
@@ -268,7 +281,7 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   walk = behind;
   out += vectors * V::kWords;
   left -= vectors * kOutputs;
-  while (left >= kOutputs) atEdge();
+  while (left >= kOutputs) nextAtEdge();
   if (left != 0) {
     // The last vector ends with the last output, and makes some others again.
     const auto again = kOutputs - static_cast<std::uint32_t>(left);
@@ -278,7 +291,7 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
     walk = Walk::Tabled(plan, part <= step ? part + plan.q - step : part - step, frame);
     out -= again * kChannels;
     left = kOutputs;
-    atEdge();
+    nextAtEdge();
   }
   MendParts<Sample, kChannels>(job);
   job.at = {walk.Frame(), walk.record->low[0] * plan.unit};
