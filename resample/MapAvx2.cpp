@@ -36,8 +36,9 @@ struct Avx2 {
   CMM_OPERATION(Equal, _mm256_cmpeq_epi16)
   CMM_OPERATION(Greater, _mm256_cmpgt_epi16)
   CMM_OPERATION(Xor, _mm256_xor_si256)
-  CMM_OPERATION(AndNot, _mm256_andnot_si256)
   CMM_OPERATION(Add64, _mm256_add_epi64)
+  CMM_OPERATION(Pack, _mm256_packus_epi16)
+  CMM_OPERATION(UnpackLow8, _mm256_unpacklo_epi8)
   CMM_OPERATION(UnpackLow16, _mm256_unpacklo_epi16)
   CMM_OPERATION(UnpackHigh16, _mm256_unpackhi_epi16)
   CMM_OPERATION(UnpackLow32, _mm256_unpacklo_epi32)
@@ -45,6 +46,7 @@ struct Avx2 {
   CMM_OPERATION(UnpackLow64, _mm256_unpacklo_epi64)
   CMM_OPERATION(UnpackHigh64, _mm256_unpackhi_epi64)
 
+  CMM_VECTOR_CODE static inline Vec Half(Vec words) { return _mm256_srli_epi16(words, 1); }
   CMM_VECTOR_CODE static inline Vec Zero() { return _mm256_setzero_si256(); }
   CMM_VECTOR_CODE static inline Vec Ones() { return _mm256_set1_epi16(-1); }
   CMM_VECTOR_CODE static inline Vec Spread64(std::uint64_t value) {
@@ -91,12 +93,10 @@ struct Avx2 {
     return Add(ends.prev, _mm256_sign_epi16(product, Direction<Sample>(ends)));
   }
 
-  /// Each word twice, one vector behind the other.
-  CMM_VECTOR_CODE static inline void StoreTwice(std::uint16_t* to, std::uint16_t* next, Vec words) {
-    const Vec a = UnpackLow16(words, words);
-    const Vec b = UnpackHigh16(words, words);
-    Store(to, _mm256_permute2x128_si256(a, b, 0x20));
-    Store(next, _mm256_permute2x128_si256(a, b, 0x31));
+  /// Stores what unpacking made of the lower and of the upper halves of each lane.
+  CMM_VECTOR_CODE static inline void StorePair(void* to, void* next, Vec low, Vec high) {
+    Store(to, _mm256_permute2x128_si256(low, high, 0x20));
+    Store(next, _mm256_permute2x128_si256(low, high, 0x31));
   }
 
   /// Frames within 16 bytes.

@@ -9,7 +9,7 @@ namespace resample {
 
 namespace {
 
-constexpr std::uint32_t kWorthwhile = 8;  // starting over costs as much as a vector
+constexpr std::uint32_t kWorthwhile = 24;  // starting over costs as much as a few vectors
 
 /// Whole products N = d * phase / rate for which the double formula gives N - 1.
 struct Shortness {
@@ -131,7 +131,7 @@ bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
   };
   Entry entries[kRecords + 1];
   std::uint32_t count = 0;  // of doubtful parts
-  picks = false;
+  bool shorts = false;
   for (std::uint32_t part = 1; part <= q; ++part) {
     const Shortness shortness = Classify(part * unit, dstRate, inv, sampleBytes);
     const bool always = shortness.some && shortness.all;
@@ -143,10 +143,12 @@ bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
                      static_cast<std::uint16_t>(doubt ? 0 : 0xFFFF)};
     if (doubt && count < kMaxMends) mended[count] = part;
     count += doubt ? 1 : 0;
-    picks = q == 1 && !shortness.some;
+    shorts = shorts || shortness.some;
   }
   doubtful = count > kMaxMends;
   mends = doubtful ? 0 : count;
+  picks = q == 1 && !shorts;
+  halves = p == 1 && q == 2 && !shorts;
   words = vectorWords;
 
   const std::uint32_t outputs = words / channels;

@@ -105,6 +105,7 @@ struct Plan {
   std::uint32_t mended[kMaxMends] = {};
   bool doubtful = false;  ///< there are more: the doubts are of use
   bool picks = false;     ///< every output is the upper end of its interval
+  bool halves = false;    ///< or halfway up and at the upper end in turn
 
   /// A vector's outputs lead from one place of a tabled cycle to another, and in the end to the first again:
   /// the records of such an orbit lie one behind the other, and so do the orbits. Short ones are repeated.

@@ -11,59 +11,12 @@
 #include <bit>
 #include <cstdint>
 
+#include "resample/DoubleMap.h"
 #include "resample/Forms.h"
+#include "resample/VectorProduct.h"
 
 namespace resample {
 namespace {
-
-/// Both ends of the intervals of V::kWords samples, as 16-bit words.
-template <class V>
-struct Ends {
-  typename V::Vec prev;
-  typename V::Vec cur;
-};
-
-/// How the entries in hand give products.
-enum class Entries : std::uint8_t {
-  kPicked,  ///< tabled, and the product is the whole difference
-  kTabled,
-  kTabledDoubtful,  ///< with fractions that come out short for some whole products
-  kWeighted,
-  kStraight  ///< weights, each output one frame behind the one before
-};
-
-/// The products of samples whose entries are tabled.
-/// @param size  the differences without their signs
-template <class V, Entries kEntries>
-CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const Plan::Record& record,
-                                                     const Plan::Doubt& doubt, typename V::Vec q) {
-  using Vec = typename V::Vec;
-  const Vec product = V::MulHigh(size, V::LoadAligned(record.high));
-  const Vec remainder = V::Sub(V::MulLow(size, V::LoadAligned(record.low)), V::MulLow(product, q));
-  Vec limit = V::LoadAligned(record.limit);
-  if constexpr (kEntries == Entries::kTabledDoubtful) {
-    // Do the two share their highest bit? Then a whole product, which is one more, comes out as this one.
-    const Vec scaled = V::MulHigh(V::Sub(product, V::Ones()), V::LoadAligned(doubt.scale));
-    const Vec below = V::SubSaturated(V::Xor(product, scaled), scaled);
-    limit = V::Sub(limit, V::Equal(below, V::LoadAligned(doubt.settled)));
-  }
-  return V::Sub(product, V::Greater(remainder, limit));
-}
-
-/// The products of samples whose entries are 32-bit weights.
-/// @param whole receives the words, with any bits set, that need the double formula
-template <class V>
-CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, const Plan::Record& record,
-                                                       typename V::Vec& whole) {
-  using Vec = typename V::Vec;
-  const Vec high = V::LoadAligned(record.high);
-  // 16 times 32 bits: the top word, and the middle one with its carry into the top.
-  const Vec carried = V::MulHigh(size, V::LoadAligned(record.low));
-  const Vec middle = V::Add(V::MulLow(size, high), carried);
-  const Vec noCarry = V::Equal(V::SubSaturated(carried, middle), V::Zero());
-  whole = V::BelowBoth(middle, size);
-  return V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
-}
 
 /// Where entries take their samples from, and what is the same for all of them.
 template <class Sample>
@@ -162,7 +115,7 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::ui
         V::Put(out, V::template Apply<Sample>(ends, product));
       } else {
         Vec whole;
-        const Vec product = WeightedProduct<V>(V::template Size<Sample>(ends), record, whole);
+        const Vec product = WeightedProduct<V, Sample>(V::template Size<Sample>(ends), record, whole);
         V::Put(out, V::template Apply<Sample>(ends, product));
         if (V::Any(whole)) [[unlikely]] {
           const unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits;
@@ -175,6 +128,16 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::ui
       out += V::kWords;
     }
     if (count != 0) walk = {walk.end - plan.orbit, walk.end, walk.origin + plan.advance};
+  }
+}
+
+/// Stores a word for each output, for all channels of a frame.
+template <class V, std::uint32_t kChannels>
+CMM_VECTOR_CODE inline void StoreEach(std::uint16_t* to, std::uint16_t* next, typename V::Vec words) {
+  if constexpr (kChannels == 1) {
+    V::Store(to, words);
+  } else {
+    V::StorePair(to, next, V::UnpackLow16(words, words), V::UnpackHigh16(words, words));
   }
 }
 
@@ -195,16 +158,13 @@ CMM_VECTOR_CODE void FillRecords(Plan& plan, std::uint64_t start, std::uint64_t 
     const Vec b = V::UnpackLow16(position[2], position[3]);
     const Vec c = V::UnpackHigh16(position[0], position[1]);
     const Vec d = V::UnpackHigh16(position[2], position[3]);
-    const Vec low = V::UnpackHigh64(V::UnpackLow32(a, b), V::UnpackLow32(c, d));
     const Vec tops1 = V::UnpackHigh32(a, b);
     const Vec tops2 = V::UnpackHigh32(c, d);
     const Vec high = V::UnpackLow64(tops1, tops2);
-    if constexpr (kChannels == 1) {
-      V::Store(record->low, low);
-      V::Store(record->high, high);
-    } else {
-      V::StoreTwice(record[0].low, record[1].low, low);
-      V::StoreTwice(record[0].high, record[1].high, high);
+    StoreEach<V, kChannels>(record[0].high, record[kChannels - 1].high, high);
+    if constexpr (sizeof(Sample) == 2) {
+      const Vec low = V::UnpackHigh64(V::UnpackLow32(a, b), V::UnpackLow32(c, d));
+      StoreEach<V, kChannels>(record[0].low, record[kChannels - 1].low, low);
     }
     if constexpr (kEntries == Entries::kWeighted) {
       V::template StoreFrames<Sample, kChannels>(record, V::UnpackHigh64(tops1, tops2));
@@ -333,7 +293,8 @@ CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
     if (made < kOutputs) {
       MapSome<Sample, kChannels>(job, made);
     } else {
-      constexpr std::uint64_t kRoundUp = 0xFFFF + 2;
+      // Words have weights of 32 bits, and bytes of 16 bits: the next higher number, hardly ever the same.
+      constexpr std::uint64_t kRoundUp = sizeof(Sample) == 2 ? 0xFFFF + 2 : (std::uint64_t{1} << 32) - 1024;
       const auto start = static_cast<std::uint64_t>(job.at.phase * job.inv * 281474976710656.0) + kRoundUp;
       made -= made % kOutputs;
       // Rates that hardly differ take one frame after the other for long stretches.
@@ -373,7 +334,9 @@ CMM_VECTOR_CODE bool MapVectors(MapJob<Sample>& job) {
     return true;
   }
   if (!plan.Tabulate(V::kWords, sizeof(Sample), job.inv)) return true;
-  if constexpr (!V::kShuffles) {
+  if (plan.halves) {
+    MapDouble<V, Sample, kChannels>(job);
+  } else if constexpr (!V::kShuffles) {
     MapTabledBy<V, Sample, kChannels, Fetch::kEach>(job);
   } else if (plan.fetch == Fetch::kLanes) {
     MapTabledBy<V, Sample, kChannels, Fetch::kLanes>(job);
