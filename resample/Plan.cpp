@@ -14,7 +14,6 @@ constexpr std::uint32_t kWorthwhile = 24;  // starting over costs as much as a f
 /// Whole products N = d * phase / rate for which the double formula gives N - 1.
 struct Shortness {
   bool some = false;            ///< there are such among those of all differences d
-  bool all = false;             ///< and no others
   std::uint32_t scale = 0;      ///< as in a record, the lowest that finds them all
   std::uint32_t most = 0xFFFF;  ///< the highest that finds no others
 };
@@ -31,7 +30,7 @@ Shortness Classify(std::uint32_t phase, std::uint32_t rate, double inv, std::uin
   const std::uint32_t common = std::gcd(phase, rate);
   const std::uint64_t unit = phase / common;  // of N
   const std::uint64_t largest = (sampleBytes == 2 ? 0xFFFF : 0xFF) / (rate / common) * unit;
-  Shortness result{.all = true};
+  Shortness result;
   for (int bits = 0; bits <= 16; ++bits) {
     const std::uint64_t power = (std::uint64_t{1} << bits) / 2;
     const std::uint64_t top = std::min(std::uint64_t{1} << bits, largest);
@@ -45,7 +44,6 @@ Shortness Classify(std::uint32_t phase, std::uint32_t rate, double inv, std::uin
       result.scale = std::max(result.scale, static_cast<std::uint32_t>((same + shortest - 1) / shortest));
     }
     if (longest > power) {
-      result.all = false;
       result.most = std::min(result.most, static_cast<std::uint32_t>((same - 1) / longest));
     }
   }
@@ -123,32 +121,19 @@ void Plan::ChooseFetch(std::uint32_t window) {
 
 bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv) {
   if (words == vectorWords) return true;
-  struct Entry {
-    std::uint16_t high;
-    std::uint16_t limit;
-    std::uint16_t scale;
-    std::uint16_t settled;
-  };
-  Entry entries[kRecords + 1];
-  std::uint32_t count = 0;  // of doubtful parts
-  bool shorts = false;
+  Shortness shortness[kRecords + 1];
+  std::uint32_t shorts = 0;
   for (std::uint32_t part = 1; part <= q; ++part) {
-    const Shortness shortness = Classify(part * unit, dstRate, inv, sampleBytes);
-    const bool always = shortness.some && shortness.all;
-    const bool doubt = shortness.some && !shortness.all;
-    if (doubt && shortness.scale > shortness.most) return false;
-    entries[part] = {static_cast<std::uint16_t>(((part << 16) - 1) / q),
-                     static_cast<std::uint16_t>(always ? q : q - 1),
-                     static_cast<std::uint16_t>(doubt ? shortness.scale : 0),
-                     static_cast<std::uint16_t>(doubt ? 0 : 0xFFFF)};
-    if (doubt && count < kMaxMends) mended[count] = part;
-    count += doubt ? 1 : 0;
-    shorts = shorts || shortness.some;
+    shortness[part] = Classify(part * unit, dstRate, inv, sampleBytes);
+    if (!shortness[part].some) continue;
+    if (shortness[part].scale > shortness[part].most) return false;
+    if (shorts < kMaxMends) mended[shorts] = part;
+    ++shorts;
   }
-  doubtful = count > kMaxMends;
-  mends = doubtful ? 0 : count;
-  picks = q == 1 && !shorts;
-  halves = p == 1 && q == 2 && !shorts;
+  doubtful = shorts > kMaxMends;
+  mends = doubtful ? 0 : shorts;
+  picks = q == 1 && shorts == 0;
+  halves = p == 1 && q == 2 && shorts == 0;
   words = vectorWords;
 
   const std::uint32_t outputs = words / channels;
@@ -168,11 +153,10 @@ bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
     for (std::uint32_t output = 0; output < outputs; ++output) {
       record.index[output] = static_cast<std::uint16_t>(frame);
       for (std::uint32_t word = output * channels; word < (output + 1) * channels; ++word) {
-        record.high[word] = entries[part].high;
+        record.high[word] = static_cast<std::uint16_t>(((part << 16) - 1) / q);
         record.low[word] = static_cast<std::uint16_t>(part);
-        record.limit[word] = entries[part].limit;
-        doubts[number].scale[word] = entries[part].scale;
-        doubts[number].settled[word] = entries[part].settled;
+        doubts[number].scale[word] = static_cast<std::uint16_t>(shortness[part].scale);
+        doubts[number].settled[word] = shortness[part].some ? 0 : 0xFFFF;
       }
       const bool carries = part + p % q > q;
       frame += p / q + (carries ? 1 : 0);

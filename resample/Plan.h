@@ -19,11 +19,9 @@ namespace resample {
 ///   less.
 ///
 /// The double formula gives the same but where N = d * part / q is whole: a fraction that came out short may
-/// then give N - 1. There are three kinds of fractions: never short enough for that, always (the entry's
-/// limit is one higher), and those where it depends on the product. With an error of e times 2^-53 these are
-/// short where N * e is above the power of two below N: where N - 1 and N * scale / 2^16, rounded down, have
-/// the same highest bit, scale being near 2^16 * e. Whole products of long cycles are computed again in
-/// double.
+/// then give N - 1. With an error of e times 2^-53 it does where N * e is above the power of two below N:
+/// where N - 1 and N * scale / 2^16, rounded down, have the same highest bit, scale being near 2^16 * e.
+/// Whole products of long cycles are computed again in double.
 struct Plan {
   /// The entries of as many outputs as a vector of the form at hand takes, in the order in which its code
   /// reads them. Aligned: half of the loads would straddle two cache lines if the entries were laid end to
@@ -33,18 +31,17 @@ struct Plan {
 
     /// Byte shuffles for the words of two lanes: the lower ends of 8 intervals out of a window, or of 4 and
     /// then the upper ends. The second one then has the other 4.
-    alignas(64) std::uint8_t shuffle[2][32];
+    alignas(32) std::uint8_t shuffle[2][32];
     /// For each sample, channels of a frame sharing their values:
-    std::uint16_t high[kMaxWords];   ///< 2^16 * part / q, the next lower number; the weight's high half
-    std::uint16_t low[kMaxWords];    ///< part; the weight's low half
-    std::uint16_t limit[kMaxWords];  ///< the product is one more when the remainder is above
+    std::uint16_t high[kMaxWords];  ///< 2^16 * part / q, the next lower number; the weight's high half
+    std::uint16_t low[kMaxWords];   ///< part; the weight's low half
     /// For each output the frame that opens the interval.
     std::uint16_t index[kMaxWords];
   };
-  /// More for each sample of a record, if there are doubtful fractions.
+  /// More for each sample of a record, if there are fractions that come out short.
   struct Doubt {
     alignas(64) std::uint16_t scale[Record::kMaxWords];
-    std::uint16_t settled[Record::kMaxWords];  ///< 0 for doubtful fractions; others: what no product reaches
+    std::uint16_t settled[Record::kMaxWords];  ///< 0 for these fractions; for others what no product reaches
   };
 
   static constexpr std::uint32_t kRecords = 448;         ///< also the longest cycle that is tabled
@@ -99,7 +96,7 @@ struct Plan {
   Fetch fetch = Fetch::kEach;
   std::int32_t shift = 0;
 
-  /// Parts whose whole products are doubtful: few enough are better computed again by themselves, in double.
+  /// Parts that come out short: few enough are better computed again by themselves, in double.
   static constexpr std::uint32_t kMaxMends = 4;
   std::uint32_t mends = 0;
   std::uint32_t mended[kMaxMends] = {};

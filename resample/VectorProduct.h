@@ -32,7 +32,7 @@ CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const
   using Vec = typename V::Vec;
   const Vec product = V::MulHigh(size, V::LoadAligned(record.high));
   const Vec remainder = V::Sub(V::MulLow(size, V::LoadAligned(record.low)), V::MulLow(product, q));
-  Vec limit = V::LoadAligned(record.limit);
+  Vec limit = V::Add(q, V::Ones());
   if constexpr (kEntries == Entries::kTabledDoubtful) {
     // Do the two share their highest bit? Then a whole product, which is one more, comes out as this one.
     const Vec scaled = V::MulHigh(V::Sub(product, V::Ones()), V::LoadAligned(doubt.scale));
