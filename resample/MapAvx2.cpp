@@ -113,27 +113,27 @@ struct Avx2 {
   }
 
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-  CMM_VECTOR_CODE static inline void Gather(const Sample* from, std::int64_t shift,
+  CMM_VECTOR_CODE static inline void Gather(const Sample* from, const Sample* shifted,
                                             const Plan::Record& record, Ends<Avx2>& ends) {
     const Vec shuffle = Load(record.shuffle[0]);
-    const Vec frames = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shift, record, 0));
+    const Vec frames = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shifted, record, 0));
     if constexpr (kFetch == Plan::Fetch::kLanes) {
       ends = Lanes<Sample, kChannels>(frames, shuffle);
     } else {
-      const Vec others = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shift, record, 1));
+      const Vec others = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shifted, record, 1));
       ends = Quads(frames, shuffle, others, Load(record.shuffle[1]));
     }
   }
 
   /// Moves the windows into the block, and the shuffles against that.
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-  CMM_VECTOR_CODE static inline void GatherAtEdge(const Sample* from, std::int64_t shift,
+  CMM_VECTOR_CODE static inline void GatherAtEdge(const Sample* from, const Sample* shifted,
                                                   const Plan::Record& record, const Sample* begin,
                                                   const Sample* end, Ends<Avx2>& ends) {
     Vec shuffle[2];
     Vec frames[2];
     for (std::uint32_t i = 0; i < 2; ++i) {
-      Windows<Sample> at = WindowsOf<Sample, kChannels, kFetch>(from, shift, record, i);
+      Windows<Sample> at = WindowsOf<Sample, kChannels, kFetch>(from, shifted, record, i);
       const __m128i low = MoveInside(at.low, begin, end);
       const __m128i high = MoveInside(at.high, begin, end);
       shuffle[i] = _mm256_add_epi8(Load(record.shuffle[i]), _mm256_set_m128i(high, low));
@@ -211,12 +211,12 @@ struct Avx2 {
     const Sample* high;
   };
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-  static inline Windows<Sample> WindowsOf(const Sample* from, std::int64_t shift, const Plan::Record& record,
-                                          std::uint32_t i) {
-    const Sample* const low = from + std::size_t{record.index[i * 4 / kChannels]} * kChannels;
-    if constexpr (kFetch == Plan::Fetch::kLanes) return {low, low + shift};
-    if constexpr (kFetch == Plan::Fetch::kJoined) return {low + shift, low + shift + 16 / sizeof(Sample)};
-    return {low, from + std::size_t{record.index[(i + 2) * 4 / kChannels]} * kChannels};
+  static inline Windows<Sample> WindowsOf(const Sample* from, const Sample* shifted,
+                                          const Plan::Record& record, std::uint32_t i) {
+    const std::size_t low = std::size_t{record.index[i * 4 / kChannels]} * kChannels;
+    if constexpr (kFetch == Plan::Fetch::kLanes) return {from + low, shifted + low};
+    if constexpr (kFetch == Plan::Fetch::kJoined) return {shifted + low, shifted + low + 16 / sizeof(Sample)};
+    return {from + low, from + std::size_t{record.index[(i + 2) * 4 / kChannels]} * kChannels};
   }
   /// @return how far in bytes the window has been moved towards the beginning, in each byte
   template <class Sample>

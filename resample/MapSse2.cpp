@@ -100,7 +100,7 @@ struct Sse2 {
   }
 
   template <class Sample, std::uint32_t kChannels, Plan::Fetch>
-  static inline void Gather(const Sample* from, std::int64_t, const Plan::Record& record, Ends<Sse2>& ends) {
+  static inline void Gather(const Sample* from, const Sample*, const Plan::Record& record, Ends<Sse2>& ends) {
     const auto pair = [&](std::uint32_t i) {
       // Two frames, one behind the other: 4 or 8 bytes.
       return Fetch<2 * kChannels * sizeof(Sample)>(from + std::size_t{record.index[i]} * kChannels);
@@ -137,9 +137,9 @@ struct Sse2 {
   }
 
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-  static inline void GatherAtEdge(const Sample* from, std::int64_t shift, const Plan::Record& record,
+  static inline void GatherAtEdge(const Sample* from, const Sample* shifted, const Plan::Record& record,
                                   const Sample*, const Sample*, Ends<Sse2>& ends) {
-    Gather<Sample, kChannels, kFetch>(from, shift, record, ends);
+    Gather<Sample, kChannels, kFetch>(from, shifted, record, ends);
   }
 
  private:

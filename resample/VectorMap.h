@@ -89,11 +89,11 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::ui
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
   const Plan& plan = *source.plan;
   const Vec q = V::Spread16(static_cast<std::uint16_t>(plan.q));
-  const std::int64_t shift = std::int64_t{plan.shift} * kChannels;
   while (count != 0) {
     const auto rest = static_cast<std::uint64_t>(walk.end - walk.record);
     const Plan::Record* const stop = walk.record + std::min(rest, count);
     const Sample* const from = source.frames + walk.origin * kChannels;
+    const Sample* const shifted = from + plan.shift * static_cast<std::int32_t>(kChannels);
     const Sample* straight = from;
     count -= static_cast<std::uint64_t>(stop - walk.record);
     [[maybe_unused]] const Plan::Doubt* doubt = plan.doubts + (walk.record - plan.records);
@@ -103,10 +103,10 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::ui
       if constexpr (kEntries == Entries::kStraight) {
         ends = {V::LoadSamples(straight), V::LoadSamples(straight + kChannels)};
       } else if constexpr (kAtEdge) {
-        V::template GatherAtEdge<Sample, kChannels, kFetch>(from, shift, record, source.frames,
+        V::template GatherAtEdge<Sample, kChannels, kFetch>(from, shifted, record, source.frames,
                                                             source.frames + source.count * kChannels, ends);
       } else {
-        V::template Gather<Sample, kChannels, kFetch>(from, shift, record, ends);
+        V::template Gather<Sample, kChannels, kFetch>(from, shifted, record, ends);
       }
       if constexpr (kEntries == Entries::kPicked) {
         V::Put(out, ends.cur);
