@@ -107,6 +107,7 @@ struct Avx2 {
   static inline std::int64_t End(const Plan::Record& record, std::int64_t shift) {
     const std::uint16_t* const index = record.index;
     constexpr std::int64_t kFrames = kWindow<Sample, kChannels>;
+    if constexpr (kFetch == Plan::Fetch::kFrames) return index[0] + 1 + 2 * kFrames;
     if constexpr (kFetch == Plan::Fetch::kLanes) return index[0] + shift + kFrames;
     if constexpr (kFetch == Plan::Fetch::kJoined) return index[4 / kChannels] + shift + 2 * kFrames;
     return index[12 / kChannels] + kFrames;
@@ -116,6 +117,12 @@ struct Avx2 {
   CMM_VECTOR_CODE static inline void Gather(const Sample* from, const Sample* shifted,
                                             const Plan::Record& record, Ends<Avx2>& ends) {
     const Vec shuffle = Load(record.shuffle[0]);
+    if constexpr (kFetch == Plan::Fetch::kFrames) {
+      const Sample* const window = from + std::size_t{record.index[0]} * kChannels;
+      ends = {_mm256_permutevar8x32_epi32(Load(window), shuffle),
+              _mm256_permutevar8x32_epi32(Load(window + kChannels), shuffle)};
+      return;
+    }
     const Vec frames = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shifted, record, 0));
     if constexpr (kFetch == Plan::Fetch::kLanes) {
       ends = Lanes<Sample, kChannels>(frames, shuffle);
@@ -130,6 +137,12 @@ struct Avx2 {
   CMM_VECTOR_CODE static inline void GatherAtEdge(const Sample* from, const Sample* shifted,
                                                   const Plan::Record& record, const Sample* begin,
                                                   const Sample* end, Ends<Avx2>& ends) {
+    if constexpr (kFetch == Plan::Fetch::kFrames) {
+      const Sample* const window = from + std::size_t{record.index[0]} * kChannels;
+      const Vec shuffle = Load(record.shuffle[0]);
+      ends = {FramesInside(window, shuffle, end), FramesInside(window + kChannels, shuffle, end)};
+      return;
+    }
     Vec shuffle[2];
     Vec frames[2];
     for (std::uint32_t i = 0; i < 2; ++i) {
@@ -227,6 +240,13 @@ struct Avx2 {
     return _mm_set1_epi8(static_cast<char>(moved));
   }
 
+  /// Frames of 32 bits out of a window that begins in the block, but may end behind it.
+  CMM_VECTOR_CODE static inline Vec FramesInside(const void* window, Vec shuffle, const void* end) {
+    const auto* const wanted = static_cast<const std::uint32_t*>(window);
+    const std::uint32_t* const inside = std::min(wanted, static_cast<const std::uint32_t*>(end) - 8);
+    const Vec moved = _mm256_set1_epi32(static_cast<int>(wanted - inside));
+    return _mm256_permutevar8x32_epi32(Load(inside), _mm256_add_epi32(shuffle, moved));
+  }
   template <class Sample, std::uint32_t kChannels>
   CMM_VECTOR_CODE static inline Ends<Avx2> Lanes(Vec frames, Vec shuffle) {
     // The zero above an 8-bit sample stays one.

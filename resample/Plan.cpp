@@ -103,6 +103,11 @@ void Plan::ChooseFetch(std::uint32_t window) {
   };
   // The frames that hold both ends reach one further than the intervals' lower ends.
   const auto fits = [&](std::int32_t furthest) { return furthest + 1 < static_cast<std::int32_t>(window); };
+  if (window == 4 && channels == 2 && p < q) {
+    fetch = Fetch::kFrames;
+    shift = 0;
+    return;
+  }
   const std::int32_t apart = atLeast(lane);
   fetch = Fetch::kEach;
   shift = apart;
@@ -168,6 +173,13 @@ bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
 }
 
 void Plan::TabulateShuffles(Record& record, std::uint32_t sampleBytes) const {
+  if (fetch == Fetch::kFrames) {
+    for (std::uint32_t byte = 0; byte < 32; ++byte) {
+      const auto frame = static_cast<std::uint8_t>(record.index[byte / 4] - record.index[0]);
+      record.shuffle[0][byte] = byte % 4 == 0 ? frame : std::uint8_t{0};
+    }
+    return;
+  }
   const std::uint32_t window = 16 / (channels * sampleBytes);
   const auto index = [&](std::uint32_t sample) { return record.index[channels == 1 ? sample : sample / 2]; };
   for (std::uint32_t word = 0; word < 32; ++word) {

@@ -91,7 +91,9 @@ struct Plan {
     kQuads,   ///< a window for every 4 samples, at the first one's frame
     kJoined,  ///< two windows one behind the other, "shift" frames from the first interval, take in the first
               ///< 4 samples of both lanes, two more the others
-    kLanes    ///< a window for each lane, the second one "shift" frames behind the first
+    kLanes,   ///< a window for each lane, the second one "shift" frames behind the first
+    kFrames   ///< frames have 32 bits and go up: one window of 32 bytes has the lower ends, a frame further
+              ///< one the upper ends, and both are shuffled by whole frames
   };
   Fetch fetch = Fetch::kEach;
   std::int32_t shift = 0;

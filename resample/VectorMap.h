@@ -183,7 +183,7 @@ void MendParts(const MapJob<Sample>& job) {
   const std::uint32_t at = plan.Part(job.at.phase);
   for (std::uint32_t i = 0; i < plan.mends; ++i) {
     const std::uint32_t part = plan.mended[i];
-    std::uint64_t k = plan.Slot((part > at ? part - at : part + plan.q - at) * plan.unit);
+    std::uint64_t k = (part > at ? part - at : part + plan.q - at) * plan.inverse % plan.q;
     const Sample* prev = job.frames + (job.at.frame + (at + k * plan.p - 1) / plan.q) * kChannels;
     const double fraction = part * plan.unit * job.inv;
     for (; k < job.outputs; k += plan.q) {
@@ -328,7 +328,7 @@ CMM_VECTOR_CODE bool MapVectors(MapJob<Sample>& job) {
   plan.Prepare(job.srcRate, job.dstRate, kChannels, sizeof(Sample));
   if (V::kShuffles && plan.fetch == Fetch::kEach) return false;
   if (job.outputs < V::kWords / kChannels || !plan.Covers(job.at.phase)) return true;
-  if (V::kShuffles && job.frameCount * kChannels * sizeof(Sample) < 16) return true;  // less than a window
+  if (V::kShuffles && job.frameCount * kChannels * sizeof(Sample) < 32) return true;  // less than a window
   if (plan.kind == Plan::Kind::kRolling) {
     MapRolling<V, Sample, kChannels>(job);
     return true;
@@ -338,6 +338,8 @@ CMM_VECTOR_CODE bool MapVectors(MapJob<Sample>& job) {
     MapDouble<V, Sample, kChannels>(job);
   } else if constexpr (!V::kShuffles) {
     MapTabledBy<V, Sample, kChannels, Fetch::kEach>(job);
+  } else if (sizeof(Sample) * kChannels == 4 && plan.fetch == Fetch::kFrames) {
+    if constexpr (sizeof(Sample) * kChannels == 4) MapTabledBy<V, Sample, kChannels, Fetch::kFrames>(job);
   } else if (plan.fetch == Fetch::kLanes) {
     MapTabledBy<V, Sample, kChannels, Fetch::kLanes>(job);
   } else if (plan.fetch == Fetch::kJoined) {
