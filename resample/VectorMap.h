@@ -39,23 +39,24 @@ struct Walk {
     const Plan::Record* const record = plan.records + place.record;
     return {record, plan.records + place.end, static_cast<std::int64_t>(frame) - record->index[0]};
   }
-  void Advance(const Plan& plan, std::uint64_t vectors) {
-    const Plan::Record* const begin = end - plan.orbit;
-    const auto place = static_cast<std::uint32_t>(record - begin) + static_cast<std::uint32_t>(vectors);
-    record = begin + place % plan.orbit;
-    origin += std::int64_t{place / plan.orbit} * plan.advance;
-  }
-  void Next(const Plan& plan) {
-    if (++record != end) return;
+  void Wrap(const Plan& plan) {
     record -= plan.orbit;
     origin += plan.advance;
   }
-  void Back(const Plan& plan) {
-    if (record == end - plan.orbit) {
-      record = end;
-      origin -= plan.advance;
+  /// The walk from an output of the record at hand on.
+  Walk Within(const Plan& plan, std::uint64_t output) const {
+    return Tabled(plan, record->low[output * plan.channels],
+                  static_cast<std::uint64_t>(origin + record->index[output]));
+  }
+  /// The walk from so many outputs of the record before the one at hand on.
+  Walk Before(const Plan& plan, std::uint64_t output) const {
+    Walk walk = *this;
+    if (walk.record == end - plan.orbit) {
+      walk.record = end;
+      walk.origin -= plan.advance;
     }
-    --record;
+    --walk.record;
+    return walk.Within(plan, output);
   }
   /// The frame that opens the interval of the next output.
   std::uint64_t Frame() const { return static_cast<std::uint64_t>(origin + record->index[0]); }
@@ -78,24 +79,34 @@ CMM_VECTOR_CODE void Repair(const Source<Sample>& source, std::uint64_t slot, co
   }
 }
 
-/// Makes count vectors.
+/// Makes up to count vectors.
+/// @param walk   is moved on
 /// @param slot   the place in the cycle of the first output, if the entries are weights
 /// @tparam kAtEdge reads nothing outside the block
+/// @return the number made: as far as the block can be read
 template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch,
           bool kAtEdge = false>
-CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::uint64_t slot, Sample* out,
-                                std::uint64_t count) {
+CMM_VECTOR_CODE std::uint64_t RunRecords(const Source<Sample>& source, Walk& walk, std::uint64_t slot,
+                                         Sample* out, std::uint64_t count) {
   using Vec = typename V::Vec;
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
+  constexpr bool kWeights = kEntries == Entries::kWeighted || kEntries == Entries::kStraight;
   const Plan& plan = *source.plan;
   const Vec q = V::Spread16(static_cast<std::uint16_t>(plan.q));
-  while (count != 0) {
+  std::uint64_t made = 0;
+  while (made != count) {
     const auto rest = static_cast<std::uint64_t>(walk.end - walk.record);
-    const Plan::Record* const stop = walk.record + std::min(rest, count);
+    const Plan::Record* stop = walk.record + std::min(rest, count - made);
+    if constexpr (!kAtEdge && kEntries != Entries::kStraight) {
+      const std::int64_t frames = source.count - walk.origin;
+      while (stop != walk.record && V::template End<Sample, kChannels, kFetch>(stop[-1], plan.shift) > frames)
+        --stop;
+      if (stop == walk.record) break;
+    }
     const Sample* const from = source.frames + walk.origin * kChannels;
     const Sample* const shifted = from + plan.shift * static_cast<std::int32_t>(kChannels);
     const Sample* straight = from;
-    count -= static_cast<std::uint64_t>(stop - walk.record);
+    made += static_cast<std::uint64_t>(stop - walk.record);
     [[maybe_unused]] const Plan::Doubt* doubt = plan.doubts + (walk.record - plan.records);
     for (const Plan::Record* at = walk.record; at != stop; ++at) {
       const Plan::Record& record = *at;
@@ -110,7 +121,7 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::ui
       }
       if constexpr (kEntries == Entries::kPicked) {
         V::Put(out, ends.cur);
-      } else if constexpr (kEntries == Entries::kTabled || kEntries == Entries::kTabledDoubtful) {
+      } else if constexpr (!kWeights) {
         const Vec product = TabledProduct<V, kEntries>(V::template Size<Sample>(ends), record, *doubt++, q);
         V::Put(out, V::template Apply<Sample>(ends, product));
       } else {
@@ -127,8 +138,10 @@ CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, Walk walk, std::ui
       }
       out += V::kWords;
     }
-    if (count != 0) walk = {walk.end - plan.orbit, walk.end, walk.origin + plan.advance};
+    walk.record = stop;
+    if (!kWeights && stop == walk.end) walk.Wrap(plan);
   }
+  return made;
 }
 
 /// Stores a word for each output, for all channels of a frame.
@@ -203,55 +216,38 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
   const Plan& plan = *job.plan;
   const Source<Sample> source{&plan, job.inv, job.frames, static_cast<std::int64_t>(job.frameCount)};
-  std::uint32_t part = plan.Part(job.at.phase);
+  const std::uint32_t part = plan.Part(job.at.phase);
   Walk walk = Walk::Tabled(plan, part, job.at.frame);
   Sample* out = job.out;
   std::uint64_t left = job.outputs;
+  const auto skip = [&](std::uint64_t outputs) {
+    out += outputs * kChannels;
+    left -= outputs;
+  };
   const auto atEdge = [&] {
     RunRecords<V, Sample, kChannels, kEntries, kFetch, true>(source, walk, 0, out, 1);
   };
-  const auto nextAtEdge = [&] {
-    atEdge();
-    walk.Next(plan);
-    out += V::kWords;
-    left -= kOutputs;
-  };
   if (const std::uint32_t lead = plan.places[part].lead; lead != 0) {
     // Always through the same records: the others would be cold.
+    const Walk next = walk.Within(plan, lead);
     atEdge();
-    walk = Walk::Tabled(plan, walk.record->low[lead * kChannels],
-                        static_cast<std::uint64_t>(walk.origin + walk.record->index[lead]));
-    out += lead * kChannels;
-    left -= lead;
+    walk = next;
+    skip(lead);
   }
   if (kFetch == Plan::Fetch::kJoined && static_cast<std::int64_t>(walk.Frame()) + plan.shift < 0 &&
-      left >= kOutputs)
-    nextAtEdge();
-  std::uint64_t vectors = left / kOutputs;
-  Walk behind = walk;
-  behind.Advance(plan, vectors);
-  for (; vectors != 0; --vectors) {
-    Walk last = behind;
-    last.Back(plan);
-    if (last.origin + V::template End<Sample, kChannels, kFetch>(*last.record, plan.shift) <= source.count)
-      break;
-    behind = last;
+      left >= kOutputs) {
+    atEdge();
+    skip(kOutputs);
   }
-  RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, walk, 0, out, vectors);
-  walk = behind;
-  out += vectors * V::kWords;
-  left -= vectors * kOutputs;
-  while (left >= kOutputs) nextAtEdge();
+  skip(kOutputs * RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, walk, 0, out, left / kOutputs));
+  for (; left >= kOutputs; skip(kOutputs)) atEdge();
   if (left != 0) {
     // The last vector ends with the last output, and makes some others again.
-    const auto again = kOutputs - static_cast<std::uint32_t>(left);
-    part = walk.record->low[0];
-    const std::uint32_t step = again * plan.p % plan.q;
-    const std::uint64_t frame = walk.Frame() - again * plan.p / plan.q - (part <= step ? 1 : 0);
-    walk = Walk::Tabled(plan, part <= step ? part + plan.q - step : part - step, frame);
-    out -= again * kChannels;
+    walk = walk.Before(plan, left);
+    out -= (kOutputs - left) * kChannels;
     left = kOutputs;
-    nextAtEdge();
+    atEdge();
+    skip(kOutputs);
   }
   MendParts<Sample, kChannels>(job);
   job.at = {walk.Frame(), walk.record->low[0] * plan.unit};
@@ -269,16 +265,9 @@ CMM_VECTOR_CODE std::uint64_t MapPiece(MapJob<Sample>& job, std::uint32_t slot, 
   FillRecords<V, Sample, kChannels, kEntries>(plan, start, count);
   const auto origin = static_cast<std::int64_t>(job.at.frame);
   const auto frames = static_cast<std::int64_t>(job.frameCount);
-  std::uint64_t vectors = count / kOutputs;
-  while (kEntries != Entries::kStraight && vectors != 0 &&
-         origin + V::template End<Sample, kChannels, kFetch>(plan.records[vectors - 1], plan.shift) >
-             frames) {
-    --vectors;
-  }
-  RunRecords<V, Sample, kChannels, kEntries, kFetch>({&plan, job.inv, job.frames, frames},
-                                                     {plan.records, plan.records + vectors, origin}, slot,
-                                                     job.out, vectors);
-  return vectors * kOutputs;
+  Walk walk{plan.records, plan.records + count / kOutputs, origin};
+  return kOutputs * RunRecords<V, Sample, kChannels, kEntries, kFetch>({&plan, job.inv, job.frames, frames},
+                                                                       walk, slot, job.out, count / kOutputs);
 }
 
 template <class V, class Sample, std::uint32_t kChannels>
@@ -338,7 +327,7 @@ CMM_VECTOR_CODE bool MapVectors(MapJob<Sample>& job) {
     MapDouble<V, Sample, kChannels>(job);
   } else if constexpr (!V::kShuffles) {
     MapTabledBy<V, Sample, kChannels, Fetch::kEach>(job);
-  } else if (sizeof(Sample) * kChannels == 4 && plan.fetch == Fetch::kFrames) {
+  } else if (plan.fetch == Fetch::kFrames) {
     if constexpr (sizeof(Sample) * kChannels == 4) MapTabledBy<V, Sample, kChannels, Fetch::kFrames>(job);
   } else if (plan.fetch == Fetch::kLanes) {
     MapTabledBy<V, Sample, kChannels, Fetch::kLanes>(job);
