@@ -180,6 +180,7 @@ void Plan::TabulateShuffles(Record& record, std::uint32_t sampleBytes) const {
     }
     return;
   }
+  constexpr std::uint8_t kZero = 0xC0;  // whichever way the window is moved at an edge
   const std::uint32_t window = 16 / (channels * sampleBytes);
   const auto index = [&](std::uint32_t sample) { return record.index[channels == 1 ? sample : sample / 2]; };
   for (std::uint32_t word = 0; word < 32; ++word) {
@@ -199,7 +200,7 @@ void Plan::TabulateShuffles(Record& record, std::uint32_t sampleBytes) const {
     const std::uint32_t byte = (frame * channels + sample % channels) * sampleBytes;
     std::uint8_t* const to = record.shuffle[word / 16] + word % 16 * 2;
     to[0] = static_cast<std::uint8_t>(byte);
-    to[1] = static_cast<std::uint8_t>(sampleBytes == 2 ? byte + 1 : 0x80);
+    to[1] = static_cast<std::uint8_t>(sampleBytes == 2 ? byte + 1 : kZero);
   }
 }
 

@@ -16,7 +16,9 @@ namespace resample {
 ///   d * part - product * q tells, which is below 2 * q.
 /// - In a long cycle a weight of 32 bits, 2^32 * part / q rounded up, is exact: d has 16 bits and q at most
 ///   16, so the true product is whole or at least 2^-16 below a whole number, and the weight's error adds
-///   less.
+///   less. Samples of 8 bits make do with the next higher number of 16 bits: what it adds to a product is
+///   less than d * 2^-16, and only where no more than that stands above a whole number it can have reached
+///   it.
 ///
 /// The double formula gives the same but where N = d * part / q is whole: a fraction that came out short may
 /// then give N - 1. With an error of e times 2^-53 it does where N * e is above the power of two below N:
@@ -25,7 +27,7 @@ namespace resample {
 struct Plan {
   /// The entries of as many outputs as a vector of the form at hand takes, in the order in which its code
   /// reads them. Aligned: half of the loads would straddle two cache lines if the entries were laid end to
-  /// end.
+  /// end. Small: the records of a cycle like 147 have to share the nearest cache with the samples.
   struct Record {
     static constexpr std::uint32_t kMaxWords = 16;
 

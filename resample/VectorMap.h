@@ -4,6 +4,7 @@
 //   Vec, kWords (16-bit words in a Vec), Load, Store, the operations below,
 //   Gather<Sample, kChannels, kFetch>(...), which fetches both ends of the intervals, and End(...), the end
 //   of the frames that it reads.
+// The products are in VectorProduct.h, twice the rate has a map of its own in DoubleMap.h.
 // Everything here is local to that file.
 #pragma once
 
@@ -240,7 +241,10 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
     skip(kOutputs);
   }
   skip(kOutputs * RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, walk, 0, out, left / kOutputs));
-  for (; left >= kOutputs; skip(kOutputs)) atEdge();
+  while (left >= kOutputs) {
+    atEdge();
+    skip(kOutputs);
+  }
   if (left != 0) {
     // The last vector ends with the last output, and makes some others again.
     walk = walk.Before(plan, left);
