@@ -78,6 +78,7 @@ const Form& BestForm();
 /// The plain map over outputs, on any processor: makes the next count outputs.
 template <class Sample, std::uint32_t kChannels>
 void MapSome(MapJob<Sample>& job, std::uint64_t count) {
+  if (count == 0) return;
   const std::uint64_t whole = std::uint64_t{job.srcRate / job.dstRate} * kChannels;
   const std::int64_t step = job.srcRate % job.dstRate;
   const std::int64_t back = step - job.dstRate;

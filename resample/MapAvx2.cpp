@@ -36,8 +36,9 @@ struct Avx2 {
   CMM_OPERATION(Equal, _mm256_cmpeq_epi16)
   CMM_OPERATION(Greater, _mm256_cmpgt_epi16)
   CMM_OPERATION(Xor, _mm256_xor_si256)
-  CMM_OPERATION(AndNot, _mm256_andnot_si256)
   CMM_OPERATION(Add64, _mm256_add_epi64)
+  CMM_OPERATION(Pack, _mm256_packus_epi16)
+  CMM_OPERATION(UnpackLow8, _mm256_unpacklo_epi8)
   CMM_OPERATION(UnpackLow16, _mm256_unpacklo_epi16)
   CMM_OPERATION(UnpackHigh16, _mm256_unpackhi_epi16)
   CMM_OPERATION(UnpackLow32, _mm256_unpacklo_epi32)
@@ -45,6 +46,7 @@ struct Avx2 {
   CMM_OPERATION(UnpackLow64, _mm256_unpacklo_epi64)
   CMM_OPERATION(UnpackHigh64, _mm256_unpackhi_epi64)
 
+  CMM_VECTOR_CODE static inline Vec Half(Vec words) { return _mm256_srli_epi16(words, 1); }
   CMM_VECTOR_CODE static inline Vec Zero() { return _mm256_setzero_si256(); }
   CMM_VECTOR_CODE static inline Vec Ones() { return _mm256_set1_epi16(-1); }
   CMM_VECTOR_CODE static inline Vec Spread64(std::uint64_t value) {
@@ -59,6 +61,9 @@ struct Avx2 {
   CMM_VECTOR_CODE static inline bool Any(Vec words) { return _mm256_testz_si256(words, words) == 0; }
   CMM_VECTOR_CODE static inline Vec Load(const void* from) {
     return _mm256_loadu_si256(static_cast<const Vec*>(from));
+  }
+  CMM_VECTOR_CODE static inline Vec LoadAligned(const void* from) {
+    return _mm256_load_si256(static_cast<const Vec*>(from));
   }
   CMM_VECTOR_CODE static inline void Store(void* to, Vec words) {
     _mm256_storeu_si256(static_cast<Vec*>(to), words);
@@ -88,12 +93,10 @@ struct Avx2 {
     return Add(ends.prev, _mm256_sign_epi16(product, Direction<Sample>(ends)));
   }
 
-  /// Each word twice, one vector behind the other.
-  CMM_VECTOR_CODE static inline void StoreTwice(std::uint16_t* to, std::uint16_t* next, Vec words) {
-    const Vec a = UnpackLow16(words, words);
-    const Vec b = UnpackHigh16(words, words);
-    Store(to, _mm256_permute2x128_si256(a, b, 0x20));
-    Store(next, _mm256_permute2x128_si256(a, b, 0x31));
+  /// Stores what unpacking made of the lower and of the upper halves of each lane.
+  CMM_VECTOR_CODE static inline void StorePair(void* to, void* next, Vec low, Vec high) {
+    Store(to, _mm256_permute2x128_si256(low, high, 0x20));
+    Store(next, _mm256_permute2x128_si256(low, high, 0x31));
   }
 
   /// Frames within 16 bytes.
@@ -104,33 +107,46 @@ struct Avx2 {
   static inline std::int64_t End(const Plan::Record& record, std::int64_t shift) {
     const std::uint16_t* const index = record.index;
     constexpr std::int64_t kFrames = kWindow<Sample, kChannels>;
+    if constexpr (kFetch == Plan::Fetch::kFrames) return index[0] + 1 + 2 * kFrames;
     if constexpr (kFetch == Plan::Fetch::kLanes) return index[0] + shift + kFrames;
     if constexpr (kFetch == Plan::Fetch::kJoined) return index[4 / kChannels] + shift + 2 * kFrames;
     return index[12 / kChannels] + kFrames;
   }
 
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-  CMM_VECTOR_CODE static inline void Gather(const Sample* from, std::int64_t shift,
+  CMM_VECTOR_CODE static inline void Gather(const Sample* from, const Sample* shifted,
                                             const Plan::Record& record, Ends<Avx2>& ends) {
     const Vec shuffle = Load(record.shuffle[0]);
-    const Vec frames = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shift, record, 0));
+    if constexpr (kFetch == Plan::Fetch::kFrames) {
+      const Sample* const window = from + std::size_t{record.index[0]} * kChannels;
+      ends = {_mm256_permutevar8x32_epi32(Load(window), shuffle),
+              _mm256_permutevar8x32_epi32(Load(window + kChannels), shuffle)};
+      return;
+    }
+    const Vec frames = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shifted, record, 0));
     if constexpr (kFetch == Plan::Fetch::kLanes) {
       ends = Lanes<Sample, kChannels>(frames, shuffle);
     } else {
-      const Vec others = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shift, record, 1));
+      const Vec others = LoadPair<kFetch>(WindowsOf<Sample, kChannels, kFetch>(from, shifted, record, 1));
       ends = Quads(frames, shuffle, others, Load(record.shuffle[1]));
     }
   }
 
   /// Moves the windows into the block, and the shuffles against that.
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-  CMM_VECTOR_CODE static inline void GatherAtEdge(const Sample* from, std::int64_t shift,
+  CMM_VECTOR_CODE static inline void GatherAtEdge(const Sample* from, const Sample* shifted,
                                                   const Plan::Record& record, const Sample* begin,
                                                   const Sample* end, Ends<Avx2>& ends) {
+    if constexpr (kFetch == Plan::Fetch::kFrames) {
+      const Sample* const window = from + std::size_t{record.index[0]} * kChannels;
+      const Vec shuffle = Load(record.shuffle[0]);
+      ends = {FramesInside(window, shuffle, end), FramesInside(window + kChannels, shuffle, end)};
+      return;
+    }
     Vec shuffle[2];
     Vec frames[2];
     for (std::uint32_t i = 0; i < 2; ++i) {
-      Windows<Sample> at = WindowsOf<Sample, kChannels, kFetch>(from, shift, record, i);
+      Windows<Sample> at = WindowsOf<Sample, kChannels, kFetch>(from, shifted, record, i);
       const __m128i low = MoveInside(at.low, begin, end);
       const __m128i high = MoveInside(at.high, begin, end);
       shuffle[i] = _mm256_add_epi8(Load(record.shuffle[i]), _mm256_set_m128i(high, low));
@@ -208,12 +224,12 @@ struct Avx2 {
     const Sample* high;
   };
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-  static inline Windows<Sample> WindowsOf(const Sample* from, std::int64_t shift, const Plan::Record& record,
-                                          std::uint32_t i) {
-    const Sample* const low = from + record.index[i * 4 / kChannels] * kChannels;
-    if constexpr (kFetch == Plan::Fetch::kLanes) return {low, low + shift};
-    if constexpr (kFetch == Plan::Fetch::kJoined) return {low + shift, low + shift + 16 / sizeof(Sample)};
-    return {low, from + record.index[(i + 2) * 4 / kChannels] * kChannels};
+  static inline Windows<Sample> WindowsOf(const Sample* from, const Sample* shifted,
+                                          const Plan::Record& record, std::uint32_t i) {
+    const std::size_t low = std::size_t{record.index[i * 4 / kChannels]} * kChannels;
+    if constexpr (kFetch == Plan::Fetch::kLanes) return {from + low, shifted + low};
+    if constexpr (kFetch == Plan::Fetch::kJoined) return {shifted + low, shifted + low + 16 / sizeof(Sample)};
+    return {from + low, from + std::size_t{record.index[(i + 2) * 4 / kChannels]} * kChannels};
   }
   /// @return how far in bytes the window has been moved towards the beginning, in each byte
   template <class Sample>
@@ -224,6 +240,13 @@ struct Avx2 {
     return _mm_set1_epi8(static_cast<char>(moved));
   }
 
+  /// Frames of 32 bits out of a window that begins in the block, but may end behind it.
+  CMM_VECTOR_CODE static inline Vec FramesInside(const void* window, Vec shuffle, const void* end) {
+    const auto* const wanted = static_cast<const std::uint32_t*>(window);
+    const std::uint32_t* const inside = std::min(wanted, static_cast<const std::uint32_t*>(end) - 8);
+    const Vec moved = _mm256_set1_epi32(static_cast<int>(wanted - inside));
+    return _mm256_permutevar8x32_epi32(Load(inside), _mm256_add_epi32(shuffle, moved));
+  }
   template <class Sample, std::uint32_t kChannels>
   CMM_VECTOR_CODE static inline Ends<Avx2> Lanes(Vec frames, Vec shuffle) {
     // The zero above an 8-bit sample stays one.

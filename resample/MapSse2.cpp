@@ -35,8 +35,9 @@ struct Sse2 {
   CMM_OPERATION(Equal, _mm_cmpeq_epi16)
   CMM_OPERATION(Greater, _mm_cmpgt_epi16)
   CMM_OPERATION(Xor, _mm_xor_si128)
-  CMM_OPERATION(AndNot, _mm_andnot_si128)
   CMM_OPERATION(Add64, _mm_add_epi64)
+  CMM_OPERATION(Pack, _mm_packus_epi16)
+  CMM_OPERATION(UnpackLow8, _mm_unpacklo_epi8)
   CMM_OPERATION(UnpackLow16, _mm_unpacklo_epi16)
   CMM_OPERATION(UnpackHigh16, _mm_unpackhi_epi16)
   CMM_OPERATION(UnpackLow32, _mm_unpacklo_epi32)
@@ -44,6 +45,7 @@ struct Sse2 {
   CMM_OPERATION(UnpackLow64, _mm_unpacklo_epi64)
   CMM_OPERATION(UnpackHigh64, _mm_unpackhi_epi64)
 
+  static inline Vec Half(Vec words) { return _mm_srli_epi16(words, 1); }
   static inline Vec Zero() { return _mm_setzero_si128(); }
   static inline Vec Ones() { return _mm_set1_epi16(-1); }
   static inline Vec Spread64(std::uint64_t value) {
@@ -51,8 +53,9 @@ struct Sse2 {
   }
   static inline Vec Spread16(std::uint16_t value) { return _mm_set1_epi16(static_cast<std::int16_t>(value)); }
   static inline unsigned Bits(Vec words) { return static_cast<unsigned>(_mm_movemask_epi8(words)); }
-  static inline bool Any(Vec words) { return Bits(words) != 0; }
+  static inline bool Any(Vec words) { return Bits(Equal(words, Zero())) != kAllBits; }
   static inline Vec Load(const void* from) { return _mm_loadu_si128(static_cast<const Vec*>(from)); }
+  static inline Vec LoadAligned(const void* from) { return _mm_load_si128(static_cast<const Vec*>(from)); }
   static inline void Store(void* to, Vec words) { _mm_storeu_si128(static_cast<Vec*>(to), words); }
 
   static inline Vec LoadSamples(const std::int16_t* from) { return Load(from); }
@@ -64,9 +67,9 @@ struct Sse2 {
     _mm_storel_epi64(reinterpret_cast<Vec*>(out), _mm_packus_epi16(words, words));
   }
 
-  /// Not zero where a is at most 1 and b is above a or above 0.
+  /// Not zero where a is below b and at most 1.
   static inline Vec BelowBoth(Vec a, Vec b) {
-    return AndNot(Equal(b, Zero()), Equal(SubSaturated(a, _mm_set1_epi16(1)), Zero()));
+    return SubSaturated(Sub(b, SubSaturated(b, _mm_set1_epi16(2))), a);
   }
 
   template <class Sample>
@@ -79,10 +82,10 @@ struct Sse2 {
     return Add(ends.prev, Sub(Xor(product, falls), falls));
   }
 
-  /// Each word twice, one vector behind the other.
-  static inline void StoreTwice(std::uint16_t* to, std::uint16_t* next, Vec words) {
-    Store(to, UnpackLow16(words, words));
-    Store(next, UnpackHigh16(words, words));
+  /// Stores what unpacking made of the lower and of the upper halves.
+  static inline void StorePair(void* to, void* next, Vec low, Vec high) {
+    Store(to, low);
+    Store(next, high);
   }
   /// The frames that open the intervals of 8 outputs.
   template <class Sample, std::uint32_t kChannels>
@@ -97,10 +100,10 @@ struct Sse2 {
   }
 
   template <class Sample, std::uint32_t kChannels, Plan::Fetch>
-  static inline void Gather(const Sample* from, std::int64_t, const Plan::Record& record, Ends<Sse2>& ends) {
+  static inline void Gather(const Sample* from, const Sample*, const Plan::Record& record, Ends<Sse2>& ends) {
     const auto pair = [&](std::uint32_t i) {
       // Two frames, one behind the other: 4 or 8 bytes.
-      return Fetch<2 * kChannels * sizeof(Sample)>(from + record.index[i] * kChannels);
+      return Fetch<2 * kChannels * sizeof(Sample)>(from + std::size_t{record.index[i]} * kChannels);
     };
     if constexpr (sizeof(Sample) * kChannels == 4) {
       const Vec a = UnpackLow32(pair(0), pair(1));
@@ -134,9 +137,9 @@ struct Sse2 {
   }
 
   template <class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-  static inline void GatherAtEdge(const Sample* from, std::int64_t shift, const Plan::Record& record,
+  static inline void GatherAtEdge(const Sample* from, const Sample* shifted, const Plan::Record& record,
                                   const Sample*, const Sample*, Ends<Sse2>& ends) {
-    Gather<Sample, kChannels, kFetch>(from, shift, record, ends);
+    Gather<Sample, kChannels, kFetch>(from, shifted, record, ends);
   }
 
  private:

@@ -11,36 +11,43 @@ namespace {
 
 constexpr std::uint32_t kWorthwhile = 24;  // starting over costs as much as a few vectors
 
-enum class Fraction : std::uint8_t { kNeverShort, kSometimesShort, kAlwaysShort };
+/// Whole products N = d * phase / rate for which the double formula gives N - 1.
+struct Shortness {
+  bool some = false;            ///< there are such among those of all differences d
+  std::uint32_t scale = 0;      ///< as in a record, the lowest that finds them all
+  std::uint32_t most = 0xFFFF;  ///< the highest that finds no others
+};
 
-/// How phase * inv, in double, relates to the true phase / rate. It is a whole number f of units 2^-s; what
-/// is missing is exact modulo 2^64, and small. With N = d * phase / rate whole and M its mantissa (above 1,
-/// at most 2), d * fraction rounds to below N when M * missing / true > 2^-53: always from 2^-53 on, never up
-/// to 2^-54.
-Fraction Classify(std::uint32_t phase, std::uint32_t rate, double inv, std::uint32_t sampleBytes) {
+/// The fraction phase * inv is, in double, a whole number f of units 2^-s; what is missing is exact modulo
+/// 2^64, and small. With N above a power of two and at most twice that, d * fraction rounds to below N when
+/// what N lacks is more than that power times 2^-53: when 2 * N * missing > 2 * power * phase * 2^(s - 53).
+Shortness Classify(std::uint32_t phase, std::uint32_t rate, double inv, std::uint32_t sampleBytes) {
   int exponent = 0;
   const double mantissa = std::frexp(phase * inv, &exponent);
   const auto f = static_cast<std::uint64_t>(std::ldexp(mantissa, 53));
-  const int s = 53 - exponent;
-  const std::uint64_t exact = s < 64 ? std::uint64_t{phase} << s : 0;
-  const auto missing = static_cast<std::int64_t>(exact - f * rate);
-  if (missing <= 0) return Fraction::kNeverShort;
-  const double scaled = std::ldexp(static_cast<double>(missing), 53);
-  const double whole = std::ldexp(static_cast<double>(phase), s);
-  if (scaled >= whole) return Fraction::kAlwaysShort;
-  if (2 * scaled <= whole) return Fraction::kNeverShort;
-  if (sampleBytes == 2) return Fraction::kSometimesShort;
-  // The few differences of 8-bit samples often agree.
-  std::uint32_t shorts = 0;
-  std::uint32_t wholes = 0;
-  const std::uint32_t period = rate / std::gcd(phase, rate);
-  for (std::uint32_t d = period; d <= 255; d += period) {
-    const auto product = static_cast<std::uint32_t>(std::uint64_t{d} * phase / rate);
-    shorts += static_cast<std::uint32_t>(d * (phase * inv)) < product ? 1 : 0;
-    ++wholes;
+  const auto missing = static_cast<std::int64_t>((std::uint64_t{phase} << (53 - exponent)) - f * rate);
+  if (missing <= 0) return {};
+  const std::uint32_t common = std::gcd(phase, rate);
+  const std::uint64_t unit = phase / common;  // of N
+  const std::uint64_t largest = (sampleBytes == 2 ? 0xFFFF : 0xFF) / (rate / common) * unit;
+  Shortness result;
+  for (int bits = 0; bits <= 16; ++bits) {
+    const std::uint64_t power = (std::uint64_t{1} << bits) / 2;
+    const std::uint64_t top = std::min(std::uint64_t{1} << bits, largest);
+    const std::uint64_t same = std::uint64_t{0x8000} << bits;  // N * scale from here on has N's highest bit
+    const std::uint64_t bound =
+        (std::uint64_t{phase} << (bits - exponent)) / (2 * static_cast<std::uint64_t>(missing));
+    const std::uint64_t shortest = (std::max(bound, power) / unit + 1) * unit;
+    const std::uint64_t longest = std::min(bound, top) / unit * unit;
+    if (shortest <= top) {
+      result.some = true;
+      result.scale = std::max(result.scale, static_cast<std::uint32_t>((same + shortest - 1) / shortest));
+    }
+    if (longest > power) {
+      result.most = std::min(result.most, static_cast<std::uint32_t>((same - 1) / longest));
+    }
   }
-  if (shorts == 0) return Fraction::kNeverShort;
-  return shorts == wholes ? Fraction::kAlwaysShort : Fraction::kSometimesShort;
+  return result;
 }
 
 /// x with x * value = 1 modulo modulus, the two having no common divisor; 0 modulo 1.
@@ -70,6 +77,7 @@ void Plan::Prepare(std::uint32_t src, std::uint32_t dst, std::uint32_t channelCo
   unit = std::gcd(src, dst);
   p = src / unit;
   q = dst / unit;
+  perUnit = 1.0 / unit;
   if (q > kLongestCycle) return;
   // Frames are counted in 16 bits.
   const auto covers = [&](std::uint32_t outputs) { return p / q + 1 < 0x10000 / outputs; };
@@ -95,6 +103,11 @@ void Plan::ChooseFetch(std::uint32_t window) {
   };
   // The frames that hold both ends reach one further than the intervals' lower ends.
   const auto fits = [&](std::int32_t furthest) { return furthest + 1 < static_cast<std::int32_t>(window); };
+  if (window == 4 && channels == 2 && p < q) {
+    fetch = Fetch::kFrames;
+    shift = 0;
+    return;
+  }
   const std::int32_t apart = atLeast(lane);
   fetch = Fetch::kEach;
   shift = apart;
@@ -111,30 +124,22 @@ void Plan::ChooseFetch(std::uint32_t window) {
   }
 }
 
-void Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv) {
-  if (words == vectorWords) return;
-  words = vectorWords;
-  struct Entry {
-    std::uint16_t high;
-    std::uint16_t limit;
-    std::uint16_t whole;
-  };
-  Entry entries[kRecords + 1];
-  std::uint32_t doubts = 0;
-  picks = false;
+bool Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double inv) {
+  if (words == vectorWords) return true;
+  Shortness shortness[kRecords + 1];
+  std::uint32_t shorts = 0;
   for (std::uint32_t part = 1; part <= q; ++part) {
-    const Fraction fraction = Classify(part * unit, dstRate, inv, sampleBytes);
-    constexpr std::uint16_t kNever = 0xFFFF;
-    const bool doubt = fraction == Fraction::kSometimesShort;
-    entries[part] = {static_cast<std::uint16_t>(((part << 16) - 1) / q),
-                     static_cast<std::uint16_t>(fraction == Fraction::kAlwaysShort ? q : q - 1),
-                     doubt ? static_cast<std::uint16_t>(q) : kNever};
-    if (doubt && doubts < kMaxMends) mended[doubts] = part;
-    doubts += doubt ? 1 : 0;
-    picks = q == 1 && fraction == Fraction::kNeverShort;
+    shortness[part] = Classify(part * unit, dstRate, inv, sampleBytes);
+    if (!shortness[part].some) continue;
+    if (shortness[part].scale > shortness[part].most) return false;
+    if (shorts < kMaxMends) mended[shorts] = part;
+    ++shorts;
   }
-  doubtful = doubts > kMaxMends;
-  mends = doubtful ? 0 : doubts;
+  doubtful = shorts > kMaxMends;
+  mends = doubtful ? 0 : shorts;
+  picks = q == 1 && shorts == 0;
+  halves = p == 1 && q == 2 && shorts == 0;
+  words = vectorWords;
 
   const std::uint32_t outputs = words / channels;
   const std::uint32_t orbits = std::gcd(outputs, q);
@@ -147,14 +152,16 @@ void Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
     // The interval that ends at or behind the position; the first entry's upper end is position 0.
     std::uint32_t frame = (slot * p + q - 1) / q;
     std::uint32_t part = slot * p % q != 0 ? slot * p % q : q;
-    recordOf[part] = static_cast<std::uint16_t>(number);
+    const std::uint32_t which = number / orbit;
+    places[part] = {static_cast<std::uint16_t>(number), static_cast<std::uint16_t>((which + 1) * orbit),
+                    static_cast<std::uint16_t>(which != 0 ? orbits - which : 0)};
     for (std::uint32_t output = 0; output < outputs; ++output) {
       record.index[output] = static_cast<std::uint16_t>(frame);
       for (std::uint32_t word = output * channels; word < (output + 1) * channels; ++word) {
-        record.high[word] = entries[part].high;
+        record.high[word] = static_cast<std::uint16_t>(((part << 16) - 1) / q);
         record.low[word] = static_cast<std::uint16_t>(part);
-        record.limit[word] = entries[part].limit;
-        wholes[number][word] = entries[part].whole;
+        doubts[number].scale[word] = static_cast<std::uint16_t>(shortness[part].scale);
+        doubts[number].settled[word] = shortness[part].some ? 0 : 0xFFFF;
       }
       const bool carries = part + p % q > q;
       frame += p / q + (carries ? 1 : 0);
@@ -162,9 +169,18 @@ void Plan::Tabulate(std::uint32_t vectorWords, std::uint32_t sampleBytes, double
     }
     if (fetch != Fetch::kEach && words == Record::kMaxWords) TabulateShuffles(record, sampleBytes);
   }
+  return true;
 }
 
 void Plan::TabulateShuffles(Record& record, std::uint32_t sampleBytes) const {
+  if (fetch == Fetch::kFrames) {
+    for (std::uint32_t byte = 0; byte < 32; ++byte) {
+      const auto frame = static_cast<std::uint8_t>(record.index[byte / 4] - record.index[0]);
+      record.shuffle[0][byte] = byte % 4 == 0 ? frame : std::uint8_t{0};
+    }
+    return;
+  }
+  constexpr std::uint8_t kZero = 0xC0;  // whichever way the window is moved at an edge
   const std::uint32_t window = 16 / (channels * sampleBytes);
   const auto index = [&](std::uint32_t sample) { return record.index[channels == 1 ? sample : sample / 2]; };
   for (std::uint32_t word = 0; word < 32; ++word) {
@@ -184,7 +200,7 @@ void Plan::TabulateShuffles(Record& record, std::uint32_t sampleBytes) const {
     const std::uint32_t byte = (frame * channels + sample % channels) * sampleBytes;
     std::uint8_t* const to = record.shuffle[word / 16] + word % 16 * 2;
     to[0] = static_cast<std::uint8_t>(byte);
-    to[1] = static_cast<std::uint8_t>(sampleBytes == 2 ? byte + 1 : 0x80);
+    to[1] = static_cast<std::uint8_t>(sampleBytes == 2 ? byte + 1 : kZero);
   }
 }
 

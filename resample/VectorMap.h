@@ -4,6 +4,7 @@
 //   Vec, kWords (16-bit words in a Vec), Load, Store, the operations below,
 //   Gather<Sample, kChannels, kFetch>(...), which fetches both ends of the intervals, and End(...), the end
 //   of the frames that it reads.
+// The products are in VectorProduct.h, twice the rate has a map of its own in DoubleMap.h.
 // Everything here is local to that file.
 #pragma once
 
@@ -11,68 +12,12 @@
 #include <bit>
 #include <cstdint>
 
+#include "resample/DoubleMap.h"
 #include "resample/Forms.h"
+#include "resample/VectorProduct.h"
 
 namespace resample {
 namespace {
-
-/// Both ends of the intervals of V::kWords samples, as 16-bit words.
-template <class V>
-struct Ends {
-  typename V::Vec prev;
-  typename V::Vec cur;
-};
-
-/// How the entries in hand give products.
-enum class Entries : std::uint8_t {
-  kPicked,  ///< tabled, and the product is the whole difference
-  kTabled,
-  kTabledDoubtful,  ///< with whole products that need the double formula
-  kWeighted,
-  kStraight  ///< weights, each output one frame behind the one before
-};
-
-/// The products of samples whose entries are tabled.
-/// @param size  the differences without their signs
-template <class V>
-CMM_VECTOR_CODE inline typename V::Vec TabledProduct(typename V::Vec size, const Plan::Record& record,
-                                                     typename V::Vec q, typename V::Vec& remainder) {
-  using Vec = typename V::Vec;
-  const Vec product = V::MulHigh(size, V::Load(record.high));
-  const Vec part = V::Load(record.low);
-  remainder = V::Sub(V::MulLow(size, part), V::MulLow(product, q));
-  return V::Sub(product, V::Greater(remainder, V::Load(record.limit)));
-}
-
-/// The products of samples whose entries are 32-bit weights.
-/// @param whole receives the words, with any bits set, that need the double formula
-template <class V>
-CMM_VECTOR_CODE inline typename V::Vec WeightedProduct(typename V::Vec size, const Plan::Record& record,
-                                                       typename V::Vec& whole) {
-  using Vec = typename V::Vec;
-  const Vec high = V::Load(record.high);
-  // 16 times 32 bits: the top word, and the middle one with its carry into the top.
-  const Vec carried = V::MulHigh(size, V::Load(record.low));
-  const Vec middle = V::Add(V::MulLow(size, high), carried);
-  const Vec noCarry = V::Equal(V::SubSaturated(carried, middle), V::Zero());
-  whole = V::BelowBoth(middle, size);
-  return V::Sub(V::Add(V::MulHigh(size, high), noCarry), V::Ones());
-}
-
-/// @param whole receives the words, with any bits set, that need the double formula
-template <class V, Entries kEntries>
-CMM_VECTOR_CODE inline typename V::Vec Product(typename V::Vec size, const Plan::Record& record,
-                                               typename V::Vec q, const void* wholes,
-                                               typename V::Vec& whole) {
-  if constexpr (kEntries == Entries::kWeighted || kEntries == Entries::kStraight) {
-    return WeightedProduct<V>(size, record, whole);
-  } else {
-    typename V::Vec remainder;
-    const typename V::Vec product = TabledProduct<V>(size, record, q, remainder);
-    if constexpr (kEntries == Entries::kTabledDoubtful) whole = V::Equal(remainder, V::Load(wholes));
-    return product;
-  }
-}
 
 /// Where entries take their samples from, and what is the same for all of them.
 template <class Sample>
@@ -83,79 +28,130 @@ struct Source {
   std::int64_t count;  ///< frames that can be read
 };
 
+/// A place in the plan's records. Those of an orbit of a tabled cycle are walked over and over.
+struct Walk {
+  const Plan::Record* record;
+  const Plan::Record* end;  // behind the orbit's last record
+  std::int64_t origin;      // the frame from which the records count
+
+  /// @param part  of the first output, which lies in the interval that frame opens
+  static Walk Tabled(const Plan& plan, std::uint32_t part, std::uint64_t frame) {
+    const Plan::Place place = plan.places[part];
+    const Plan::Record* const record = plan.records + place.record;
+    return {record, plan.records + place.end, static_cast<std::int64_t>(frame) - record->index[0]};
+  }
+  void Wrap(const Plan& plan) {
+    record -= plan.orbit;
+    origin += plan.advance;
+  }
+  /// The walk from an output of the record at hand on.
+  Walk Within(const Plan& plan, std::uint64_t output) const {
+    return Tabled(plan, record->low[output * plan.channels],
+                  static_cast<std::uint64_t>(origin + record->index[output]));
+  }
+  /// The walk from so many outputs of the record before the one at hand on.
+  Walk Before(const Plan& plan, std::uint64_t output) const {
+    Walk walk = *this;
+    if (walk.record == end - plan.orbit) {
+      walk.record = end;
+      walk.origin -= plan.advance;
+    }
+    --walk.record;
+    return walk.Within(plan, output);
+  }
+  /// The frame that opens the interval of the next output.
+  std::uint64_t Frame() const { return static_cast<std::uint64_t>(origin + record->index[0]); }
+};
+
 /// Computes the marked products of one vector again, by the double formula.
 /// @param slot  the place in the cycle of the first output
 /// @param first the frame from which the record counts; of a straight one the first output's
 template <class Sample, std::uint32_t kChannels, Entries kEntries>
 CMM_VECTOR_CODE void Repair(const Source<Sample>& source, std::uint64_t slot, const Plan::Record& record,
                             const Sample* first, unsigned bits, Sample* out) {
-  const Plan& plan = *source.plan;
   while (bits != 0) {
     const auto i = static_cast<std::uint32_t>(std::countr_zero(bits)) / 2;
     bits &= ~(3U << 2 * i);
     const std::uint32_t frame = kEntries == Entries::kStraight ? i / kChannels : record.index[i / kChannels];
-    const std::uint32_t phase =
-        kEntries == Entries::kTabledDoubtful ? record.low[i] * plan.unit : plan.Phase(slot + i / kChannels);
+    const std::uint32_t phase = source.plan->Phase(slot + i / kChannels);
     const Sample* const prev = first + frame * kChannels + i % kChannels;
     const std::int32_t delta = prev[kChannels] - prev[0];
     out[i] = static_cast<Sample>(prev[0] + static_cast<std::int32_t>(delta * (phase * source.inv)));
   }
 }
 
-/// Makes count vectors, out of records one behind the other.
-/// @param slot   the place in the cycle of the first output
-/// @param origin the frame from which the records count
+/// Makes up to count vectors.
+/// @param walk   is moved on
+/// @param slot   the place in the cycle of the first output, if the entries are weights
 /// @tparam kAtEdge reads nothing outside the block
+/// @return the number made: as far as the block can be read
 template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch,
           bool kAtEdge = false>
-CMM_VECTOR_CODE void RunRecords(const Source<Sample>& source, const Plan::Record* const records,
-                                std::uint64_t slot, std::int64_t origin, Sample* const out,
-                                std::uint64_t count) {
+CMM_VECTOR_CODE std::uint64_t RunRecords(const Source<Sample>& source, Walk& walk, std::uint64_t slot,
+                                         Sample* out, std::uint64_t count) {
   using Vec = typename V::Vec;
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
-  const Vec q = V::Spread16(static_cast<std::uint16_t>(source.plan->q));
-  const std::int64_t shift = std::int64_t{source.plan->shift} * kChannels;
-  const Sample* const from = source.frames + origin * kChannels;
-  const auto* const wholes = source.plan->wholes + (records - source.plan->records);
-  // Where marks are many, a jump on each would be foreseen wrongly too often: they are put aside.
-  // The vector's number stands above two bits for each of its words.
-  std::uint64_t marks[kEntries == Entries::kTabledDoubtful ? Plan::kRecords + 1 : 1];
-  std::uint32_t marked = 0;
-  for (std::uint64_t made = 0; made < count; ++made) {
-    const Plan::Record& record = records[made];
-    const Sample* const straight = from + made * V::kWords;
-    Sample* const to = out + made * V::kWords;
-    Ends<V> ends;
-    if constexpr (kEntries == Entries::kStraight) {
-      ends = {V::LoadSamples(straight), V::LoadSamples(straight + kChannels)};
-    } else if constexpr (kAtEdge) {
-      V::template GatherAtEdge<Sample, kChannels, kFetch>(from, shift, record, source.frames,
-                                                          source.frames + source.count * kChannels, ends);
-    } else {
-      V::template Gather<Sample, kChannels, kFetch>(from, shift, record, ends);
+  constexpr bool kWeights = kEntries == Entries::kWeighted || kEntries == Entries::kStraight;
+  const Plan& plan = *source.plan;
+  const Vec q = V::Spread16(static_cast<std::uint16_t>(plan.q));
+  std::uint64_t made = 0;
+  while (made != count) {
+    const auto rest = static_cast<std::uint64_t>(walk.end - walk.record);
+    const Plan::Record* stop = walk.record + std::min(rest, count - made);
+    if constexpr (!kAtEdge && kEntries != Entries::kStraight) {
+      const std::int64_t frames = source.count - walk.origin;
+      while (stop != walk.record && V::template End<Sample, kChannels, kFetch>(stop[-1], plan.shift) > frames)
+        --stop;
+      if (stop == walk.record) break;
     }
-    if constexpr (kEntries == Entries::kPicked) {
-      V::Put(to, ends.cur);
-    } else {
-      Vec whole;
-      const Vec product =
-          Product<V, kEntries>(V::template Size<Sample>(ends), record, q, wholes + made, whole);
-      V::Put(to, V::template Apply<Sample>(ends, product));
-      if constexpr (kEntries == Entries::kTabledDoubtful) {
-        const unsigned bits = V::Bits(whole);
-        marks[marked] = made << 32 | bits;
-        marked += static_cast<std::uint32_t>(bits != 0);
-      } else if (kEntries != Entries::kTabled && V::Any(whole)) [[unlikely]] {
-        const unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits;
-        Repair<Sample, kChannels, kEntries>(source, slot + made * kOutputs, record,
-                                            kEntries == Entries::kStraight ? straight : from, bits, to);
+    const Sample* const from = source.frames + walk.origin * kChannels;
+    const Sample* const shifted = from + plan.shift * static_cast<std::int32_t>(kChannels);
+    const Sample* straight = from;
+    made += static_cast<std::uint64_t>(stop - walk.record);
+    [[maybe_unused]] const Plan::Doubt* doubt = plan.doubts + (walk.record - plan.records);
+    for (const Plan::Record* at = walk.record; at != stop; ++at) {
+      const Plan::Record& record = *at;
+      Ends<V> ends;
+      if constexpr (kEntries == Entries::kStraight) {
+        ends = {V::LoadSamples(straight), V::LoadSamples(straight + kChannels)};
+      } else if constexpr (kAtEdge) {
+        V::template GatherAtEdge<Sample, kChannels, kFetch>(from, shifted, record, source.frames,
+                                                            source.frames + source.count * kChannels, ends);
+      } else {
+        V::template Gather<Sample, kChannels, kFetch>(from, shifted, record, ends);
       }
+      if constexpr (kEntries == Entries::kPicked) {
+        V::Put(out, ends.cur);
+      } else if constexpr (!kWeights) {
+        const Vec product = TabledProduct<V, kEntries>(V::template Size<Sample>(ends), record, *doubt++, q);
+        V::Put(out, V::template Apply<Sample>(ends, product));
+      } else {
+        Vec whole;
+        const Vec product = WeightedProduct<V, Sample>(V::template Size<Sample>(ends), record, whole);
+        V::Put(out, V::template Apply<Sample>(ends, product));
+        if (V::Any(whole)) [[unlikely]] {
+          const unsigned bits = ~V::Bits(V::Equal(whole, V::Zero())) & V::kAllBits;
+          Repair<Sample, kChannels, kEntries>(
+              source, slot + static_cast<std::uint64_t>(at - walk.record) * kOutputs, record,
+              kEntries == Entries::kStraight ? straight : from, bits, out);
+        }
+        straight += V::kWords;
+      }
+      out += V::kWords;
     }
+    walk.record = stop;
+    if (!kWeights && stop == walk.end) walk.Wrap(plan);
   }
-  for (std::uint32_t i = 0; i < marked; ++i) {
-    const std::uint64_t vector = marks[i] >> 32;
-    Repair<Sample, kChannels, kEntries>(source, 0, records[vector], from, static_cast<unsigned>(marks[i]),
-                                        out + vector * V::kWords);
+  return made;
+}
+
+/// Stores a word for each output, for all channels of a frame.
+template <class V, std::uint32_t kChannels>
+CMM_VECTOR_CODE inline void StoreEach(std::uint16_t* to, std::uint16_t* next, typename V::Vec words) {
+  if constexpr (kChannels == 1) {
+    V::Store(to, words);
+  } else {
+    V::StorePair(to, next, V::UnpackLow16(words, words), V::UnpackHigh16(words, words));
   }
 }
 
@@ -176,16 +172,13 @@ CMM_VECTOR_CODE void FillRecords(Plan& plan, std::uint64_t start, std::uint64_t 
     const Vec b = V::UnpackLow16(position[2], position[3]);
     const Vec c = V::UnpackHigh16(position[0], position[1]);
     const Vec d = V::UnpackHigh16(position[2], position[3]);
-    const Vec low = V::UnpackHigh64(V::UnpackLow32(a, b), V::UnpackLow32(c, d));
     const Vec tops1 = V::UnpackHigh32(a, b);
     const Vec tops2 = V::UnpackHigh32(c, d);
     const Vec high = V::UnpackLow64(tops1, tops2);
-    if constexpr (kChannels == 1) {
-      V::Store(record->low, low);
-      V::Store(record->high, high);
-    } else {
-      V::StoreTwice(record[0].low, record[1].low, low);
-      V::StoreTwice(record[0].high, record[1].high, high);
+    StoreEach<V, kChannels>(record[0].high, record[kChannels - 1].high, high);
+    if constexpr (sizeof(Sample) == 2) {
+      const Vec low = V::UnpackHigh64(V::UnpackLow32(a, b), V::UnpackLow32(c, d));
+      StoreEach<V, kChannels>(record[0].low, record[kChannels - 1].low, low);
     }
     if constexpr (kEntries == Entries::kWeighted) {
       V::template StoreFrames<Sample, kChannels>(record, V::UnpackHigh64(tops1, tops2));
@@ -195,69 +188,16 @@ CMM_VECTOR_CODE void FillRecords(Plan& plan, std::uint64_t start, std::uint64_t 
   }
 }
 
-/// The vectors up to count that can be read.
-/// @param frames the frames from the one on from which the records count
-template <class V, class Sample, std::uint32_t kChannels, Plan::Fetch kFetch>
-std::uint64_t Readable(const Plan& plan, const Plan::Record* records, std::int64_t frames,
-                       std::uint64_t count) {
-  while (count != 0 && V::template End<Sample, kChannels, kFetch>(records[count - 1], plan.shift) > frames) {
-    --count;
-  }
-  return count;
-}
-
-/// A place on the way through an orbit of a tabled cycle, over and over.
-struct Walk {
-  std::uint32_t record;
-  std::uint32_t end;    // behind the orbit's last record
-  std::int64_t origin;  // the frame from which the records count
-
-  Walk(const Plan& plan, std::uint32_t from, std::uint64_t frame)
-      : record(from),
-        end((from / plan.orbit + 1) * plan.orbit),
-        origin(static_cast<std::int64_t>(frame) - plan.records[from].index[0]) {}
-
-  /// The frame that opens the interval of the next output.
-  std::uint64_t Frame(const Plan& plan) const {
-    return static_cast<std::uint64_t>(origin + plan.records[record].index[0]);
-  }
-  void Advance(const Plan& plan, std::uint64_t vectors) {
-    record += static_cast<std::uint32_t>(vectors);
-    if (record < end) return;
-    record -= plan.orbit;
-    origin += plan.advance;
-  }
-};
-
-/// Makes up to count vectors of a tabled cycle. @return the number made: as far as frames can be read
-template <class V, class Sample, std::uint32_t kChannels, Entries kEntries, Plan::Fetch kFetch>
-CMM_VECTOR_CODE std::uint64_t RunOrbit(const Source<Sample>& source, Walk& walk, Sample* out,
-                                       std::uint64_t count) {
-  const Plan& plan = *source.plan;
-  std::uint64_t made = 0;
-  while (made < count) {
-    const Plan::Record* const records = plan.records + walk.record;
-    const std::uint64_t wanted = std::min<std::uint64_t>(count - made, walk.end - walk.record);
-    const std::uint64_t piece =
-        Readable<V, Sample, kChannels, kFetch>(plan, records, source.count - walk.origin, wanted);
-    RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, records, 0, walk.origin,
-                                                       out + made * V::kWords, piece);
-    made += piece;
-    walk.Advance(plan, piece);
-    if (piece < wanted) break;
-  }
-  return made;
-}
-
 /// Computes all outputs at the plan's few doubtful parts by the double formula: in every cycle the same ones.
 /// @param job as it was before the outputs were made
 template <class Sample, std::uint32_t kChannels>
 void MendParts(const MapJob<Sample>& job) {
   const Plan& plan = *job.plan;
-  const std::uint32_t at = job.at.phase / plan.unit;
+  if (plan.mends == 0) return;
+  const std::uint32_t at = plan.Part(job.at.phase);
   for (std::uint32_t i = 0; i < plan.mends; ++i) {
     const std::uint32_t part = plan.mended[i];
-    std::uint64_t k = plan.Slot((part > at ? part - at : part + plan.q - at) * plan.unit);
+    std::uint64_t k = (part > at ? part - at : part + plan.q - at) * plan.inverse % plan.q;
     const Sample* prev = job.frames + (job.at.frame + (at + k * plan.p - 1) / plan.q) * kChannels;
     const double fraction = part * plan.unit * job.inv;
     for (; k < job.outputs; k += plan.q) {
@@ -277,36 +217,44 @@ CMM_VECTOR_CODE void MapTabled(MapJob<Sample>& job) {
   constexpr std::uint32_t kOutputs = V::kWords / kChannels;
   const Plan& plan = *job.plan;
   const Source<Sample> source{&plan, job.inv, job.frames, static_cast<std::int64_t>(job.frameCount)};
-  std::uint32_t part = job.at.phase / plan.unit;
-  Walk walk(plan, plan.recordOf[part], job.at.frame);
+  const std::uint32_t part = plan.Part(job.at.phase);
+  Walk walk = Walk::Tabled(plan, part, job.at.frame);
   Sample* out = job.out;
   std::uint64_t left = job.outputs;
-  const auto atEdge = [&] {
-    RunRecords<V, Sample, kChannels, kEntries, kFetch, true>(source, plan.records + walk.record, 0,
-                                                             walk.origin, out, 1);
-    walk.Advance(plan, 1);
-    out += V::kWords;
-    left -= kOutputs;
+  const auto skip = [&](std::uint64_t outputs) {
+    out += outputs * kChannels;
+    left -= outputs;
   };
-  if (kFetch == Plan::Fetch::kJoined && static_cast<std::int64_t>(job.at.frame) + plan.shift < 0) atEdge();
-  const std::uint64_t made =
-      RunOrbit<V, Sample, kChannels, kEntries, kFetch>(source, walk, out, left / kOutputs);
-  out += made * V::kWords;
-  left -= made * kOutputs;
-  while (left >= kOutputs) atEdge();
+  const auto atEdge = [&] {
+    RunRecords<V, Sample, kChannels, kEntries, kFetch, true>(source, walk, 0, out, 1);
+  };
+  if (const std::uint32_t lead = plan.places[part].lead; lead != 0) {
+    // Always through the same records: the others would be cold.
+    const Walk next = walk.Within(plan, lead);
+    atEdge();
+    walk = next;
+    skip(lead);
+  }
+  if (kFetch == Plan::Fetch::kJoined && static_cast<std::int64_t>(walk.Frame()) + plan.shift < 0 &&
+      left >= kOutputs) {
+    atEdge();
+    skip(kOutputs);
+  }
+  skip(kOutputs * RunRecords<V, Sample, kChannels, kEntries, kFetch>(source, walk, 0, out, left / kOutputs));
+  while (left >= kOutputs) {
+    atEdge();
+    skip(kOutputs);
+  }
   if (left != 0) {
     // The last vector ends with the last output, and makes some others again.
-    const auto again = kOutputs - static_cast<std::uint32_t>(left);
-    part = plan.records[walk.record].low[0];
-    const std::uint32_t step = again * plan.p % plan.q;
-    const std::uint64_t frame = walk.Frame(plan) - again * plan.p / plan.q - (part <= step ? 1 : 0);
-    walk = Walk(plan, plan.recordOf[part <= step ? part + plan.q - step : part - step], frame);
-    out -= again * kChannels;
+    walk = walk.Before(plan, left);
+    out -= (kOutputs - left) * kChannels;
     left = kOutputs;
     atEdge();
+    skip(kOutputs);
   }
   MendParts<Sample, kChannels>(job);
-  job.at = {walk.Frame(plan), plan.records[walk.record].low[0] * plan.unit};
+  job.at = {walk.Frame(), walk.record->low[0] * plan.unit};
   job.out = out;
   job.outputs = 0;
 }
@@ -321,12 +269,9 @@ CMM_VECTOR_CODE std::uint64_t MapPiece(MapJob<Sample>& job, std::uint32_t slot, 
   FillRecords<V, Sample, kChannels, kEntries>(plan, start, count);
   const auto origin = static_cast<std::int64_t>(job.at.frame);
   const auto frames = static_cast<std::int64_t>(job.frameCount);
-  std::uint64_t vectors = count / kOutputs;
-  if (kEntries != Entries::kStraight)
-    vectors = Readable<V, Sample, kChannels, kFetch>(plan, plan.records, frames - origin, vectors);
-  RunRecords<V, Sample, kChannels, kEntries, kFetch>({&plan, job.inv, job.frames, frames}, plan.records, slot,
-                                                     origin, job.out, vectors);
-  return vectors * kOutputs;
+  Walk walk{plan.records, plan.records + count / kOutputs, origin};
+  return kOutputs * RunRecords<V, Sample, kChannels, kEntries, kFetch>({&plan, job.inv, job.frames, frames},
+                                                                       walk, slot, job.out, count / kOutputs);
 }
 
 template <class V, class Sample, std::uint32_t kChannels>
@@ -341,7 +286,8 @@ CMM_VECTOR_CODE void MapRolling(MapJob<Sample>& job) {
     if (made < kOutputs) {
       MapSome<Sample, kChannels>(job, made);
     } else {
-      constexpr std::uint64_t kRoundUp = 0xFFFF + 2;
+      // Words have weights of 32 bits, and bytes of 16 bits: the next higher number, hardly ever the same.
+      constexpr std::uint64_t kRoundUp = sizeof(Sample) == 2 ? 0xFFFF + 2 : (std::uint64_t{1} << 32) - 1024;
       const auto start = static_cast<std::uint64_t>(job.at.phase * job.inv * 281474976710656.0) + kRoundUp;
       made -= made % kOutputs;
       // Rates that hardly differ take one frame after the other for long stretches.
@@ -375,14 +321,18 @@ CMM_VECTOR_CODE bool MapVectors(MapJob<Sample>& job) {
   plan.Prepare(job.srcRate, job.dstRate, kChannels, sizeof(Sample));
   if (V::kShuffles && plan.fetch == Fetch::kEach) return false;
   if (job.outputs < V::kWords / kChannels || !plan.Covers(job.at.phase)) return true;
-  if (V::kShuffles && job.frameCount * kChannels * sizeof(Sample) < 16) return true;  // less than a window
+  if (V::kShuffles && job.frameCount * kChannels * sizeof(Sample) < 32) return true;  // less than a window
   if (plan.kind == Plan::Kind::kRolling) {
     MapRolling<V, Sample, kChannels>(job);
     return true;
   }
-  plan.Tabulate(V::kWords, sizeof(Sample), job.inv);
-  if constexpr (!V::kShuffles) {
+  if (!plan.Tabulate(V::kWords, sizeof(Sample), job.inv)) return true;
+  if (plan.halves) {
+    MapDouble<V, Sample, kChannels>(job);
+  } else if constexpr (!V::kShuffles) {
     MapTabledBy<V, Sample, kChannels, Fetch::kEach>(job);
+  } else if (plan.fetch == Fetch::kFrames) {
+    if constexpr (sizeof(Sample) * kChannels == 4) MapTabledBy<V, Sample, kChannels, Fetch::kFrames>(job);
   } else if (plan.fetch == Fetch::kLanes) {
     MapTabledBy<V, Sample, kChannels, Fetch::kLanes>(job);
   } else if (plan.fetch == Fetch::kJoined) {

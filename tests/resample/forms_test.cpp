@@ -131,9 +131,12 @@ TEST_P(Forms, AgreeWithTheStepsOnRandomStreams) {
   RandomStreams<std::uint8_t>(*GetParam(), 2);
 }
 
-/// Every difference of two samples, from other starts again: it meets fraction after fraction of these short
+/// Every difference of two samples, from other starts again: it meets fraction after fraction of these
 /// cycles.
-TEST_P(Forms, AgreeOnWholeProducts) {
+template <class Sample>
+void WholeProducts(const Form& form) {
+  constexpr int kLowest = std::numeric_limits<Sample>::min();
+  constexpr int kDifferences = std::numeric_limits<Sample>::max() - kLowest + 1;
   for (const Rates rates : {Rates{6, 7},
                             {15, 16},
                             {41, 40},
@@ -141,18 +144,25 @@ TEST_P(Forms, AgreeOnWholeProducts) {
                             {44100, 48000},
                             {48000, 44100},
                             {22050, 44100},
-                            {647, 650}}) {
-    Pair<std::int16_t> pair(*GetParam());
-    std::vector<std::int16_t> src;
+                            {31, 16},
+                            {647, 650},
+                            {44100, 44101}}) {
+    Pair<Sample> pair(form);
+    std::vector<Sample> src;
     for (int d = 0; d < 65536; d += kEffort == 1 ? 7 : 1) {
-      src.push_back(-32768);
-      src.push_back(static_cast<std::int16_t>(d - 32768));
+      src.push_back(static_cast<Sample>(kLowest));
+      src.push_back(static_cast<Sample>(d % kDifferences + kLowest));
     }
-    for (int start = 0; start < 4 * kEffort && !HasFailure(); ++start) {
-      pair.Call(src, rates, 0, true, 1);
+    for (int start = 0; start < 4 * kEffort && !testing::Test::HasFailure(); ++start) {
+      pair.Call(src, rates, 0, start == 0, 1);
       src.insert(src.begin(), 0);
     }
   }
+}
+
+TEST_P(Forms, AgreeOnWholeProducts) {
+  WholeProducts<std::int16_t>(*GetParam());
+  WholeProducts<std::uint8_t>(*GetParam());
 }
 
 TEST_P(Forms, GiveTheSameHoweverAStreamIsCut) {
