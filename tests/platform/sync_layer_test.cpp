@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/posix/layer.h"
 #include "tests/support/Threads.h"
 
 namespace {
@@ -62,6 +63,13 @@ TEST(Handle, RefusesWhatIsNotOpenEvenWhenItsPlaceIsUsedAgain) {
   EXPECT_FALSE(ReleaseMutex(event));
   EXPECT_EQ(CreateEventA(nullptr, TRUE, TRUE, "name"), nullptr);
   EXPECT_EQ(CreateMutexA(nullptr, TRUE, "name"), nullptr);
+}
+
+TEST(Handle, IsNoWindowWhereItIsAnEventsHandle) {
+  Handle event(NewEvent());
+  platform::DestroyComboBox(static_cast<HWND>(event.value));
+  EXPECT_EQ(SendMessageA(static_cast<HWND>(event.value), CB_GETCOUNT, 0, 0), 0);
+  EXPECT_TRUE(SetEvent(event));
 }
 
 TEST(Handle, ClosesUnderAWaitThatGoesOn) {
