@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/platform.h"
-#include "tests/support/CodePage.h"
+#include "tests/support/System.h"
 #include "tests/support/files.h"
 
 namespace {
@@ -59,10 +59,10 @@ TEST(Text, ComparesCharacterByCharacter) {
   };
   EXPECT_EQ(compare("RIFFx", "RIFFy", 4), 0);
   EXPECT_LT(compare("RIFE", "RIFF", 4), 0);
-  if (!test::UseCodePage(932)) return;
+  if (!UseCodePage(932)) return;
   EXPECT_LT(compare("\xB1", "\x83\x40", 4), 0);
   EXPECT_EQ(compare("a\x83x", "a\x83y", 2), 0);
-  test::UseCodePage(0);
+  UseCodePage(0);
 }
 
 }  // namespace

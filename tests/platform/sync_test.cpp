@@ -11,13 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-
-using test::Begin;
-using test::Body;
-using test::Handle;
-using test::kLong;
-using test::Sleeper;
-using test::Thread;
+using namespace test;
 
 HANDLE AutoEvent() {
   return CreateEventA(nullptr, FALSE, FALSE, nullptr);

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "tests/support/ComboBox.h"
+#include "tests/support/System.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ LPARAM Text(const char* text) {
 }
 
 TEST(ComboBox, KeepsTextsAndDataInTheOrderOfAdding) {
-  const HWND combo = test::CreateComboBox();
+  const HWND combo = NewComboBox();
   EXPECT_EQ(SendMessageA(combo, CB_ADDSTRING, 0, Text("second")), 0);
   EXPECT_EQ(SendMessageA(combo, CB_ADDSTRING, 0, Text("first")), 1);
   EXPECT_EQ(SendMessageA(combo, CB_GETCOUNT, 0, 0), 2);
@@ -24,18 +24,18 @@ TEST(ComboBox, KeepsTextsAndDataInTheOrderOfAdding) {
   EXPECT_EQ(SendMessageA(combo, CB_GETLBTEXTLEN, 1, 0), 5);
   EXPECT_EQ(SendMessageA(combo, CB_GETLBTEXT, 1, reinterpret_cast<LPARAM>(text)), 5);
   EXPECT_EQ(std::memcmp(text, "first\0x", 8), 0);
-  test::DestroyComboBox(combo);
+  DropComboBox(combo);
 }
 
 TEST(ComboBox, RefusesRowsAndWindowsThatAreNotThere) {
-  const HWND combo = test::CreateComboBox();
+  const HWND combo = NewComboBox();
   SendMessageA(combo, CB_ADDSTRING, 0, Text("row"));
   for (const WPARAM row : {WPARAM{1}, ~WPARAM{0}}) {
     for (const UINT message :
          std::initializer_list<UINT>{CB_GETITEMDATA, CB_SETITEMDATA, CB_GETLBTEXT, CB_GETLBTEXTLEN})
       EXPECT_EQ(SendMessageA(combo, message, row, 0), CB_ERR);
   }
-  test::DestroyComboBox(combo);
+  DropComboBox(combo);
   EXPECT_EQ(SendMessageA(combo, CB_GETCOUNT, 0, 0), 0);
 }
 

@@ -4,10 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdint>
 #include <functional>
 
-#include "platform/platform.h"
+#include "tests/support/System.h"
 
 namespace test {
 
@@ -43,11 +42,6 @@ class Thread {
   Body body_;
   Handle handle_;
 };
-
-/// The number of the calling thread, for IsAsleep.
-std::uint32_t ThreadNumber();
-/// Whether that thread waits. Where nothing tells this it is given the time to get there.
-bool IsAsleep(std::uint32_t thread);
 
 /// A thread that waits once for an object; the constructor returns when it sleeps there.
 class Sleeper {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "tests/support/CodePage.h"
+#include "tests/support/System.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ TEST(PathHelpers, TakePathsApart) {
                       {"d\\\x95\x5C.wav", "\x95\x5C.wav", "d", 932},  // the second byte is no separator
                       {"d\\a\x95", "a\x95", "d", 932}};  // a lead byte at the end is not stepped over
   for (const auto& each : kPaths) {
-    if (!test::UseCodePage(each.codePage)) continue;
+    if (!UseCodePage(each.codePage)) continue;
     EXPECT_EQ(Name(each.path), each.name) << each.path;
     EXPECT_EQ(Divided(DividePath, each.path), each.directory) << each.path;
   }
@@ -70,7 +70,7 @@ TEST(PathHelpers, AgreeWithThePlainDefinitionInEveryCodePage) {
   constexpr std::string_view kLikely = "\\/:.a\x80\x81\x95\x9F\xA0\xDF\xE0\xFC\xFD";
   std::mt19937 random(1);
   for (const unsigned codePage : {932u, 65001u, 1252u}) {
-    if (!test::UseCodePage(codePage)) continue;
+    if (!UseCodePage(codePage)) continue;
     for (int i = 0; i < (codePage == 932 ? 1'000'000 : 100'000); ++i) {
       std::string text(random() % 12, '\0');
       for (char& each : text) {

@@ -2,8 +2,11 @@
 // What the tests of conversion and of its drivers have in common.
 
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "tests/support/Formats.h"
+#include "tests/support/System.h"
 #include "tests/wavfile/wav_test.h"
 
 constexpr WORD kPrivateTag = 0x7E57;  // no driver but a test's takes it
@@ -31,4 +34,24 @@ class ConversionTest : public WavTest {
 
  private:
   int files_ = 0;
+};
+
+/// With a combo box for the rows of the conversion drivers.
+class Drivers : public ConversionTest {
+ protected:
+  ~Drivers() override { DropComboBox(combo_); }
+
+  std::vector<std::string> Rows() const {
+    std::vector<std::string> rows;
+    const LRESULT count = SendMessageA(combo_, CB_GETCOUNT, 0, 0);
+    for (LRESULT row = 0; row < count; ++row) {
+      char text[ACMDRIVERDETAILS_LONGNAME_CHARS] = "";
+      SendMessageA(combo_, CB_GETLBTEXT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(text));
+      rows.emplace_back(text);
+    }
+    return rows;
+  }
+
+  const HWND combo_ = NewComboBox();
+  CMMWav wav_;
 };

@@ -1,7 +1,7 @@
 // The directory of conversion drivers: rows of a combo box, and the driver of the running conversion.
 #include <algorithm>
 
-#include "tests/wavfile/drivers.h"
+#include "tests/wavfile/conversion_tools.h"
 
 namespace {
 
