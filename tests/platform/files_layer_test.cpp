@@ -11,14 +11,15 @@ TEST(Files, HaveNamesInTheCodePageAndFourGigabytesAtMost) {
   const TempFolder folder;
   platform::SetCodePage(932);
   const std::string name = "\x83\x5C";  // one character, whose second byte is no separator
-  const HANDLE file =
-      CreateFileA((folder.Path().string() + "\\" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  platform::SetCodePage(0);
+  const std::string path = folder.Name() + "\\" + name;
+  const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr);
   WIN32_FIND_DATAA data;
-  const HANDLE search = FindFirstFileA(folder.File(name).c_str(), &data);
+  const HANDLE search = FindFirstFileA(path.c_str(), &data);
   EXPECT_EQ(FindClose(search), TRUE);
   EXPECT_EQ(FindClose(search), FALSE);
+  platform::SetCodePage(0);
+  EXPECT_TRUE(std::filesystem::exists(folder.File(name)));
   EXPECT_EQ(SetFilePointer(file, 0x7FFFFFFF, nullptr, FILE_BEGIN), 0x7FFFFFFFu);
   EXPECT_EQ(SetFilePointer(file, 0x7FFFFFFF, nullptr, FILE_CURRENT), 0xFFFFFFFEu);
   EXPECT_EQ(SetFilePointer(file, 1000, nullptr, FILE_CURRENT), INVALID_SET_FILE_POINTER);
