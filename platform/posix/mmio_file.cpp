@@ -75,7 +75,7 @@ std::int64_t MmioFile::Write(const char* data, std::size_t count) noexcept {
   if (!writable_ || !NeedStorage()) return -1;
   failed_ = false;
   if (count <= static_cast<std::size_t>(WindowLimit() - next_)) {
-    std::memcpy(next_, data, count);
+    if (count > 0) std::memcpy(next_, data, count);
     MarkDirty(next_, next_ + count);
     next_ += count;
     return static_cast<std::int64_t>(count);

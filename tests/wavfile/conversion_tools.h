@@ -2,95 +2,24 @@
 // What the tests of conversion and of its drivers have in common.
 
 #include <cstring>
-#include <memory>
+#include <string>
 #include <vector>
 
-#include "platform/posix/layer.h"
 #include "tests/support/Formats.h"
+#include "tests/support/System.h"
 #include "tests/wavfile/wav_test.h"
 
 constexpr WORD kPrivateTag = 0x7E57;  // no driver but a test's takes it
+constexpr std::int32_t kOneStage = 1;
+constexpr std::int32_t kTwoStages = 0;
 
-/// What a test driver is to do, and what it has seen.
-struct Script {
-  DWORD support = ACMDRIVERDETAILS_SUPPORTF_CODEC;
-  MMRESULT details = 0, size = 0, prepare = 0, convert = 0;
-  DWORD outputSize = 0;  ///< what it says that its output needs; 0: as much as the source
-  DWORD output = 0;      ///< bytes that each call makes, all of value 3; 0: a copy of its source
-
-  int detailsAsked = 0;
-  WAVEFORMATEX source{}, destination{};
-  ACMSTREAMHEADER prepared{};
-  std::vector<DWORD> lengths;  ///< of source, in each conversion
-  DWORD flags = 0;
-};
-
-class TestStream : public platform::ConversionStream {
- public:
-  explicit TestStream(std::shared_ptr<Script> script) : script_(std::move(script)) {}
-  MMRESULT OutputSize(DWORD sourceBytes, DWORD& outputBytes) override {
-    outputBytes = script_->outputSize != 0 ? script_->outputSize : sourceBytes;
-    return script_->size;
-  }
-  MMRESULT SourceSize(DWORD, DWORD&) override { return ACMERR_NOTPOSSIBLE; }
-  MMRESULT Prepare(ACMSTREAMHEADER& header) override {
-    script_->prepared = header;
-    return script_->prepare;
-  }
-  MMRESULT Convert(ACMSTREAMHEADER& header, DWORD flags) override {
-    script_->flags = flags;
-    script_->lengths.push_back(header.cbSrcLength);
-    header.cbSrcLengthUsed = header.cbSrcLength;
-    header.cbDstLengthUsed = script_->output != 0 ? script_->output : header.cbSrcLength;
-    if (script_->output != 0) {
-      std::memset(header.pbDst, 3, script_->output);
-    } else {
-      std::memcpy(header.pbDst, header.pbSrc, header.cbSrcLength);
-    }
-    return script_->convert;
-  }
-
- private:
-  const std::shared_ptr<Script> script_;
-};
-
-/// Takes any formats, and is tried behind the layer's own drivers.
-class TestDriver : public platform::ConversionDriver {
- public:
-  explicit TestDriver(std::shared_ptr<Script> script) : script_(std::move(script)) {}
-  DWORD Support() const override { return script_->support; }
-  MMRESULT Details(ACMDRIVERDETAILSA& details) const override {
-    ++script_->detailsAsked;
-    std::strcpy(details.szLongName, "Test driver");
-    return script_->details;
-  }
-  MMRESULT Open(const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
-                std::unique_ptr<platform::ConversionStream>& stream) const override {
-    script_->source = source;
-    script_->destination = destination;
-    stream = std::make_unique<TestStream>(script_);
-    return MMSYSERR_NOERROR;
-  }
-
- private:
-  const std::shared_ptr<Script> script_;
-};
-
-/// A registered driver, taken out with the object.
-class Registered {
- public:
-  explicit Registered(std::shared_ptr<Script> script)
-      : id_(platform::RegisterConversionDriver(std::make_shared<TestDriver>(std::move(script)))) {
-    EXPECT_NE(id_, nullptr);
-  }
-  ~Registered() { EXPECT_TRUE(platform::UnregisterConversionDriver(id_)); }
-  Registered(const Registered&) = delete;
-  Registered& operator=(const Registered&) = delete;
-  HACMDRIVERID Id() const { return id_; }
-
- private:
-  const HACMDRIVERID id_;
-};
+inline void ExpectNoConversion(CMMWav& wav) {
+  std::uint32_t made = 99;
+  EXPECT_EQ(wav.Convert(2, &made), 0);
+  EXPECT_EQ(made, 0u);
+  EXPECT_EQ(wav.Convert(), 0u);
+  EXPECT_EQ(wav.GetConvertBuf(), nullptr);
+}
 
 class ConversionTest : public WavTest {
  protected:
@@ -105,4 +34,24 @@ class ConversionTest : public WavTest {
 
  private:
   int files_ = 0;
+};
+
+/// With a combo box for the rows of the conversion drivers.
+class Drivers : public ConversionTest {
+ protected:
+  ~Drivers() override { DropComboBox(combo_); }
+
+  std::vector<std::string> Rows() const {
+    std::vector<std::string> rows;
+    const LRESULT count = SendMessageA(combo_, CB_GETCOUNT, 0, 0);
+    for (LRESULT row = 0; row < count; ++row) {
+      char text[ACMDRIVERDETAILS_LONGNAME_CHARS] = "";
+      SendMessageA(combo_, CB_GETLBTEXT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(text));
+      rows.emplace_back(text);
+    }
+    return rows;
+  }
+
+  const HWND combo_ = NewComboBox();
+  CMMWav wav_;
 };

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "tests/support/OpenFiles.h"
+#include "tests/support/System.h"
 #include "tests/wavfile/wav_test.h"
 
 namespace {

@@ -1,0 +1,45 @@
+#include "tests/support/System.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+std::size_t OpenFiles(const std::filesystem::path& folder) {
+  const std::filesystem::directory_iterator all(folder);
+  return static_cast<std::size_t>(std::count_if(begin(all), end(all), [](const auto& entry) {
+    // Nobody may have it to himself while somebody has it open.
+    const HANDLE file =
+        CreateFileW(entry.path().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return true;
+    CloseHandle(file);
+    return false;
+  }));
+}
+
+std::uint32_t ThreadNumber() {
+  return GetCurrentThreadId();
+}
+
+bool IsAsleep(std::uint32_t) {
+  Sleep(50);
+  return true;
+}
+
+bool UseCodePage(unsigned codePage) {
+  // Who starts the program to see it in a certain code page says so: nothing is to be left out unnoticed.
+  if (const char* const expected = std::getenv("CMM_CODE_PAGE")) {
+    EXPECT_EQ(std::to_string(GetACP()), expected);
+  }
+  return codePage == 0 || codePage == GetACP();
+}
+
+HWND NewComboBox() {
+  return CreateWindowExA(0, "COMBOBOX", "", WS_CHILD | CBS_DROPDOWNLIST | CBS_HASSTRINGS, 0, 0, 0, 0,
+                         HWND_MESSAGE, nullptr, nullptr, nullptr);
+}
+
+void DropComboBox(HWND combo) {
+  DestroyWindow(combo);
+}

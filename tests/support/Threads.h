@@ -1,0 +1,72 @@
+#pragma once
+// Threads by the platform's own calls: not every compiler for Windows has std::thread.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+
+#include "tests/support/System.h"
+
+namespace test {
+
+constexpr DWORD kLong = 20000;  ///< milliseconds; never reached unless something is broken
+
+struct Handle {
+  HANDLE value;
+  explicit Handle(HANDLE h) : value(h) { EXPECT_NE(h, nullptr); }
+  explicit Handle(std::uintptr_t h) : Handle(reinterpret_cast<HANDLE>(h)) {}
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  ~Handle() { CloseHandle(value); }
+  operator HANDLE() const { return value; }
+};
+
+using Body = std::function<void()>;
+inline unsigned __stdcall RunBody(void* body) {
+  (*static_cast<Body*>(body))();
+  return 0;
+}
+inline std::uintptr_t Begin(Body& body, unsigned stackSize = 0) {
+  return _beginthreadex(nullptr, stackSize, RunBody, &body, 0, nullptr);
+}
+
+/// A thread that has ended when the object goes.
+class Thread {
+ public:
+  explicit Thread(Body body) : body_(std::move(body)), handle_(Begin(body_)) {}
+  ~Thread() { Join(); }
+  void Join() { EXPECT_EQ(WaitForSingleObject(handle_, kLong), WAIT_OBJECT_0); }
+
+ private:
+  Body body_;
+  Handle handle_;
+};
+
+/// A thread that waits once for an object; the constructor returns when it sleeps there.
+class Sleeper {
+ public:
+  explicit Sleeper(HANDLE handle, DWORD milliseconds = kLong)
+      : thread_([this, handle, milliseconds] {
+          id_ = ThreadNumber();
+          result_ = WaitForSingleObject(handle, milliseconds);
+          done_ = true;
+        }) {
+    for (int asleep = 0; asleep < 3 && !done_;) {
+      Sleep(2);
+      asleep = id_ != 0 && IsAsleep(id_) ? asleep + 1 : 0;
+    }
+  }
+  DWORD Result() {
+    thread_.Join();
+    return result_;
+  }
+
+ private:
+  std::atomic<std::uint32_t> id_{0};
+  std::atomic<bool> done_{false};
+  DWORD result_ = WAIT_FAILED;
+  Thread thread_;
+};
+
+}  // namespace test
