@@ -8,7 +8,7 @@
 namespace platform::detail {
 namespace {
 
-constexpr double kDrainSeconds = 0.02;  // what is left to the device's draining; how often it is asked
+constexpr double kDrainSeconds = 0.02;   // what is left to the device's draining; how often it is asked
 constexpr std::uint32_t kLastPart = 16;  // of the buffer, which a sound server may not account for
 
 }  // namespace
