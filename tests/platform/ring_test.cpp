@@ -7,6 +7,7 @@
 #include <mutex>
 #include <thread>
 
+#include "platform/capture_losses.h"
 #include "platform/posix/devices/capture_ring.h"
 #include "tests/support/Recorder.h"
 
@@ -24,6 +25,8 @@ struct Script {
   BYTE next = 0;  // the stream counts its bytes
   bool woken = false;
   bool alive = true;
+  bool gone = false;
+  std::uint64_t lost = 0;  // frames
   HRESULT startResult = DS_OK;
   int starts = 0;
   int stops = 0;
@@ -45,12 +48,21 @@ class ScriptedSource final : public CaptureSource {
   void Stop() override { ++script_.stops; }
   DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds) override {
     std::unique_lock lock(script_.lock);
-    script_.changed.wait(lock, [&] { return script_.woken || script_.toGive > 0; });  // no end but Wake
+    // No end but Wake.
+    script_.changed.wait(lock, [&] { return script_.woken || script_.toGive > 0 || script_.gone; });
     if (script_.woken) return 0;
     const DWORD bytes = std::min(room, script_.toGive);
     for (DWORD i = 0; i < bytes; ++i) to[i] = script_.next++;
     script_.toGive -= bytes;
     return bytes;
+  }
+  bool Gone() const override {
+    const std::lock_guard lock(script_.lock);
+    return script_.gone && script_.toGive == 0;
+  }
+  std::uint64_t TakeLost() override {
+    const std::lock_guard lock(script_.lock);
+    return std::exchange(script_.lost, 0);
   }
   void Wake() override {
     const std::lock_guard lock(script_.lock);
@@ -78,6 +90,7 @@ class RingTest : public testing::Test {
     device_.reset(device);
     buffer_ = MakeBuffer(device, Pcm(1, 8000, 8), kRing);
     notify_ = Query<IDirectSoundNotify>(buffer_.get(), IID_IDirectSoundNotify);
+    losses_ = Query<ICaptureLosses>(buffer_.get(), IID_ICaptureLosses);
     for (HANDLE& event : events_) event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
   }
   ~RingTest() override {
@@ -95,8 +108,9 @@ class RingTest : public testing::Test {
   }
   void Start() { ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK); }
   void Stop() { ASSERT_EQ(buffer_->Stop(), DS_OK); }
-  void Offer(DWORD bytes) {
+  void Offer(DWORD bytes, DWORD lost = 0) {
     const std::lock_guard lock(script_.lock);
+    script_.lost = lost;
     script_.toGive = bytes;
     script_.changed.notify_all();
   }
@@ -117,6 +131,42 @@ class RingTest : public testing::Test {
     EXPECT_EQ(buffer_->GetCurrentPosition(nullptr, &read), DS_OK);
     return read;
   }
+  /// Lets the device lose some bytes and then capture @p bytes, and waits until the buffer has them all.
+  void Feed(DWORD bytes, DWORD lost = 0) {
+    const std::uint64_t wanted = Losses().waitingFrames + Losses().lostFrames + bytes + lost;
+    Offer(bytes, lost);
+    const auto taken = [&] { return Losses().waitingFrames + Losses().lostFrames == wanted; };
+    for (int i = 0; i < 10000 && !taken(); ++i) std::this_thread::sleep_for(1ms);
+    ASSERT_TRUE(taken());
+  }
+  CaptureLosses Losses() {
+    CaptureLosses losses;
+    losses_->GetLosses(&losses);
+    return losses;
+  }
+  /// Goes, with what has been offered.
+  void Go() {
+    const std::lock_guard lock(script_.lock);
+    script_.gone = true;
+    script_.changed.notify_all();
+  }
+  /// What a drain up to the position reads, in whole segments; its bytes are appended.
+  HRESULT Drain(std::vector<BYTE>* data) {
+    DWORD position = 0;
+    const HRESULT result = buffer_->GetCurrentPosition(nullptr, &position);
+    const DWORD ready = (position + kRing - drained_) % kRing;
+    if (result != DS_OK || ready < kSegment) return result;
+    void* parts[2];
+    DWORD sizes[2];
+    buffer_->Lock(drained_, ready - ready % kSegment, &parts[0], &sizes[0], &parts[1], &sizes[1], 0);
+    for (int i = 0; i < 2 && parts[i] != nullptr; ++i) {
+      const auto* const from = static_cast<const BYTE*>(parts[i]);
+      data->insert(data->end(), from, from + sizes[i]);
+      buffer_->Unlock(parts[i], sizes[i], nullptr, 0);
+      drained_ = (drained_ + sizes[i]) % kRing;
+    }
+    return result;
+  }
   DWORD Status() {
     DWORD status = 99;
     EXPECT_EQ(buffer_->GetStatus(&status), DS_OK);
@@ -134,8 +184,16 @@ class RingTest : public testing::Test {
   Com<IDirectSoundCapture> device_;
   Com<IDirectSoundCaptureBuffer> buffer_;
   Com<IDirectSoundNotify> notify_;
+  Com<ICaptureLosses> losses_;
   HANDLE events_[2];
+  DWORD drained_ = 0;  // where Drain goes on
 };
+
+/// That the bytes count on, from @p first.
+void ExpectStream(const std::vector<BYTE>& data, std::size_t begin, std::size_t end, std::size_t first) {
+  ASSERT_GE(data.size(), end);
+  for (std::size_t i = begin; i < end; ++i) ASSERT_EQ(data[i], static_cast<BYTE>(first + i - begin)) << i;
+}
 
 TEST_F(RingTest, SignalsAPointOnceItsByteIsBeforeThePositionOnEveryLap) {
   ASSERT_EQ(Notify({{0, events_[0]}, {kRing - 1, events_[1]}}), DS_OK);
@@ -225,30 +283,114 @@ TEST_F(RingTest, WithoutLoopingCaptureEndsAtTheRingsEnd) {
   }
 }
 
-TEST_F(RingTest, TheOldestDataIsOverwritten) {
+TEST_F(RingTest, GoesRoundForAReaderThatNeverLocks) {
+  NotifySegments();
   Start();
-  Give(kRing - 50);
-  Give(100);
+  int heard = 0;
+  for (int piece = 0; piece < 30; ++piece) {
+    Give(kSegment / 2);
+    heard += Taken(events_[0]) ? 1 : 0;
+  }
+  EXPECT_EQ(heard, 15) << "woken on every lap";
   Stop();
-  EXPECT_EQ(Bytes()[49], static_cast<BYTE>(kRing + 49));
-  EXPECT_EQ(Bytes()[50], 50);
+  EXPECT_EQ(Losses().overruns, 0u);
+  const std::vector<BYTE> ring = Bytes();
+  EXPECT_EQ(ring[299], static_cast<BYTE>(3 * kRing + 299));
+  EXPECT_EQ(ring[300], static_cast<BYTE>(2 * kRing + 300)) << "the oldest data is overwritten";
 }
 
-TEST_F(RingTest, WhatIsLockedStaysUntilItIsUnlocked) {
+TEST_F(RingTest, WhatIsNotUnlockedStaysAndTheRestWaits) {
+  NotifySegments();
   Start();
   Give(250);
   void* part = nullptr;
   DWORD size = 0;
-  ASSERT_EQ(buffer_->Lock(100, 100, &part, &size, nullptr, nullptr, 0), DS_OK);
-  const auto* const locked = static_cast<const BYTE*>(part);
-  Offer(300);  // 150 to the ring's end, 100 before the locked region, 50 into it
-  while (Where() != 100) std::this_thread::sleep_for(1ms);
-  std::this_thread::sleep_for(20ms);
-  EXPECT_EQ(Where(), 100u);
-  EXPECT_EQ(locked[0], 100);
+  ASSERT_EQ(buffer_->Lock(0, 200, &part, &size, nullptr, nullptr, 0), DS_OK);
+  const std::vector<BYTE> locked(static_cast<BYTE*>(part), static_cast<BYTE*>(part) + size);
+  for (const DWORD bytes : {300u, 1u, 1000u, 57u}) Feed(bytes);  // in one piece or little by little
+  EXPECT_EQ(Read(), kRing - 1) << "not round to the reader from behind";
+  EXPECT_EQ(std::memcmp(part, locked.data(), size), 0);
   EXPECT_EQ(buffer_->Unlock(part, size, nullptr, 0), DS_OK);
-  while (Where() != 150) std::this_thread::sleep_for(1ms);
-  EXPECT_EQ(locked[0], static_cast<BYTE>(kRing + 100));
+  std::vector<BYTE> data = locked;
+  drained_ = 200;
+  while (Taken(events_[0])) ASSERT_EQ(Drain(&data), DS_OK);
+  ASSERT_EQ(data.size(), 1600u);
+  ExpectStream(data, 0, data.size(), 0);
+  EXPECT_EQ(Losses().waitingFrames, 8u);
+  EXPECT_EQ(Losses().overruns, 0u);
+}
+
+// A process may be stopped before its first drain.
+TEST_F(RingTest, WaitsForAReaderThatHasNotWokenYet) {
+  NotifySegments();
+  Start();
+  Feed(1000);
+  Stop();
+  std::vector<BYTE> data;
+  while (Taken(events_[0])) ASSERT_EQ(Drain(&data), DS_OK);
+  ASSERT_EQ(data.size(), 1000u);
+  ExpectStream(data, 0, data.size(), 0);
+  EXPECT_EQ(Drain(&data), DS_OK) << "a stop is no loss of the device";
+}
+
+TEST_F(RingTest, AFullBacklogLosesOneRingAtATimeAndTellsWhere) {
+  constexpr std::uint64_t kBacklog = 60 * 8000;
+  NotifySegments();
+  Start();
+  std::vector<BYTE> data;
+  Give(kSegment + 1);
+  ASSERT_EQ(Drain(&data), DS_OK);
+  Feed(kRing, 5);
+  CaptureLosses losses = Losses();
+  EXPECT_EQ(losses.overruns, 1u);
+  EXPECT_EQ(losses.lostFrames, 5u);
+  EXPECT_TRUE(losses.estimated);
+  Start();  // while it runs: nothing changes
+  EXPECT_EQ(Losses().lostFrames, 5u);
+  Stop();
+  Start();
+  EXPECT_EQ(Losses().overruns, 0u);
+  drained_ = 0;
+  data.clear();
+  script_.next = 0;
+  // The ring takes all but a block. What is over then drives out whole rings, whatever the pieces.
+  Feed(kRing - 1);
+  for (int piece = 0; piece < 10; ++piece) Feed(kBacklog / 10);
+  EXPECT_EQ(Losses().overruns, 0u);
+  Feed(1);
+  Feed(2 * kRing);
+  losses = Losses();
+  EXPECT_EQ(losses.overruns, 1u) << "one gap";
+  EXPECT_EQ(losses.lastLossAt, kRing - 1);
+  EXPECT_EQ(losses.lastLossFrames, 3 * kRing);
+  EXPECT_FALSE(losses.estimated);
+  while (Taken(events_[0])) ASSERT_EQ(Drain(&data), DS_OK);
+  ASSERT_EQ(data.size() + Losses().waitingFrames, kRing - 1 + kBacklog + 1 + 2 * kRing - 3 * kRing);
+  ExpectStream(data, 0, kRing - 1, 0);
+  ExpectStream(data, kRing - 1, data.size(), kRing - 1 + 3 * kRing);
+}
+
+TEST_F(RingTest, ADeviceThatIsGoneShowsOnceItsWholeSegmentsAreRead) {
+  NotifySegments();
+  for (int run = 0; run < 2; ++run) {  // the reader is known to lock in the second
+    script_.gone = false;
+    script_.next = 0;
+    drained_ = 0;
+    Start();
+    Feed(2 * kRing + 30);
+    Go();
+    ASSERT_EQ(WaitForSingleObject(events_[1], 10000), WAIT_OBJECT_0) << "it has stopped";
+    EXPECT_EQ(Status(), 0u);
+    std::vector<BYTE> data;
+    HRESULT result = DS_OK;
+    while (result == DS_OK && WaitForSingleObject(events_[0], 10000) == WAIT_OBJECT_0) result = Drain(&data);
+    EXPECT_EQ(result, DSERR_NODRIVER);
+    EXPECT_EQ(Drain(&data), DSERR_NODRIVER) << "until the next start";
+    ASSERT_EQ(data.size(), 2 * kRing);
+    ExpectStream(data, 0, data.size(), 0);
+    Stop();
+    EXPECT_EQ(script_.stops, run + 1);
+  }
 }
 
 TEST_F(RingTest, LockSplitsAtTheEnd) {
@@ -289,6 +431,7 @@ TEST_F(RingTest, InterfacesMayBeReleasedInAnyOrderAndWhileCapturing) {
   EXPECT_EQ(MakeBuffer(device_.get(), Pcm(1, 8000, 8), kRing, &result), nullptr);
   EXPECT_EQ(result, DSERR_ALLOCATED) << "one buffer to a device";
   notify_.reset();
+  losses_.reset();
   buffer_.reset();
   buffer_ = MakeBuffer(device_.get(), Pcm(1, 8000, 8), kRing);
   ASSERT_NE(buffer_, nullptr);
@@ -308,6 +451,7 @@ TEST_F(RingTest, InterfacesMayBeReleasedInAnyOrderAndWhileCapturing) {
 TEST_F(RingTest, RefusesWrongDescriptions) {
   buffer_.reset();
   notify_.reset();
+  losses_.reset();
   struct {
     WAVEFORMATEX format;
     DWORD bytes;

@@ -9,7 +9,8 @@
 namespace platform::detail {
 namespace {
 
-constexpr unsigned kBufferMicroseconds = 1'000'000;  // what the worker may oversleep
+// What the worker may oversleep: as much as the device has, so that a process that is stopped loses little.
+constexpr unsigned kBufferMicroseconds = 10'000'000;
 // Every period wakes the worker and, with a sound server, a thread of its client: at 10 ms that costs a whole
 // per cent of a core, and a segment of the recorder has a quarter second.
 constexpr unsigned kPeriodMicroseconds = 50'000;
@@ -85,6 +86,7 @@ HRESULT AlsaSource::Configure(const WAVEFORMATEX& format) {
     return error == -ENOMEM ? DSERR_OUTOFMEMORY : DSERR_BADFORMAT;
   if (SetWakePoint() < 0) return DSERR_GENERIC;
   block_ = format.nBlockAlign;
+  rate_ = format.nSamplesPerSec;
   return DS_OK;
 }
 
@@ -104,6 +106,8 @@ HRESULT AlsaSource::Start() {
   const QuietAlsa quiet;
   wake_.Clear();
   gone_ = false;
+  lost_ = 0;
+  lastRead_ = Clock::now();
   return CollectDescriptors() && Restart() ? DS_OK : DSERR_GENERIC;
 }
 
@@ -122,6 +126,15 @@ bool AlsaSource::Restart() {
   return snd_pcm_prepare(pcm_) >= 0 && snd_pcm_start(pcm_) >= 0;
 }
 
+/// What the device's buffer held is gone too: all since the last read.
+bool AlsaSource::RestartAfterOverrun() {
+  if (!Restart()) return false;
+  const std::chrono::duration<double> away = Clock::now() - lastRead_;
+  lost_ += static_cast<std::uint64_t>(away.count() * rate_);
+  lastRead_ = Clock::now();
+  return true;
+}
+
 void AlsaSource::Stop() {
   const QuietAlsa quiet;
   snd_pcm_drop(pcm_);
@@ -136,9 +149,12 @@ DWORD AlsaSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patience)
     if (!WaitForData(milliseconds)) return 0;
     frames = read();
   }
-  if (frames > 0) return static_cast<DWORD>(frames) * block_;
+  if (frames > 0) {
+    lastRead_ = Clock::now();
+    return static_cast<DWORD>(frames) * block_;
+  }
   if (frames == -EPIPE || frames == -ESTRPIPE) {  // overrun or suspended: what was lost is lost
-    gone_ = !Restart();
+    gone_ = !RestartAfterOverrun();
   } else if (frames == 0 || frames == -EAGAIN) {  // a device that calls itself ready too early
     WaitForWake(kUnreadyMilliseconds);
   } else {

@@ -3,7 +3,10 @@
 
 #include <poll.h>
 
+#include <chrono>
+#include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/posix/devices/alsa.h"
@@ -41,13 +44,18 @@ class AlsaSource final : public CaptureSource {
   void Stop() override;
   DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) override;
   void Wake() override { wake_.Set(); }
+  bool Gone() const override { return gone_; }
+  std::uint64_t TakeLost() override { return std::exchange(lost_, 0); }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   AlsaSource() = default;
 
   int SetWakePoint();
   bool CollectDescriptors();
   bool Restart();
+  bool RestartAfterOverrun();
   bool WaitForData(int milliseconds);
   void WaitForWake(int milliseconds);
 
@@ -57,6 +65,9 @@ class AlsaSource final : public CaptureSource {
   WakeDescriptor wake_;
   std::vector<pollfd> descriptors_;  // the wake descriptor, then the device's
   bool gone_ = false;                // the device has failed for good: nothing more comes of it
+  double rate_ = 0;
+  Clock::time_point lastRead_;  // up to then the sound has been handed over
+  std::uint64_t lost_ = 0;      // frames of an overrun, by the clock
 };
 
 }  // namespace platform::detail

@@ -13,16 +13,32 @@
 namespace platform::detail {
 namespace {
 
-// How long the worker leaves itself to the source. A Wake ends the wait; this only bounds what a source may
-// do.
+// How long the worker leaves itself to the source. A Wake ends the wait; this only bounds what a source may do.
 constexpr std::chrono::milliseconds kPatience{100};
-// How long a locked region is kept from the worker: a reader that forgets to unlock does not stop the device.
-constexpr std::chrono::milliseconds kLongestHold{200};
+
+// The backlog holds so many seconds, but no more than so many bytes.
+constexpr std::size_t kBacklogSeconds = 60;
+constexpr std::size_t kBacklogBytes = std::size_t{64} << 20;
+
+/// In whole blocks.
+std::size_t BacklogLimit(const WAVEFORMATEX& format) {
+  const std::size_t bytes = std::min(kBacklogSeconds * format.nAvgBytesPerSec, kBacklogBytes);
+  return bytes - bytes % format.nBlockAlign;
+}
+
+/// The two parts of a region of a ring: before its end, and from its beginning on.
+bool IsInRegion(DWORD offset, DWORD begin, DWORD bytes, DWORD ring) {
+  return (offset >= begin ? offset - begin : offset + (ring - begin)) < bytes;
+}
 
 }  // namespace
 
 CaptureRing::CaptureRing(std::shared_ptr<OpenDevice> device, const WAVEFORMATEX& format, DWORD bytes)
-    : device_(std::move(device)), format_(format), ring_(bytes) {
+    : device_(std::move(device)),
+      format_(format),
+      ring_(bytes),
+      backlogLimit_(BacklogLimit(format)),
+      backlog_(backlogLimit_ + bytes) {
   const SignalsBlocked blocked;
   worker_ = std::thread(&CaptureRing::Work, this);
 }
@@ -59,43 +75,88 @@ void CaptureRing::Work() {
   }
 }
 
-/// Fills the ring from the source until Stop, or until the end of a ring that does not loop.
+/// Takes from the source until Stop, until the end of a ring that does not loop, or until the device is gone.
 void CaptureRing::Capture(std::unique_lock<std::mutex>& lock) {
   CaptureSource& source = *device_->source;
   busy_ = true;
   bool full = false;
-  while (running_ && !full) {
-    BYTE* const to = ring_.data() + position_;
-    const DWORD room = RoomForWorker();
-    if (room == 0) {
-      const auto free = [this] { return !running_ || RoomForWorker() != 0; };
-      if (!unlocked_.wait_for(lock, kLongestHold, free)) lockedBytes_ = 0;
-      continue;
-    }
+  while (running_ && !full && !gone_) {
+    const std::span<BYTE> room = RoomForWorker();
     lock.unlock();
-    const DWORD got = source.Read(to, room, kPatience);
+    const DWORD got = source.Read(room.data(), static_cast<DWORD>(room.size()), kPatience);
+    const std::uint64_t lost = source.TakeLost();
+    const bool gone = source.Gone();
     lock.lock();
-    Advance(got);
+    if (lost != 0) {
+      CountLoss(backlog_.Held(), lost * format_.nBlockAlign);
+      losses_.estimated = true;
+    }
+    TakeIn(room, got);
+    gone_ = gone;
     full = position_ == 0 && got > 0 && !looping_;
   }
-  if (full && running_) {  // nobody has stopped it: the source is the worker's to stop
+  if ((full || gone_) && running_) {  // nobody has stopped it: the source is the worker's to stop
     running_ = false;
     lock.unlock();
     source.Stop();
     lock.lock();
-    SignalStop();
+    Signal([](const Notification& each) { return each.offset == DSBPN_OFFSETSTOP; });
+    if (gone_) Signal([](const Notification& each) { return each.offset != DSBPN_OFFSETSTOP; });
   }
   busy_ = false;
   parked_.notify_all();
 }
 
-/// Bytes up to the ring's end, or to what the reader has locked; 0 inside of that.
-DWORD CaptureRing::RoomForWorker() const {
+/// Where the next sound goes: straight into the ring, or behind what waits for room there.
+std::span<BYTE> CaptureRing::RoomForWorker() {
+  if (backlog_.Held() == 0) {
+    if (const DWORD room = RoomInRing(); room != 0) return {ring_.data() + position_, room};
+  }
+  return backlog_.Tail();
+}
+
+void CaptureRing::TakeIn(std::span<BYTE> room, DWORD bytes) {
+  if (room.data() == ring_.data() + position_) {
+    Advance(bytes);
+  } else {
+    backlog_.Commit(bytes);
+    Refill();
+    for (; backlog_.Held() > backlogLimit_; backlog_.Drop(Size())) CountLoss(0, Size());
+  }
+}
+
+/// @param behind bytes in the backlog ahead of the gap
+void CaptureRing::CountLoss(std::uint64_t behind, std::uint64_t bytes) {
+  const std::uint64_t at = passed_ + losses_.lostFrames + behind;
+  if (losses_.overruns == 0 || at != losses_.lastLossAt + losses_.lastLossFrames) {
+    ++losses_.overruns;
+    losses_.lastLossAt = at;
+    losses_.lastLossFrames = 0;
+  }
+  losses_.lastLossFrames += bytes;
+  losses_.lostFrames += bytes;
+}
+
+// --- The ring, under its lock -----------------------------------------------------------------------------
+
+/// Bytes from the position on, up to the ring's end or to what the reader has not unlocked. One block less than
+/// the ring at the most, since a position that has come round would tell the reader that there is nothing.
+DWORD CaptureRing::RoomInRing() {
   const DWORD toEnd = Size() - position_;
-  if (lockedBytes_ == 0) return toEnd;
-  const DWORD into = position_ >= lockedAt_ ? position_ - lockedAt_ : position_ + (Size() - lockedAt_);
-  if (into < lockedBytes_) return 0;
-  return position_ < lockedAt_ ? std::min(toEnd, lockedAt_ - position_) : toEnd;
+  if (!looping_ || goesRound_) return toEnd;
+  const DWORD kept = unread_ + format_.nBlockAlign;
+  if (kept < Size() && locked_ <= unread_) return std::min(toEnd, Size() - kept);
+  if (locking_ || NotificationsUnheard()) return 0;
+  goesRound_ = true;
+  return toEnd;
+}
+
+void CaptureRing::Refill() {
+  while (backlog_.Held() != 0) {
+    const DWORD room = RoomInRing();
+    if (room == 0) return;
+    Advance(static_cast<DWORD>(backlog_.Take(ring_.data() + position_, room)));
+  }
 }
 
 /// Moves the read position over @p bytes, which do not go beyond the ring's end, and signals what it passes.
@@ -107,11 +168,13 @@ void CaptureRing::Advance(DWORD bytes) {
   }
   position_ += bytes;
   if (position_ == Size()) position_ = 0;
+  passed_ += bytes;
+  if (!goesRound_) unread_ += bytes;
 }
 
-void CaptureRing::SignalStop() {
+void CaptureRing::Signal(bool (*which)(const Notification&)) {
   for (Notification& each : notifications_) {
-    if (each.offset != DSBPN_OFFSETSTOP) continue;
+    if (!which(each)) continue;
     each.pending = true;
     SetEvent(each.event);
   }
@@ -132,6 +195,39 @@ void CaptureRing::WithdrawPassed() {
   }
 }
 
+/// Whether a reader that has not locked anything yet has not woken yet either. An event that is looked at is
+/// set again.
+bool CaptureRing::NotificationsUnheard() const {
+  return std::any_of(notifications_.begin(), notifications_.end(), [](const Notification& each) {
+    return each.offset != DSBPN_OFFSETSTOP && each.pending &&
+           WaitForSingleObject(each.event, 0) == WAIT_OBJECT_0 && SetEvent(each.event) != FALSE;
+  });
+}
+
+/// Whether a device that is gone has left something that the reader will come for: up to the last notification
+/// point. Of a reader that is not woken by points, or does not lock, only its looks are known.
+bool CaptureRing::DataWaits() const {
+  const bool wakes = std::any_of(notifications_.begin(), notifications_.end(), [](const Notification& each) {
+    return each.offset != DSBPN_OFFSETSTOP;
+  });
+  if (!locking_ || !wakes) return backlog_.Held() != 0 || !told_;
+  return std::any_of(notifications_.begin(), notifications_.end(), [this](const Notification& each) {
+    return each.offset != DSBPN_OFFSETSTOP && IsInRegion(each.offset, reader_, unread_, Size());
+  });
+}
+
+void CaptureRing::BeginAnew() {
+  position_ = reader_ = unread_ = locked_ = 0;
+  passed_ = 0;
+  goesRound_ = gone_ = told_ = false;
+  backlog_.Clear();
+  losses_ = {};
+  for (Notification& each : notifications_) {
+    if (each.pending) ResetEvent(each.event);
+    each.pending = false;
+  }
+}
+
 // --- IUnknown ---------------------------------------------------------------------------------------------
 
 HRESULT CaptureRing::QueryInterface(REFIID iid, void** object) {
@@ -141,6 +237,8 @@ HRESULT CaptureRing::QueryInterface(REFIID iid, void** object) {
     *object = static_cast<IDirectSoundCaptureBuffer*>(this);
   } else if (iid == IID_IDirectSoundNotify) {
     *object = static_cast<IDirectSoundNotify*>(this);
+  } else if (iid == IID_ICaptureLosses) {
+    *object = static_cast<ICaptureLosses*>(this);
   } else {
     return E_NOINTERFACE;
   }
@@ -170,10 +268,12 @@ HRESULT CaptureRing::GetCaps(DSCBCAPS* caps) {
 
 HRESULT CaptureRing::GetCurrentPosition(LPDWORD capturePosition, LPDWORD readPosition) {
   const std::lock_guard lock(lock_);
+  if (gone_ && !DataWaits()) return DSERR_NODRIVER;
   if (capturePosition != nullptr) *capturePosition = position_;
   if (readPosition == nullptr)
     return DS_OK;  // the caller does not learn what it could take: nothing is covered
   *readPosition = position_;
+  told_ = gone_;
   WithdrawPassed();
   return DS_OK;
 }
@@ -206,8 +306,11 @@ HRESULT CaptureRing::Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD byte
   if (offset >= Size() || bytes == 0 || bytes > Size()) return DSERR_INVALIDPARAM;
   {
     const std::lock_guard lock(lock_);
-    lockedAt_ = offset;
-    lockedBytes_ = bytes;
+    locking_ = true;
+    goesRound_ = false;
+    reader_ = offset;
+    unread_ = position_ >= offset ? position_ - offset : position_ + (Size() - offset);
+    locked_ = bytes;
   }
   const DWORD first = std::min(bytes, Size() - offset);
   *part1 = ring_.data() + offset;
@@ -229,11 +332,7 @@ HRESULT CaptureRing::Start(DWORD flags) {
   if (const HRESULT result = device_->source->Start(); result != DS_OK) return result;
   {
     const std::lock_guard lock(lock_);
-    position_ = lockedBytes_ = 0;
-    for (Notification& each : notifications_) {
-      if (each.pending) ResetEvent(each.event);
-      each.pending = false;
-    }
+    BeginAnew();
     looping_ = (flags & DSCBSTART_LOOPING) != 0;
     running_ = true;
   }
@@ -247,10 +346,9 @@ HRESULT CaptureRing::Stop() {
     std::unique_lock lock(lock_);
     const bool wasRunning = std::exchange(running_, false);
     if (wasRunning) device_->source->Wake();
-    unlocked_.notify_one();
     parked_.wait(lock, [this] { return !busy_; });
     if (!wasRunning) return DS_OK;
-    SignalStop();
+    Signal([](const Notification& each) { return each.offset == DSBPN_OFFSETSTOP; });
   }
   device_->source->Stop();
   return DS_OK;
@@ -259,14 +357,15 @@ HRESULT CaptureRing::Stop() {
 HRESULT CaptureRing::Unlock(LPVOID part1, DWORD bytes1, LPVOID part2, DWORD bytes2) {
   const bool ours = Contains(part1, bytes1) && (part2 == nullptr || Contains(part2, bytes2));
   if (!ours) return DSERR_INVALIDPARAM;
-  {
-    // Parts come back in their order, in one call or in one each.
-    const std::lock_guard lock(lock_);
-    const DWORD bytes = std::min(lockedBytes_, bytes1 + (part2 != nullptr ? bytes2 : 0));
-    lockedBytes_ -= bytes;
-    lockedAt_ = (lockedAt_ + bytes) % Size();
-  }
-  unlocked_.notify_one();
+  // Parts come back in their order, in one call or in one each.
+  const std::lock_guard lock(lock_);
+  const DWORD bytes = std::min(locked_, bytes1 + (part2 != nullptr ? bytes2 : 0));
+  locked_ -= bytes;
+  unread_ -= std::min(unread_, bytes);
+  reader_ = (reader_ + bytes) % Size();
+  Refill();
+  // The reader is to learn that this was the last.
+  if (gone_ && !DataWaits()) Signal([](const Notification& each) { return each.offset != DSBPN_OFFSETSTOP; });
   return DS_OK;
 }
 
@@ -294,6 +393,18 @@ HRESULT CaptureRing::SetNotificationPositions(DWORD count, LPCDSBPOSITIONNOTIFY 
   return DS_OK;
 } catch (const std::bad_alloc&) {
   return E_OUTOFMEMORY;
+}
+
+// --- ICaptureLosses ---------------------------------------------------------------------------------------
+
+void CaptureRing::GetLosses(CaptureLosses* losses) {
+  const std::lock_guard lock(lock_);
+  const std::uint64_t block = format_.nBlockAlign;
+  *losses = losses_;
+  losses->lostFrames /= block;
+  losses->lastLossAt /= block;
+  losses->lastLossFrames /= block;
+  losses->waitingFrames = (unread_ + backlog_.Held()) / block;
 }
 
 }  // namespace platform::detail

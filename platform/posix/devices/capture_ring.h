@@ -5,24 +5,31 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <thread>
 #include <vector>
 
+#include "platform/capture_losses.h"
+#include "platform/posix/devices/backlog.h"
 #include "platform/posix/devices/capture_device.h"
 
 namespace platform::detail {
 
-/// The published capture buffer and its notifications in one object.
+/// The published capture buffer, its notifications and its losses in one object.
 ///
-/// The worker is the ring's one writer. It writes behind the read position without a lock and moves the
-/// position under `lock_`, where it also signals the notifications that it has passed; GetCurrentPosition
-/// reads the position and withdraws them under the same lock. A reader that has fallen a whole ring behind is
-/// not waited for: the oldest data is overwritten. But what it has locked stays as it is until it is
-/// unlocked, for a fifth of a second at the most: the source keeps what comes meanwhile, as far as it can.
-class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundNotify {
+/// The worker reads from the source without a lock, into the ring or into the backlog, and moves the position
+/// under `lock_`, where it also signals the notifications that it has passed; GetCurrentPosition reads the
+/// position and withdraws them under the same lock.
+///
+/// A reader that locks and unlocks what it reads is never overrun: the position does not come round to what it
+/// has not unlocked. What is captured meanwhile waits in the backlog, and goes on into the ring as soon as an
+/// Unlock has made room. A backlog that is full loses its oldest sound, one ring's worth at a time, so that
+/// offsets in the ring keep their meaning. A reader that never locks sees a ring that goes round.
+class CaptureRing final : public IDirectSoundCaptureBuffer,
+                          public IDirectSoundNotify,
+                          public ICaptureLosses {
  public:
-  /// Makes a ring with one reference, and its worker. @p format is consistent PCM and the source's own by
-  /// now.
+  /// Makes a ring with one reference, and its worker. @p format is consistent PCM and the source's own by now.
   static HRESULT Create(std::shared_ptr<OpenDevice> device, const WAVEFORMATEX& format, DWORD bytes,
                         IDirectSoundCaptureBuffer** buffer);
 
@@ -43,6 +50,8 @@ class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundN
 
   HRESULT __stdcall SetNotificationPositions(DWORD count, LPCDSBPOSITIONNOTIFY positions) override;
 
+  void __stdcall GetLosses(CaptureLosses* losses) override;
+
  private:
   struct Notification {
     DWORD offset;
@@ -53,12 +62,23 @@ class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundN
   CaptureRing(std::shared_ptr<OpenDevice> device, const WAVEFORMATEX& format, DWORD bytes);
   ~CaptureRing();
 
+  // The worker.
   void Work();
   void Capture(std::unique_lock<std::mutex>& lock);
+  std::span<BYTE> RoomForWorker();
+  void TakeIn(std::span<BYTE> room, DWORD bytes);
+  void CountLoss(std::uint64_t behind, std::uint64_t bytes);
+
+  // The ring, under lock_.
+  DWORD RoomInRing();
+  void Refill();
   void Advance(DWORD bytes);
-  void SignalStop();
+  void Signal(bool (*which)(const Notification&));
   void WithdrawPassed();
-  DWORD RoomForWorker() const;
+  bool NotificationsUnheard() const;
+  bool DataWaits() const;
+  void BeginAnew();
+
   bool Contains(LPCVOID part, DWORD bytes) const;
   DWORD Size() const { return static_cast<DWORD>(ring_.size()); }
 
@@ -72,14 +92,24 @@ class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundN
   std::condition_variable go_;
   std::condition_variable parked_;
   std::vector<Notification> notifications_;
-  DWORD position_ = 0;  // the read position: bytes before it are the reader's
   bool running_ = false;
   bool looping_ = false;
   bool busy_ = false;  // the worker is at the source
   bool quit_ = false;
-  DWORD lockedAt_ = 0;  // the region that the reader has locked, from its offset on, across the ring's end
-  DWORD lockedBytes_ = 0;
-  std::condition_variable unlocked_;
+  bool gone_ = false;  // the device has failed, and nothing more will come before the next Start
+  bool told_ = false;  // a reader has been given the last position of a device that is gone
+
+  DWORD position_ = 0;        // the read position: bytes before it are the reader's
+  DWORD reader_ = 0;          // offset of the first byte that the reader has not unlocked
+  DWORD unread_ = 0;          // bytes from there to the position
+  DWORD locked_ = 0;          // bytes from there on that the reader has locked
+  bool locking_ = false;      // the reader locks what it reads: it has done so once
+  bool goesRound_ = false;    // the position has come round to a reader that did not lock
+  std::uint64_t passed_ = 0;  // bytes that the position has gone over since Start
+
+  const std::size_t backlogLimit_;
+  Backlog backlog_;  // with room for a ring beyond the limit, so that there always is some
+  CaptureLosses losses_ = {};  // in bytes
 
   std::thread worker_;
 };

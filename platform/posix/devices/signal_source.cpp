@@ -9,8 +9,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kTick = 10ms;
-constexpr std::uint64_t kTicksPerSecond = 100;
-constexpr std::uint64_t kTicksAtOnce = 2;  // catching up goes at twice the pace
+constexpr std::uint64_t kMostLate = 60;  // seconds; who was away for longer finds that the device has paused
 
 /// Frames that have passed after @p time. Whole seconds apart, so that the product fits for years.
 std::uint64_t FramesIn(std::chrono::nanoseconds time, std::uint64_t rate) {
@@ -73,10 +72,12 @@ bool SignalSource::WaitForTick(std::chrono::milliseconds patience) {
 void SignalSource::Tick(Clock::time_point now) {
   nextTick_ = begin_ + ((now - begin_) / kTick + 1) * kTick;
   std::uint64_t due = FramesIn(now - begin_, rate_) - delivered_;
-  const std::uint64_t lateSeconds = due / rate_;
-  begin_ += std::chrono::seconds(lateSeconds);
-  due -= lateSeconds * rate_;
-  ready_ = std::min(due, rate_ * kTicksAtOnce / kTicksPerSecond + 1);
+  if (due > kMostLate * rate_) {
+    const std::uint64_t paused = due / rate_ - kMostLate;
+    begin_ += std::chrono::seconds(paused);
+    due -= paused * rate_;
+  }
+  ready_ = due;
 }
 
 }  // namespace platform::detail
