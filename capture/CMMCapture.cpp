@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "capture/Messages.h"
+#include "capture/RunJournal.h"
 
 namespace {
 
@@ -60,10 +61,13 @@ std::int32_t CMMCapture::Init(ThreadDAT* dat) {
   if (result < 0) return result;
 
   InitEvents(dat);
-  // A wait on a list with a hole in it would fail at once, time after time.
-  const bool complete = std::none_of(waitHandles, waitHandles + notifyEventCount + commandCount,
-                                     [](HANDLE handle) { return handle == nullptr; });
-  if (!complete) return E_OUTOFMEMORY;
+  // A wait on a list with a hole in it would fail at once, time after time; a command without a reply event would
+  // take effect and never say so.
+  const auto missing = [](HANDLE handle) { return handle == nullptr; };
+  if (std::any_of(waitHandles, waitHandles + notifyEventCount + commandCount, missing) ||
+      std::any_of(replyEvents, replyEvents + commandCount, missing)) {
+    return E_OUTOFMEMORY;
+  }
 
   dat->state = kStateRing;
   result = InitBuffer(dat);
@@ -127,6 +131,7 @@ std::int32_t CMMCapture::StartREC() {
   const HRESULT result = captureBuffer->Start(DSCBSTART_LOOPING);
   Say(result == 0 ? capture::kCaptureStarted : capture::kCaptureNotStarted);
   readOffset = 0;
+  capture::RunJournal::Get().CaptureStarted(result);
   return 1;
 }
 
@@ -134,7 +139,10 @@ std::int32_t CMMCapture::StopREC() {
   if (captureBuffer == nullptr) return 0;
   const HRESULT result = captureBuffer->Stop();
   Say(result == 0 ? capture::kCaptureStopped : capture::kCaptureNotStopped);
-  if (result == 0) return 1;
+  if (result == 0) {
+    capture::RunJournal::Get().CaptureStopped();
+    return 1;
+  }
   return result == 1 ? 0 : result;
 }
 
@@ -145,7 +153,13 @@ std::uint32_t CMMCapture::MsgWait(std::uint32_t milliseconds) {
 }
 
 std::int32_t CMMCapture::fOpen(ThreadDAT* dat) {
+  SetLastError(0);
   const std::int32_t result = wav.Open(dat->format, dat->fileName, dat->pathName);
+  if (result == 1) {
+    capture::RunJournal::Get().FileOpened();
+  } else {
+    capture::RunJournal::Get().FileFailed(GetLastError());
+  }
   Say(result == 0   ? capture::kFileOpenFailed
       : result == 1 ? capture::kFileOpened
                     : capture::kFileOpenUnknown);
@@ -153,7 +167,9 @@ std::int32_t CMMCapture::fOpen(ThreadDAT* dat) {
 }
 
 std::int32_t CMMCapture::fClose() {
+  SetLastError(0);
   const std::int32_t result = wav.Close(0);
+  if (result != 1) capture::RunJournal::Get().FileFailed(GetLastError());
   Say(result == 0   ? capture::kFileCloseFailed
       : result == 1 ? capture::kFileClosed
                     : capture::kFileCloseUnknown);

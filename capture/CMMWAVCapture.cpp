@@ -3,13 +3,16 @@
 #include "capture/CMMWAVCapture.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
+#include <iterator>
+#include <optional>
 
 #include "capture/CaptureRun.h"
 #include "capture/CaptureThread.h"
+#include "capture/Limits.h"
 #include "capture/Messages.h"
 #include "capture/RecordLock.h"
+#include "capture/RunJournal.h"
 #include "capture/SharedText.h"
 
 namespace {
@@ -26,20 +29,6 @@ void Say(const capture::Message& message) {
   OutputDebugStringA(message.bytes);
 }
 
-/// Counts a limit in milliseconds down.
-class Deadline {
- public:
-  explicit Deadline(DWORD milliseconds) : end_(Clock::now() + std::chrono::milliseconds(milliseconds)) {}
-  DWORD Left() const {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
-    return static_cast<DWORD>(std::max<decltype(left)>(left, 0));
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  Clock::time_point end_;
-};
-
 void CloseAndClear(HANDLE& handle) {
   if (handle != nullptr) CloseHandle(handle);
   handle = nullptr;
@@ -55,34 +44,64 @@ void DropNames(ThreadDAT& dat) {
   capture::DropText(dat.pathName);
 }
 
+/// A command that has been sent.
+struct Sent {
+  HANDLE reply;
+  std::atomic<std::uint32_t>& answered;
+  std::uint32_t before;
+};
+
 /// Under the record's mutex, so that the events are there and the thread is not at an earlier command. The
 /// reply is cleared first: that of a command which ran out its time would pass for the answer to this one.
-void SendCommand(const ThreadDAT& dat, std::uint32_t command) {
-  ResetEvent(dat.replyEvents[command]);
-  SetEvent(dat.commandEvents[command]);
+Sent SendCommand(CaptureRun& run, std::uint32_t command) {
+  const Sent sent{run.record.replyEvents[command], run.answered[command], run.answered[command].load()};
+  ResetEvent(sent.reply);
+  SetEvent(run.record.commandEvents[command]);
+  return sent;
 }
 
-/// Not under the mutex: the thread needs it to carry the command out.
-std::int32_t AwaitReply(HANDLE reply) {
-  if (WaitForSingleObject(reply, capture::kReplyWait) != WAIT_OBJECT_0) return kTimedOut;
-  ResetEvent(reply);
+/// Not under the mutex: the thread needs it to carry the command out. A command that has failed gets no reply; once
+/// that is known there is nothing to wait for.
+std::int32_t AwaitReply(const CaptureRun& run, const Sent& sent) {
+  const capture::Deadline deadline(capture::kReplyWait);
+  bool over = false;
+  while (WaitForSingleObject(sent.reply, over ? 0 : capture::kLook) != WAIT_OBJECT_0) {
+    if (over) return kTimedOut;
+    over = deadline.Over() || run.Gone() || sent.answered.load(std::memory_order_acquire) != sent.before;
+  }
+  ResetEvent(sent.reply);
   return kDone;
 }
 
-/// Waits for the owner event to tell of the thread's end. The event also tells of a late start-up: what the
-/// signal means is seen in the run, and it is reset before the look, so that the signal of the end, which the
-/// thread gives after it has marked the run, cannot be lost in between.
-bool AwaitEnd(const CaptureRun& run, HANDLE ownerEvent, bool askedBefore) {
-  const Deadline deadline(capture::kExitWait);
-  while (!(askedBefore && run.Gone())) {
-    if (WaitForSingleObject(ownerEvent, deadline.Left()) != WAIT_OBJECT_0) return false;
-    ResetEvent(ownerEvent);
-    if (run.phase.load(std::memory_order_acquire) == CaptureRun::Phase::kAlive) continue;
-    // A few instructions from the last one: whoever returns from here may take everything away.
-    while (!run.Gone()) Sleep(1);
-    return true;
+/// Waits for the owner event to tell that the thread has come up, or has failed to.
+bool AwaitStart(const CaptureRun& run, HANDLE ownerEvent) {
+  const capture::Deadline deadline(capture::kStartWait);
+  bool over = false;
+  while (WaitForSingleObject(ownerEvent, over ? 0 : capture::kLook) != WAIT_OBJECT_0) {
+    if (over) return false;
+    over = deadline.Over() || run.phase.load(std::memory_order_acquire) != CaptureRun::Phase::kAlive;
   }
   return true;
+}
+
+/// The owner event wakes; whether the thread has ended is seen in the run, since a late start-up signals too.
+bool AwaitEnd(const CaptureRun& run, HANDLE ownerEvent, const capture::Deadline& deadline) {
+  while (!run.Gone()) {
+    if (deadline.Over()) return false;
+    if (WaitForSingleObject(ownerEvent, capture::kLook) == WAIT_OBJECT_0) ResetEvent(ownerEvent);
+  }
+  return true;
+}
+
+/// Ends the run, or leaves it to a thread that does not answer: that keeps what it touches, and clears up itself.
+void GiveUpRun(CMMWAVCapture& controller, ThreadDAT& dat, HANDLE& thread) {
+  const capture::Deadline deadline(capture::kAbandonWait);
+  while (thread != nullptr) {
+    controller.Exit();
+    CaptureRun* const run = capture::FindRun(&dat);
+    if (run == nullptr || !deadline.Over() || !capture::LeaveBehind(*run)) continue;
+    thread = dat.ownerEvent = dat.mutex = nullptr;
+  }
 }
 
 }  // namespace
@@ -97,27 +116,29 @@ CMMWAVCapture::CMMWAVCapture(const CMMWAVCapture& other) : timeText(), threadDat
 
 CMMWAVCapture& CMMWAVCapture::operator=(const CMMWAVCapture& other) {
   if (this == &other) return *this;
-  while (threadHandle != nullptr) Exit();
+  GiveUpRun(*this, threadDat, threadHandle);
   DropNames(threadDat);
   // The thread of the other may be writing its record.
   const RecordLock lock(other.threadDat.mutex, capture::kRecordWait);
   std::memcpy(timeText, other.timeText, sizeof timeText);
   threadDat = other.threadDat;
   threadHandle = other.threadHandle;
+  const CaptureRun* const run = capture::FindRun(&other.threadDat);
+  if (run != nullptr && !lock.TimedOut()) capture::Follow(threadDat, run->record);
   capture::KeepText(threadDat.fileName);
   capture::KeepText(threadDat.pathName);
   return *this;
 }
 
 CMMWAVCapture::~CMMWAVCapture() {
-  // An Exit that ran out has left all as it was: the thread still works on this record.
-  while (threadHandle != nullptr) Exit();
+  GiveUpRun(*this, threadDat, threadHandle);
   DropNames(threadDat);
 }
 
 HANDLE CMMWAVCapture::Create(const WAVEFORMATEX& format, const GUID* guid) {
   if (!Complete(format) || threadHandle != nullptr) return nullptr;
-  if (capture::BeginRun(&threadDat) == nullptr) return nullptr;
+  CaptureRun* const run = capture::BeginRun(&threadDat);
+  if (run == nullptr) return nullptr;
   ClsThreadDat();
   threadDat.commandCount = kCommandCount;
   threadDat.segmentCount = 4;
@@ -125,15 +146,18 @@ HANDLE CMMWAVCapture::Create(const WAVEFORMATEX& format, const GUID* guid) {
   threadDat.format = format;
   threadDat.mutex = CreateMutexA(nullptr, FALSE, nullptr);
   threadDat.ownerEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  run->record = threadDat;
+  capture::RunJournal::Get().BeginRun(format);
   if (threadDat.mutex != nullptr && threadDat.ownerEvent != nullptr) {
     unsigned id = 0;
-    threadHandle = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, CaptureThread, &threadDat, 0, &id));
+    threadHandle = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, CaptureThread, &run->record, 0, &id));
   }
 
-  const DWORD started = WaitForSingleObject(threadDat.ownerEvent, capture::kStartWait);
-  Say(started == WAIT_OBJECT_0 ? capture::kThreadStarted : capture::kThreadFailed);
+  const bool started = threadHandle != nullptr && AwaitStart(*run, threadDat.ownerEvent);
+  Say(started ? capture::kThreadStarted : capture::kThreadFailed);
   ResetEvent(threadDat.ownerEvent);
   if (threadHandle == nullptr) {
+    capture::RunJournal::Get().EndRun(cmm::CaptureEnd::kStartFailed, E_OUTOFMEMORY);
     CloseAndClear(threadDat.ownerEvent);
     CloseAndClear(threadDat.mutex);
     capture::EndRun(&threadDat);
@@ -155,15 +179,20 @@ std::int32_t CMMWAVCapture::Exit() {
     threadHandle = threadDat.ownerEvent = threadDat.mutex = nullptr;
     return kNoThread;
   }
-  // What an earlier Exit asked for may have been answered since; any other signal of before does not count.
-  const bool askedBefore = run->exitRequested.load(std::memory_order_acquire);
-  if (!askedBefore) ResetEvent(threadDat.ownerEvent);
-  capture::RequestExit(*run);
-
-  const bool acknowledged = AwaitEnd(*run, threadDat.ownerEvent, askedBefore);
+  // What an earlier Exit asked for may have been answered since; who has ended by itself gives no answer.
+  const capture::Deadline deadline(capture::kExitWait);
+  const bool answers = run->exitRequested.load(std::memory_order_acquire) ||
+                       run->phase.load(std::memory_order_acquire) == CaptureRun::Phase::kAlive;
+  if (answers) {
+    ResetEvent(threadDat.ownerEvent);
+    capture::RequestExit(*run, capture::kRecordWait);
+  }
+  const bool ended = AwaitEnd(*run, threadDat.ownerEvent, deadline);
+  const bool acknowledged = answers && ended;
   Say(acknowledged ? capture::kExitAcknowledged : capture::kExitUnacknowledged);
-  if (!acknowledged && !run->Gone()) return kTimedOut;  // it lives: nothing may go
+  if (!ended) return kTimedOut;  // it lives: nothing may go
 
+  capture::Follow(threadDat, run->record);
   CloseAndClear(threadDat.ownerEvent);
   CloseAndClear(threadDat.mutex);
   threadHandle = nullptr;
@@ -172,16 +201,16 @@ std::int32_t CMMWAVCapture::Exit() {
 }
 
 std::int32_t CMMWAVCapture::WaitMutex(std::uint32_t wantedState, std::uint32_t commandIndex) {
-  if (threadHandle == nullptr || capture::FindRun(&threadDat) == nullptr) return kNoThread;
-  HANDLE reply = nullptr;
+  CaptureRun* const run = threadHandle != nullptr ? capture::FindRun(&threadDat) : nullptr;
+  if (run == nullptr) return kNoThread;
+  std::optional<Sent> sent;
   {
     const RecordLock lock(threadDat.mutex, capture::kRecordWait);
     if (lock.TimedOut()) return kTimedOut;
-    if (threadDat.state != wantedState) return kRefused;
-    SendCommand(threadDat, commandIndex);
-    reply = threadDat.replyEvents[commandIndex];
+    if (run->record.state != wantedState) return kRefused;
+    sent.emplace(SendCommand(*run, commandIndex));
   }
-  return AwaitReply(reply);
+  return AwaitReply(*run, *sent);
 }
 
 std::int32_t CMMWAVCapture::StartREC() {
@@ -193,13 +222,14 @@ std::int32_t CMMWAVCapture::StopREC() {
 }
 
 std::int32_t CMMWAVCapture::fileOpen(const char* name, const char* path) {
-  if (threadHandle == nullptr || name == nullptr || capture::FindRun(&threadDat) == nullptr) return kNoThread;
+  CaptureRun* const run = threadHandle != nullptr ? capture::FindRun(&threadDat) : nullptr;
+  if (run == nullptr || name == nullptr) return kNoThread;
   if (*name == '\0') return kRefused;
-  HANDLE reply = nullptr;
+  std::optional<Sent> sent;
   {
     const RecordLock lock(threadDat.mutex, capture::kRecordWait);
     if (lock.TimedOut()) return kTimedOut;
-    if (threadDat.state != kStateReady) return kRefused;
+    if (run->record.state != kStateReady) return kRefused;
     DropNames(threadDat);  // of an open that failed
     threadDat.fileName = capture::NewText(name);
     threadDat.pathName = capture::NewText(path != nullptr ? path : "");
@@ -207,17 +237,18 @@ std::int32_t CMMWAVCapture::fileOpen(const char* name, const char* path) {
       DropNames(threadDat);
       return kRefused;
     }
-    SendCommand(threadDat, kCommandFileOpen);
-    reply = threadDat.replyEvents[kCommandFileOpen];
+    // The thread has its own part in them, which it keeps until the next file.
+    DropNames(run->record);
+    capture::KeepText(run->record.fileName = threadDat.fileName);
+    capture::KeepText(run->record.pathName = threadDat.pathName);
+    sent.emplace(SendCommand(*run, kCommandFileOpen));
   }
-  return AwaitReply(reply);
+  return AwaitReply(*run, *sent);
 }
 
 std::int32_t CMMWAVCapture::fileClose() {
   const std::int32_t result = WaitMutex(kStateFileOpen, kCommandFileClose);
-  // A thread that holds the record this long may be reading the names: they stay until the next chance.
-  const RecordLock lock(threadDat.mutex, capture::kRecordWait);
-  if (!lock.TimedOut()) DropNames(threadDat);
+  DropNames(threadDat);
   return result;
 }
 

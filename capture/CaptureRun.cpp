@@ -1,9 +1,13 @@
 #include "capture/CaptureRun.h"
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <new>
 
+#include "capture/Limits.h"
 #include "capture/RecordLock.h"
+#include "capture/SharedText.h"
 
 namespace capture {
 namespace {
@@ -38,15 +42,42 @@ CaptureRun* SeekLocked(Test test) {
   return *Seek(test);
 }
 
+/// Out of the list. Under the lock.
+std::unique_ptr<CaptureRun> TakeOut(CaptureRun** link) {
+  std::unique_ptr<CaptureRun> run(*link);
+  if (run != nullptr) *link = run->next;
+  return run;
+}
+
+bool IsAlive(const CaptureRun& run) {
+  return !run.Gone();
+}
+
 }  // namespace
 
-CaptureRun* BeginRun(ThreadDAT* record) noexcept {
-  std::unique_ptr<CaptureRun> run(new (std::nothrow) CaptureRun(record));
+CaptureRun::~CaptureRun() {
+  DropText(record.fileName);
+  DropText(record.pathName);
+}
+
+void Follow(ThreadDAT& shown, const ThreadDAT& record) noexcept {
+  shown.threadCount = record.threadCount;
+  shown.state = record.state;
+  shown.recordedBytes = record.recordedBytes;
+  shown.segmentCount = record.segmentCount;
+  std::copy(std::begin(record.commandEvents), std::end(record.commandEvents), shown.commandEvents);
+  std::copy(std::begin(record.replyEvents), std::end(record.replyEvents), shown.replyEvents);
+  shown.result = record.result;
+  shown.maxLevel = record.maxLevel;
+}
+
+CaptureRun* BeginRun(const ThreadDAT* owner) noexcept {
+  std::unique_ptr<CaptureRun> run(new (std::nothrow) CaptureRun(owner));
   if (run == nullptr) return nullptr;
   while (true) {
     {
       ListLock lock;
-      const CaptureRun* living = *Seek([](const CaptureRun& other) { return !other.Gone(); });
+      const CaptureRun* living = *Seek(IsAlive);
       if (living == nullptr) {
         run->next = runs;
         return runs = run.release();
@@ -58,25 +89,50 @@ CaptureRun* BeginRun(ThreadDAT* record) noexcept {
   }
 }
 
-CaptureRun* FindRun(const ThreadDAT* record) noexcept {
-  return SeekLocked([record](const CaptureRun& run) { return run.record == record; });
+CaptureRun* FindRun(const ThreadDAT* owner) noexcept {
+  return SeekLocked([owner](const CaptureRun& run) { return run.owner == owner; });
 }
 
-CaptureRun* LivingRun() noexcept {
-  return SeekLocked([](const CaptureRun& run) { return !run.Gone(); });
+CaptureRun* FindRunOfThread(const ThreadDAT* record) noexcept {
+  return SeekLocked([record](const CaptureRun& run) { return &run.record == record; });
 }
 
-void EndRun(const ThreadDAT* record) noexcept {
-  ListLock lock;
-  CaptureRun** link = Seek([record](const CaptureRun& run) { return run.record == record; });
-  const std::unique_ptr<CaptureRun> ended(*link);
-  if (ended != nullptr) *link = ended->next;
+void EndRun(const ThreadDAT* owner) noexcept {
+  std::unique_ptr<CaptureRun> ended;
+  const ListLock lock;
+  ended = TakeOut(Seek([owner](const CaptureRun& run) { return run.owner == owner; }));
 }
 
-void RequestExit(CaptureRun& run) noexcept {
+bool IsAnyRunAlive(bool ask) noexcept {
+  const ListLock lock;
+  CaptureRun* const living = *Seek(IsAlive);
+  if (living != nullptr && ask) living->exitRequested.store(true, std::memory_order_release);
+  return living != nullptr;
+}
+
+void MarkGone(CaptureRun& run) noexcept {
+  std::unique_ptr<CaptureRun> left;
+  {
+    const ListLock lock;
+    if (run.owner == nullptr) left = TakeOut(Seek([&run](const CaptureRun& other) { return &other == &run; }));
+    run.phase.store(CaptureRun::Phase::kGone, std::memory_order_release);
+  }
+  if (left == nullptr) return;
+  CloseHandle(left->record.ownerEvent);
+  CloseHandle(left->record.mutex);
+}
+
+bool LeaveBehind(CaptureRun& run) noexcept {
+  const ListLock lock;
+  if (run.Gone()) return false;
+  run.owner = nullptr;
+  return true;
+}
+
+void RequestExit(CaptureRun& run, DWORD milliseconds) noexcept {
   run.exitRequested.store(true, std::memory_order_release);
-  ThreadDAT& record = *run.record;
-  const RecordLock lock(record.mutex, kRecordWait);
+  ThreadDAT& record = run.record;
+  const RecordLock lock(record.mutex, milliseconds);
   if (lock.TimedOut()) return;
   // The events live in these states and no others, and they cannot go while the record is held.
   const bool eventsLive =

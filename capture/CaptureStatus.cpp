@@ -6,11 +6,11 @@
 
 #include "capture/CMMWAVCapture.h"
 #include "capture/CaptureRun.h"
+#include "capture/Limits.h"
 #include "capture/RecordLock.h"
 
 namespace {
 
-using capture::kRecordWait;
 using capture::RecordLock;
 
 constexpr std::uint32_t kMinutesShown = 999;
@@ -33,6 +33,22 @@ constexpr ResultCode kResultCodes[] = {
     {0x88780064, -12},  // DSERR_BADFORMAT
     {0x80040110, -13},  // DSERR_NOAGGREGATION
     {0x8878000A, -14},  // DSERR_ALLOCATED
+};
+
+/// Holds a controller's record, brought up to date, for one query.
+class RecordView {
+ public:
+  explicit RecordView(ThreadDAT& dat)
+      : lock_(dat.mutex, capture::kRecordWait), run_(capture::FindRun(&dat)) {
+    if (run_ != nullptr && !TimedOut()) capture::Follow(dat, run_->record);
+  }
+  bool TimedOut() const { return lock_.TimedOut(); }
+  /// The run behind the record; null when there is none.
+  capture::CaptureRun* Run() const { return run_; }
+
+ private:
+  const RecordLock lock_;
+  capture::CaptureRun* const run_;
 };
 
 double Seconds(std::uint32_t bytes, std::uint32_t bytesPerSecond) {
@@ -60,14 +76,15 @@ const GUID* CMMWAVCapture::GetDirverID() {
 }
 
 std::uint32_t CMMWAVCapture::GetSamples() {
-  const RecordLock lock(threadDat.mutex, kRecordWait);
-  return lock.TimedOut() ? 0 : threadDat.recordedBytes;
+  const RecordView view(threadDat);
+  return view.TimedOut() ? 0 : threadDat.recordedBytes;
 }
 
 std::int32_t CMMWAVCapture::SetSamples(std::uint32_t value) {
-  const RecordLock lock(threadDat.mutex, kRecordWait);
-  if (lock.TimedOut()) return 0;
+  const RecordView view(threadDat);
+  if (view.TimedOut()) return 0;
   threadDat.recordedBytes = value;
+  if (view.Run() != nullptr) view.Run()->record.recordedBytes = value;
   return 1;
 }
 
@@ -90,8 +107,8 @@ std::uint32_t CMMWAVCapture::GetSampleToByte(std::uint32_t frames) {
 double CMMWAVCapture::GetPlayTime() {
   const std::uint32_t bytesPerSecond = threadDat.format.nAvgBytesPerSec;
   if (bytesPerSecond == 0) return 0.0;
-  const RecordLock lock(threadDat.mutex, kRecordWait);
-  return lock.TimedOut() ? 0.0 : Seconds(threadDat.recordedBytes, bytesPerSecond);
+  const RecordView view(threadDat);
+  return view.TimedOut() ? 0.0 : Seconds(threadDat.recordedBytes, bytesPerSecond);
 }
 
 char* CMMWAVCapture::GetFileName() {
@@ -120,8 +137,8 @@ std::int32_t CMMWAVCapture::GetFileInfo(WAVEFORMATEX* out) {
 }
 
 std::int32_t CMMWAVCapture::GetState(std::uint32_t* stateOut, std::int32_t* resultOut) {
-  const RecordLock lock(threadDat.mutex, kRecordWait);
-  if (lock.TimedOut()) return WAIT_TIMEOUT;
+  const RecordView view(threadDat);
+  if (view.TimedOut()) return WAIT_TIMEOUT;
   if (resultOut != nullptr) *resultOut = threadDat.result;
   // A run whose thread has not taken its first step yet has no state.
   const bool begun = threadDat.mutex == nullptr || threadDat.threadCount != 0;
@@ -141,10 +158,10 @@ std::int32_t CMMWAVCapture::GetStateAs(std::uint32_t* stateOut, std::int32_t* co
 char* CMMWAVCapture::GetTimeString(std::int32_t* level) {
   const std::uint32_t bytesPerSecond = threadDat.format.nAvgBytesPerSec;
   if (bytesPerSecond == 0) return nullptr;
-  const RecordLock lock(threadDat.mutex, kRecordWait);
+  const RecordView view(threadDat);
   // Without a run there is no level; the record may still hold that of the last one.
-  const bool running = threadDat.mutex != nullptr && !lock.TimedOut();
+  const bool running = threadDat.mutex != nullptr && !view.TimedOut();
   if (level != nullptr) *level = running ? threadDat.maxLevel : 0;
-  if (!lock.TimedOut()) FormatTime(Seconds(threadDat.recordedBytes, bytesPerSecond), timeText);
+  if (!view.TimedOut()) FormatTime(Seconds(threadDat.recordedBytes, bytesPerSecond), timeText);
   return timeText;
 }

@@ -5,6 +5,7 @@
 
 #include "capture/CMMCapture.h"
 #include "capture/Messages.h"
+#include "capture/RunJournal.h"
 
 namespace {
 
@@ -22,6 +23,17 @@ std::int32_t Highest(const Sample* data, std::uint32_t count) {
   return level;
 }
 
+/// Writes a part of the ring, or gives it up.
+/// @return bytes that the file took, or that were given up
+std::uint32_t Save(capture::RunJournal& journal, CMMWav& wav, const void* data, DWORD bytes) {
+  if (journal.GivesUp()) return bytes;
+  std::uint32_t written = 0;  // a refused write leaves the count alone
+  SetLastError(0);
+  wav.Write(bytes, data, &written);
+  journal.Moved(bytes, written, written < bytes ? GetLastError() : 0);
+  return written;
+}
+
 }  // namespace
 
 std::int32_t CMMCapture::Write() {
@@ -31,51 +43,50 @@ std::int32_t CMMCapture::Write() {
 }
 
 std::int32_t CMMCapture::RecordData(std::uint32_t* total) {
+  capture::RunJournal& journal = capture::RunJournal::Get();
+  journal.BeginDrain();
   if (captureBuffer == nullptr || segmentSize == 0) return 1;
 
   DWORD capturePosition = 0;
   DWORD readPosition = 0;
-  HRESULT result = DS_OK;
-  // A notification that came since the wait is for data that this drain takes too. Left set, it would wake
-  // the thread for nothing, and a drain of nothing ends the recording: it is withdrawn by a position behind
-  // it.
+  std::uint32_t notifications = 0;
+  // A notification that came since the wait is for data that this drain takes too: it is withdrawn by a position
+  // behind it.
   do {
-    result = captureBuffer->GetCurrentPosition(&capturePosition, &readPosition);
-    if (result < 0) return result;
+    ++notifications;
+    const HRESULT result = captureBuffer->GetCurrentPosition(&capturePosition, &readPosition);
+    if (result < 0) {
+      journal.DeviceFailed(result);
+      return result;
+    }
   } while (waitHandles[0] != nullptr && WaitForSingleObject(waitHandles[0], 0) == WAIT_OBJECT_0);
 
   const std::uint32_t ringSize = segmentCount * segmentSize;
+  journal.NoteLosses(captureBuffer, readPosition, ringSize);
   std::uint32_t available = readPosition - readOffset;
   if (static_cast<std::int32_t>(available) < 0) available += ringSize;
   const std::uint32_t bytes = available - available % segmentSize;
+  journal.Found(bytes / segmentSize, notifications, segmentCount);
   if (bytes == 0) return 1;
 
-  SayDrain(bytes, readOffset);
-  void* part1 = nullptr;
-  void* part2 = nullptr;
-  DWORD length1 = 0;
-  DWORD length2 = 0;
-  result = captureBuffer->Lock(readOffset, bytes, &part1, &length1, &part2, &length2, 0);
-  if (result < 0) return result;
-
-  std::uint32_t written = 0;
-  wav.Write(length1, part1, &written);
-  if (bitsPerSample == 16) {
-    GetMax16(static_cast<const std::int16_t*>(part1), written);
-  } else {
-    GetMax8(static_cast<const std::uint8_t*>(part1), written);
+  if (!journal.GivesUp()) SayDrain(bytes, readOffset);
+  void* parts[2] = {};
+  DWORD lengths[2] = {};
+  const HRESULT result =
+      captureBuffer->Lock(readOffset, bytes, &parts[0], &lengths[0], &parts[1], &lengths[1], 0);
+  if (result < 0) {
+    journal.DeviceFailed(result);
+    return result;
   }
-  *total += written;
-  captureBuffer->Unlock(part1, length1, nullptr, 0);
-  // By what was locked, whatever the file took: the ring goes on.
-  readOffset = (readOffset + length1) % ringSize;
-  if (part2 == nullptr) return 0;
-
-  written = 0;  // a refused write leaves the count alone
-  wav.Write(length2, part2, &written);
-  *total += written;
-  captureBuffer->Unlock(part2, length2, nullptr, 0);
-  readOffset = (readOffset + length2) % ringSize;
+  for (int i = 0; i < 2 && (i == 0 || parts[i] != nullptr); ++i) {
+    const std::uint32_t written = Save(journal, wav, parts[i], lengths[i]);
+    *total += written;
+    if (i == 0 && bitsPerSample == 16) GetMax16(static_cast<const std::int16_t*>(parts[i]), written);
+    if (i == 0 && bitsPerSample != 16) GetMax8(static_cast<const std::uint8_t*>(parts[i]), written);
+    captureBuffer->Unlock(parts[i], lengths[i], nullptr, 0);
+    // By what was locked, whatever the file took: the ring goes on.
+    readOffset = (readOffset + lengths[i]) % ringSize;
+  }
   return 0;
 }
 

@@ -10,18 +10,19 @@ set(CMM_INSTALLED_HEADERS
   wavfile/CMMWav.h
   resample/AudioLinearFilter.h
   capture/ThreadDAT.h capture/CMMCapture.h capture/CaptureThread.h capture/CMMWAVCapture.h
+  capture/CaptureReport.h
   harmony/HarmonyUnit.h
   units/WavUnit.h
   units/MMWavUnit.h
   units/MCIWavUnit.h
   units/PathHelpers.h
-  platform/platform.h platform/export.h)
+  platform/platform.h platform/export.h platform/capture_losses.h)
 if(NOT WIN32)
   list(APPEND CMM_INSTALLED_HEADERS
     platform/posix/find.h
     platform/posix/mci.h
     platform/posix/types.h platform/posix/multimedia.h platform/posix/mmio.h platform/posix/acm.h
-    platform/posix/files.h
+    platform/posix/errors.h platform/posix/files.h
     platform/posix/acm_driver.h platform/posix/memory.h platform/posix/window.h
     platform/posix/sync.h platform/posix/dsound.h platform/posix/text.h platform/posix/layer.h)
 endif()

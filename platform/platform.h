@@ -17,6 +17,7 @@
 #else
 #include "platform/posix/acm.h"
 #include "platform/posix/dsound.h"
+#include "platform/posix/errors.h"
 #include "platform/posix/files.h"
 #include "platform/posix/find.h"
 #include "platform/posix/mci.h"

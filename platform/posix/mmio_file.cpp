@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/posix/errors.h"
+
 namespace platform::detail {
 
 bool MmioFile::Open(const char* path, DWORD flags) noexcept {
@@ -21,6 +23,7 @@ MMRESULT MmioFile::Close() noexcept {
   const bool flushed = Flush();
   place_.reset();
   const bool closed = close(fd_) == 0 || errno == EINTR;
+  if (!closed) SetLastError(static_cast<DWORD>(errno));
   *this = MmioFile();
   if (!flushed) return MMIOERR_CANNOTWRITE;
   return closed ? MMSYSERR_NOERROR : MMIOERR_CANNOTCLOSE;
@@ -227,7 +230,10 @@ std::size_t MmioFile::WriteDisk(const char* first, std::size_t firstCount, const
     const ssize_t wrote = secondCount == 0 ? pwrite(fd_, spans[0].iov_base, spans[0].iov_len, place)
                                            : pwritev(fd_, spans, 2, place);
     if (wrote < 0 && errno == EINTR) continue;
-    if (wrote <= 0) break;
+    if (wrote <= 0) {
+      SetLastError(static_cast<DWORD>(wrote < 0 ? errno : ENOSPC));
+      break;
+    }
     done += static_cast<std::size_t>(wrote);
   }
   disk_ = position + static_cast<std::int64_t>(done);
@@ -239,6 +245,7 @@ std::int64_t MmioFile::ReadDisk(char* data, std::size_t count, std::int64_t posi
   ssize_t got;
   do got = pread(fd_, data, count, position);
   while (got < 0 && errno == EINTR);
+  if (got < 0) SetLastError(static_cast<DWORD>(errno));
   if (got >= 0) disk_ = position + got;
   return got;
 }

@@ -1,0 +1,193 @@
+#include "capture/RunJournal.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "capture/Published.h"
+
+namespace capture {
+namespace {
+
+constinit RunJournal journal;
+constinit Published<cmm::CaptureReport> published;
+
+/// A device may answer every identifier with the one interface that it has, so what it gives must know its own.
+/// @return whether the buffer counts its losses
+bool AskForLosses(IDirectSoundCaptureBuffer* buffer, CaptureLosses* losses) {
+  void* found = nullptr;
+  if (buffer->QueryInterface(IID_ICaptureLosses, &found) < 0 || found == nullptr) return false;
+  auto* const answer = static_cast<IUnknown*>(found);
+  void* again = nullptr;
+  const bool counts = answer->QueryInterface(IID_ICaptureLosses, &again) >= 0 && again == found;
+  if (counts) {
+    static_cast<ICaptureLosses*>(found)->GetLosses(losses);
+    answer->Release();
+  }
+  answer->Release();
+  return counts;
+}
+
+}  // namespace
+
+RunJournal& RunJournal::Get() {
+  return journal;
+}
+
+void RunJournal::Publish() {
+  report_.framesDelivered = delivered_ / block_;
+  report_.framesInFile = inFiles_ / block_;
+  published.Store(report_);
+}
+
+void RunJournal::BeginRun(const WAVEFORMATEX& format) {
+  *this = RunJournal();
+  block_ = format.nBlockAlign;
+  bytesPerSecond_ = format.nAvgBytesPerSec;
+  report_.end = cmm::CaptureEnd::kRunning;
+  Publish();
+}
+
+bool RunJournal::GoesOn() const {
+  return report_.end == cmm::CaptureEnd::kRunning || report_.end == cmm::CaptureEnd::kStopped;
+}
+
+void RunJournal::EndRun(cmm::CaptureEnd why, HRESULT deviceResult) {
+  if (!GoesOn()) return;
+  report_.end = why;
+  if (deviceResult != 0) report_.deviceResult = deviceResult;
+  Publish();
+}
+
+void RunJournal::CaptureStarted(HRESULT result) {
+  startedAt_ = delivered_ / block_ + report_.lostFrames;
+  gapsBefore_ = report_.overruns;
+  lostBefore_ = report_.lostFrames;
+  toCome_ = 0;
+  lastLook_ = Clock::now();
+  lastPosition_ = 0;
+  report_.deviceResult = result < 0 ? result : 0;
+  if (GoesOn()) report_.end = cmm::CaptureEnd::kRunning;
+  Publish();
+}
+
+void RunJournal::CaptureStopped() {
+  if (GoesOn()) report_.end = cmm::CaptureEnd::kStopped;
+  Publish();
+}
+
+// --- The file ---------------------------------------------------------------------------------------------
+
+void RunJournal::FileFailed(DWORD error) {
+  if (error != 0) report_.fileError = static_cast<std::int32_t>(error);
+  Publish();
+}
+
+std::uint32_t RunJournal::FileClosed(std::uint32_t bytes) {
+  const std::uint32_t missing = fileBytes_ - std::min(bytes, fileBytes_);
+  inFiles_ -= missing;
+  fileBytes_ = 0;
+  Publish();
+  return missing;
+}
+
+// --- A drain ----------------------------------------------------------------------------------------------
+
+void RunJournal::BeginDrain() {
+  drainBegan_ = Clock::now();
+  drainResult_ = 0;
+  fileError_ = 0;
+  foundNothing_ = true;
+}
+
+void RunJournal::Found(std::uint32_t segments, std::uint32_t notifications, std::uint32_t ringSegments) {
+  foundNothing_ = segments == 0;
+  if (foundNothing_) return;
+  const std::uint32_t due = toCome_ + segments;
+  toCome_ = std::min(due - std::min(due, notifications), ringSegments);
+}
+
+void RunJournal::Moved(std::uint32_t delivered, std::uint32_t written, DWORD fileError) {
+  delivered_ += delivered;
+  inFiles_ += written;
+  fileBytes_ += written;
+  if (fileError == 0) return;
+  fileError_ = fileError;
+  report_.fileError = static_cast<std::int32_t>(fileError);
+}
+
+void RunJournal::NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPosition, std::uint32_t ringBytes) {
+  CaptureLosses losses{};
+  if (AskForLosses(buffer, &losses)) {
+    report_.overruns = gapsBefore_ + losses.overruns;
+    report_.lostFrames = lostBefore_ + losses.lostFrames;
+    if (losses.overruns > 0) {
+      report_.lastLossAt = startedAt_ + losses.lastLossAt;
+      report_.lastLossFrames = losses.lastLossFrames;
+      report_.lossIsEstimate = report_.lossIsEstimate || losses.estimated;
+    }
+  } else {
+    EstimateLoss(readPosition, ringBytes);
+  }
+}
+
+/// Such a buffer goes on whether it is read or not: so many rings as the clock has gone on and the position has
+/// not, went by unseen.
+void RunJournal::EstimateLoss(DWORD readPosition, std::uint32_t ringBytes) {
+  const auto now = Clock::now();
+  const std::chrono::duration<double> away = now - lastLook_;
+  const DWORD moved = readPosition >= lastPosition_ ? readPosition - lastPosition_
+                                                    : readPosition + (ringBytes - lastPosition_);
+  const double rings = std::round((away.count() * bytesPerSecond_ - moved) / ringBytes);
+  lastLook_ = now;
+  lastPosition_ = readPosition;
+  if (!(rings >= 1.0)) return;
+  CountLoss(static_cast<std::uint64_t>(rings) * ringBytes / block_);
+  report_.lossIsEstimate = true;
+}
+
+/// A gap ahead of what is drained next.
+void RunJournal::CountLoss(std::uint64_t frames) {
+  report_.lastLossAt = delivered_ / block_ + report_.lostFrames;
+  report_.lastLossFrames = frames;
+  ++report_.overruns;
+  ++gapsBefore_;
+  report_.lostFrames += frames;
+  lostBefore_ += frames;
+}
+
+/// A device may signal a segment a little after it has moved its position over it, when a drain has taken that
+/// segment along already.
+bool RunJournal::IsLateNotification() {
+  if (!foundNothing_ || drainResult_ != 0 || toCome_ == 0) return false;
+  --toCome_;
+  return true;
+}
+
+bool RunJournal::EndDrain(bool moved) {
+  using Milliseconds = std::chrono::duration<std::uint32_t, std::milli>;
+  const auto took = std::chrono::duration_cast<Milliseconds>(Clock::now() - drainBegan_);
+  report_.longestDrainMs = std::max(report_.longestDrainMs, took.count());
+  Publish();
+  if (moved || IsLateNotification()) return true;
+  using cmm::CaptureEnd;
+  if (drainResult_ != 0) {
+    EndRun(drainResult_ == DSERR_NODRIVER ? CaptureEnd::kDeviceLost : CaptureEnd::kDeviceFailed, drainResult_);
+  } else if (foundNothing_) {
+    EndRun(CaptureEnd::kDeviceFailed);
+  } else {
+    EndRun(fileError_ != 0 ? CaptureEnd::kFileFailed : CaptureEnd::kFileLimit);
+  }
+  return false;
+}
+
+void RunJournal::EndGivingUp(std::uint32_t bytes) {
+  givesUp_ = false;
+  if (bytes != 0) CountLoss(bytes / block_);
+  Publish();
+}
+
+}  // namespace capture
+
+cmm::CaptureReport cmm::GetCaptureReport() {
+  return capture::published.Load();
+}

@@ -1,0 +1,84 @@
+#pragma once
+// What the capture thread notes of its run, and the report that it makes of that.
+
+#include <chrono>
+#include <cstdint>
+
+#include "capture/CaptureReport.h"
+#include "platform/capture_losses.h"
+#include "platform/platform.h"
+
+namespace capture {
+
+/// Written by one thread at a time: the controller's until it has started the capture thread, then by that. Every
+/// operation leaves the report published.
+class RunJournal {
+ public:
+  /// The process's one.
+  static RunJournal& Get();
+
+  void BeginRun(const WAVEFORMATEX& format);
+  /// Notes why the run is over, unless an earlier reason stands.
+  void EndRun(cmm::CaptureEnd why, HRESULT deviceResult = 0);
+
+  void CaptureStarted(HRESULT result);
+  void CaptureStopped();
+
+  void FileOpened() { fileBytes_ = 0; }
+  void FileFailed(DWORD error);
+  /// @param bytes that the file holds now
+  /// @return bytes that it has taken and does not hold
+  std::uint32_t FileClosed(std::uint32_t bytes);
+  /// Bytes that the open file has taken.
+  std::uint32_t FileBytes() const { return fileBytes_; }
+
+  // A drain, step by step.
+  void BeginDrain();
+  void DeviceFailed(HRESULT result) { drainResult_ = result; }
+  /// @param segments whole ones that lie ready, in a ring of @p ringSegments
+  /// @param notifications that this drain answers
+  void Found(std::uint32_t segments, std::uint32_t notifications, std::uint32_t ringSegments);
+  void Moved(std::uint32_t delivered, std::uint32_t written, DWORD fileError);
+  /// What the buffer says of its losses; for one that says nothing the clock decides.
+  void NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPosition, std::uint32_t ringBytes);
+  /// @param moved whether the file took anything
+  /// @return whether the run goes on
+  bool EndDrain(bool moved);
+
+  /// What a drain takes out of the ring is not written: the file is about to be closed.
+  bool GivesUp() const { return givesUp_; }
+  void BeginGivingUp() { givesUp_ = true; }
+  /// @param bytes that drains have taken out meanwhile; they count as lost
+  void EndGivingUp(std::uint32_t bytes);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Publish();
+  void CountLoss(std::uint64_t frames);
+  void EstimateLoss(DWORD readPosition, std::uint32_t ringBytes);
+  bool IsLateNotification();
+  bool GoesOn() const;
+
+  cmm::CaptureReport report_{};
+  std::uint32_t block_ = 1;  // bytes of a frame
+  std::uint32_t bytesPerSecond_ = 1;
+
+  std::uint64_t delivered_ = 0;   // bytes of the run
+  std::uint64_t inFiles_ = 0;     // bytes of the run
+  std::uint32_t fileBytes_ = 0;   // of the open file
+  std::uint64_t startedAt_ = 0;   // frames of the run ahead of the latest start, lost ones included
+  std::uint32_t gapsBefore_ = 0;  // what the buffer's own count does not hold: earlier starts, and what was given up
+  std::uint64_t lostBefore_ = 0;
+
+  Clock::time_point drainBegan_;
+  HRESULT drainResult_ = 0;
+  bool foundNothing_ = true;
+  DWORD fileError_ = 0;           // of the latest drain
+  std::uint32_t toCome_ = 0;      // notifications of segments that have been drained already
+  Clock::time_point lastLook_;    // of the present capture, for the estimate
+  DWORD lastPosition_ = 0;
+  bool givesUp_ = false;
+};
+
+}  // namespace capture
