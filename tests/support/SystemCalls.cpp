@@ -16,6 +16,14 @@
 #include <cstdarg>
 #include <cstdio>
 
+#if defined(__SANITIZE_THREAD__)
+#define CMM_TSAN
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define CMM_TSAN
+#endif
+#endif
+
 namespace {
 
 constinit std::atomic<test::SystemCallHook> hook{nullptr};
@@ -34,8 +42,8 @@ int Ask(const char* name, int file) {
 
 void* NextDefinition(const char* name) {
 #if defined(__clang__)
-  // A sanitizer's runtime lies in the program itself, with its own definition under another name. Without one
-  // there is none, and the failed search would take memory.
+  // A sanitizer's runtime lies in the program itself, with its own definition under another name. Without a
+  // sanitizer there is none, and the failed search would take memory.
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
   char wrapped[64];
   std::snprintf(wrapped, sizeof wrapped, "__interceptor_%s", name);
@@ -165,6 +173,7 @@ int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*star
   static constinit Next next("pthread_create");
   return next.CallThreads(id, attributes, start, argument);
 }
+#ifndef CMM_TSAN  // its runtime calls these before it can take instrumented code
 int pthread_key_create(pthread_key_t* key, void (*atEnd)(void*)) noexcept {
   static constinit Next next("pthread_key_create");
   return next.CallThreads(key, atEnd);
@@ -173,5 +182,6 @@ int pthread_setspecific(pthread_key_t key, const void* value) noexcept {
   static constinit Next next("pthread_setspecific");
   return next.CallThreads(key, value);
 }
+#endif
 
 }  // extern "C"
