@@ -1,0 +1,187 @@
+// Definitions of the C library's functions that all of the process is bound to, the library included. Each
+// asks the hook and goes on to the next definition. On 64-bit systems the names carry no 64.
+
+#include "tests/support/SystemCalls.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+
+#if defined(__SANITIZE_THREAD__)
+#define CMM_TSAN
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define CMM_TSAN
+#endif
+#endif
+
+namespace {
+
+constinit std::atomic<test::SystemCallHook> hook{nullptr};
+constinit thread_local bool inHook = false;
+
+int Ask(const char* name, int file) {
+  const test::SystemCallHook ask = hook.load(std::memory_order_acquire);
+  if (ask == nullptr || inHook) return 0;
+  const int before = errno;
+  inHook = true;
+  const int error = ask(name, file);
+  inHook = false;
+  errno = before;
+  return error;
+}
+
+void* NextDefinition(const char* name) {
+#if defined(__clang__)
+  // A sanitizer's runtime lies in the program itself, with its own definition under another name. Without a
+  // sanitizer there is none, and the failed search would take memory.
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+  char wrapped[64];
+  std::snprintf(wrapped, sizeof wrapped, "__interceptor_%s", name);
+  if (void* const interceptor = dlsym(RTLD_DEFAULT, wrapped)) return interceptor;
+#endif
+#endif
+  return dlsym(RTLD_NEXT, name);
+}
+
+/// The function of that name behind this program's own one. Looked up at its first call.
+class Next {
+ public:
+  explicit constexpr Next(const char* name) : name_(name) {}
+
+  /// Calls it, unless the hook says no.
+  /// @return with a hook that says no -1, and errno is set
+  template <class Result, class... Arguments>
+  Result Call(int file, Arguments... arguments) {
+    if (const int error = Ask(name_, file); error != 0) {
+      errno = error;
+      return Result{-1};
+    }
+    return Go<Result>(arguments...);
+  }
+
+  /// The same for functions that return the error.
+  template <class... Arguments>
+  int CallThreads(Arguments... arguments) {
+    const int error = Ask(name_, -1);
+    return error != 0 ? error : Go<int>(arguments...);
+  }
+
+ private:
+  template <class Result, class... Arguments>
+  Result Go(Arguments... arguments) {
+    void* found = found_.load(std::memory_order_acquire);
+    if (found == nullptr) found_.store(found = NextDefinition(name_), std::memory_order_release);
+    return reinterpret_cast<Result (*)(Arguments...)>(found)(arguments...);
+  }
+
+  const char* name_;
+  std::atomic<void*> found_{nullptr};
+};
+
+}  // namespace
+
+void test::HookSystemCalls(SystemCallHook given) {
+  hook.store(given, std::memory_order_release);
+}
+
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+  mode_t mode = 0;
+  if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
+    va_list rest;
+    va_start(rest, flags);
+    mode = va_arg(rest, mode_t);
+    va_end(rest);
+  }
+  static constinit Next next("open");
+  return next.Call<int>(-1, path, flags, mode);
+}
+int fcntl(int file, int command, ...) {
+  va_list rest;
+  va_start(rest, command);
+  void* const argument = va_arg(rest, void*);  // as wide as any
+  va_end(rest);
+  static constinit Next next("fcntl");
+  return next.Call<int>(file, file, command, argument);
+}
+int close(int file) {
+  static constinit Next next("close");
+  return next.Call<int>(file, file);
+}
+ssize_t read(int file, void* data, size_t bytes) {
+  static constinit Next next("read");
+  return next.Call<ssize_t>(file, file, data, bytes);
+}
+ssize_t write(int file, const void* data, size_t bytes) {
+  static constinit Next next("write");
+  return next.Call<ssize_t>(file, file, data, bytes);
+}
+ssize_t pread(int file, void* data, size_t bytes, off_t at) {
+  static constinit Next next("pread");
+  return next.Call<ssize_t>(file, file, data, bytes, at);
+}
+ssize_t pwrite(int file, const void* data, size_t bytes, off_t at) {
+  static constinit Next next("pwrite");
+  return next.Call<ssize_t>(file, file, data, bytes, at);
+}
+ssize_t pwritev(int file, const iovec* parts, int count, off_t at) {
+  static constinit Next next("pwritev");
+  return next.Call<ssize_t>(file, file, parts, count, at);
+}
+off_t lseek(int file, off_t offset, int origin) noexcept {
+  static constinit Next next("lseek");
+  return next.Call<off_t>(file, file, offset, origin);
+}
+int ftruncate(int file, off_t length) noexcept {
+  static constinit Next next("ftruncate");
+  return next.Call<int>(file, file, length);
+}
+int fsync(int file) {
+  static constinit Next next("fsync");
+  return next.Call<int>(file, file);
+}
+int fstat(int file, struct stat* status) noexcept {
+  static constinit Next next("fstat");
+  return next.Call<int>(file, file, status);
+}
+int stat(const char* path, struct stat* status) noexcept {
+  static constinit Next next("stat");
+  return next.Call<int>(-1, path, status);
+}
+int access(const char* path, int mode) noexcept {
+  static constinit Next next("access");
+  return next.Call<int>(-1, path, mode);
+}
+int eventfd(unsigned count, int flags) noexcept {
+  static constinit Next next("eventfd");
+  return next.Call<int>(-1, count, flags);
+}
+
+int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*start)(void*),
+                   void* argument) noexcept {
+  static constinit Next next("pthread_create");
+  return next.CallThreads(id, attributes, start, argument);
+}
+#ifndef CMM_TSAN  // its runtime calls these before it can take instrumented code
+int pthread_key_create(pthread_key_t* key, void (*atEnd)(void*)) noexcept {
+  static constinit Next next("pthread_key_create");
+  return next.CallThreads(key, atEnd);
+}
+int pthread_setspecific(pthread_key_t key, const void* value) noexcept {
+  static constinit Next next("pthread_setspecific");
+  return next.CallThreads(key, value);
+}
+#endif
+
+}  // extern "C"

@@ -1,0 +1,17 @@
+#pragma once
+// The process's calls into the system, before they are made. For programs with SystemCalls.cpp among their
+// sources.
+
+namespace test {
+
+/// Called ahead of each call of the process into the system through one of the functions in SystemCalls.cpp,
+/// by the thread that makes it; may sleep. What it calls itself passes by it.
+/// @param name of the function, as it is written: "pwrite"
+/// @param file the descriptor; -1 when the function is given none
+/// @return 0: the call goes on; otherwise the errno value with which it fails
+using SystemCallHook = int (*)(const char* name, int file);
+
+/// @param hook null: none. Calls that are under way may still come to the one before
+void HookSystemCalls(SystemCallHook hook);
+
+}  // namespace test
