@@ -77,6 +77,12 @@ void RunJournal::CaptureStopped() {
 
 // --- The file ---------------------------------------------------------------------------------------------
 
+void RunJournal::FileOpened() {
+  fileBytes_ = 0;
+  report_.fileError = 0;
+  Publish();
+}
+
 void RunJournal::FileFailed(DWORD error) {
   if (error != 0) report_.fileError = static_cast<std::int32_t>(error);
   Publish();
@@ -95,7 +101,6 @@ std::uint32_t RunJournal::FileClosed(std::uint32_t bytes) {
 void RunJournal::BeginDrain() {
   drainBegan_ = Clock::now();
   drainResult_ = 0;
-  fileError_ = 0;
   foundNothing_ = true;
 }
 
@@ -110,9 +115,7 @@ void RunJournal::Moved(std::uint32_t delivered, std::uint32_t written, DWORD fil
   delivered_ += delivered;
   inFiles_ += written;
   fileBytes_ += written;
-  if (fileError == 0) return;
-  fileError_ = fileError;
-  report_.fileError = static_cast<std::int32_t>(fileError);
+  if (fileError != 0) report_.fileError = static_cast<std::int32_t>(fileError);
 }
 
 void RunJournal::NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPosition, std::uint32_t ringBytes) {
@@ -175,7 +178,7 @@ bool RunJournal::EndDrain(bool moved) {
   } else if (foundNothing_) {
     EndRun(CaptureEnd::kDeviceFailed);
   } else {
-    EndRun(fileError_ != 0 ? CaptureEnd::kFileFailed : CaptureEnd::kFileLimit);
+    EndRun(report_.fileError != 0 ? CaptureEnd::kFileFailed : CaptureEnd::kFileLimit);
   }
   return false;
 }

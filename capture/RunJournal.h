@@ -24,7 +24,7 @@ class RunJournal {
   void CaptureStarted(HRESULT result);
   void CaptureStopped();
 
-  void FileOpened() { fileBytes_ = 0; }
+  void FileOpened();
   void FileFailed(DWORD error);
   /// @param bytes that the file holds now
   /// @return bytes that it has taken and does not hold
@@ -74,7 +74,6 @@ class RunJournal {
   Clock::time_point drainBegan_;
   HRESULT drainResult_ = 0;
   bool foundNothing_ = true;
-  DWORD fileError_ = 0;           // of the latest drain
   std::uint32_t toCome_ = 0;      // notifications of segments that have been drained already
   Clock::time_point lastLook_;    // of the present capture, for the estimate
   DWORD lastPosition_ = 0;

@@ -4,6 +4,7 @@
 #include "capture/Messages.h"
 #include "tests/capture/CaptureTools.h"
 #include "tests/capture/ExpectStream.h"
+#include "tests/support/AllocationCounter.h"
 
 namespace {
 
@@ -192,6 +193,24 @@ TEST_F(Engine, StartUpStopsAtTheStepThatFails) {
   EXPECT_EQ(attempt(device.faults.query, E_NOINTERFACE, kStateNotification), kNotificationsFailed.bytes);
   EXPECT_EQ(attempt(device.faults.notifications, E_INVALIDARG, kStateNotification),
             kNotificationsFailed.bytes);
+}
+
+TEST_F(Engine, StartUpFailsWithoutAllItsEvents) {
+  bool complete = false;
+  for (long blocks = 0; !complete; ++blocks) {
+    dat = ThreadDAT{};
+    dat.deviceGuid = &platform::kSignalDevice;
+    dat.segmentCount = 4;
+    dat.commandCount = kCommandCount;
+    dat.format = Pcm(44100, 2, 16);
+    LimitBlocks(blocks);
+    const std::int32_t result = engine.Init(&dat);
+    LimitBlocks(-1);
+    complete = result == 1;
+    EXPECT_TRUE(complete || result == E_OUTOFMEMORY) << blocks << ": " << result;
+    for (const HANDLE reply : dat.replyEvents) EXPECT_TRUE(!complete || reply != nullptr) << blocks;
+    engine.Free(0);
+  }
 }
 
 TEST_F(Engine, NeverSignalsTheOwnerOfAnEarlierRun) {

@@ -1,8 +1,10 @@
 // A disk that fills up in the middle of a recording: the run ends by itself, and the file is finished with
 // what the disk has taken.
 
+#include <cerrno>
 #include <cstdlib>
 
+#include "capture/CaptureReport.h"
 #include "tests/capture/CaptureTools.h"
 #include "tests/capture/ExpectStream.h"
 #include "tests/support/FileSizeLimit.h"
@@ -31,8 +33,11 @@ TEST_P(FullDisk, EndsTheRunAndFinishesTheFile) {
   }
   const std::uint32_t data = limit - kHeaderBytes;
   ExpectStream(folder.File("take.wav"), data);
-  // 0: bytes that were taken are not on the disk, or there was no room for the pad byte.
-  EXPECT_EQ(StatusOf(capture).code, capture.GetSamples() == data && data % 2 == 0 ? 1 : 0);
+  EXPECT_EQ(capture.GetSamples(), data) << "no more than the file holds";
+  const cmm::CaptureReport report = cmm::GetCaptureReport();
+  EXPECT_EQ(report.end, cmm::CaptureEnd::kFileFailed);
+  EXPECT_EQ(report.fileError, EFBIG);
+  EXPECT_EQ(report.framesInFile, data / 4);
   EXPECT_EQ(test::Number(test::Load(folder.File("take.wav")), 44), data / 4);
   EXPECT_EQ(std::system(("soxi " + folder.File("take.wav") + " > /dev/null 2>&1").c_str()), 0);
 }
