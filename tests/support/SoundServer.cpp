@@ -130,3 +130,11 @@ void SoundServer::Kill() {
   if (server_ > 0) End(server_);
   server_ = -1;
 }
+
+void SoundServer::Freeze() const {
+  kill(server_, SIGSTOP);
+}
+
+void SoundServer::Thaw() const {
+  kill(server_, SIGCONT);
+}

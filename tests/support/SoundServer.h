@@ -32,6 +32,10 @@ class SoundServer {
   /// Ends the server at once, as if its device had been pulled out.
   void Kill();
 
+  /// Stops the server's process, and lets it go on.
+  void Freeze() const;
+  void Thaw() const;
+
  private:
   pid_t Launch(const std::vector<std::string>& command);
   bool Answers() const;

@@ -204,13 +204,14 @@ bool CaptureRing::NotificationsUnheard() const {
   });
 }
 
-/// Whether a device that is gone has left something that the reader will come for: up to the last notification
-/// point. Of a reader that is not woken by points, or does not lock, only its looks are known.
+/// Whether a device that is gone has left something that the reader will come for: what lies up to a notification
+/// point. Of a reader that does not lock, or is not woken by points, only its looks are known.
 bool CaptureRing::DataWaits() const {
   const bool wakes = std::any_of(notifications_.begin(), notifications_.end(), [](const Notification& each) {
     return each.offset != DSBPN_OFFSETSTOP;
   });
-  if (!locking_ || !wakes) return backlog_.Held() != 0 || !told_;
+  if (!wakes) return backlog_.Held() != 0 || !told_;
+  if (goesRound_ || (!locking_ && told_)) return false;
   return std::any_of(notifications_.begin(), notifications_.end(), [this](const Notification& each) {
     return each.offset != DSBPN_OFFSETSTOP && IsInRegion(each.offset, reader_, unread_, Size());
   });
