@@ -111,9 +111,10 @@ class CMM_API CMMWav {
   /// output: the
   ///                    object's own, valid until EndConvert or Close
   /// @param driver      the conversion driver to use; null leaves the choice to the platform
-  /// @return the buffer's size; 0 when no file is open for reading, a conversion runs, the formats do not go
-  /// together
-  ///         or memory is short. EndConvert clears up what such a failure may leave
+  /// @return the buffer's size: in two stages one second of the target, or at equal rates what the platform's
+  ///         conversion may deliver where that is more; 0 when no file is open for reading, a conversion
+  ///         runs, the formats do not go together, the file's nBlockAlign or nAvgBytesPerSec is 0, or memory
+  ///         is short. EndConvert clears up what such a failure may leave
   std::uint32_t BeginConvert(std::int32_t singleStage, WAVEFORMATEX target, std::uint8_t** outBuffer,
                              HACMDRIVER driver);
 
