@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "wavfile/frames.h"
 #include "wavfile/low_bits.h"
 #include "wavfile/modes.h"
 #include "wavfile/share.h"
@@ -75,7 +74,7 @@ std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* deli
   if (delivered == nullptr) return 0;
   *delivered = 0;
   if (!Share::Live(*this) || (buffer == nullptr && bytes > 0)) return 0;
-  if (!HasFrames(*srcFormat) || bytes % srcFormat->nBlockAlign != 0) return 0;
+  if (srcFormat->nBlockAlign == 0 || bytes % srcFormat->nBlockAlign != 0) return 0;
   const std::uint32_t take = std::min<std::uint32_t>(bytes, dataChunk.cksize);
   if (take == 0) return 1;
   MMIOINFO cursor;
@@ -147,8 +146,7 @@ std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t*
 }
 
 std::int32_t CMMWav::SampleFind(std::uint32_t sample) {
-  if (!Share::Live(*this) || openMode == kWriting) return 0;
-  if (!HasFrames(*srcFormat) || sample > GetSampleSize()) return 0;
+  if (!Share::Live(*this) || openMode == kWriting || sample > GetSampleSize()) return 0;
   const std::uint32_t offset = srcFormat->nBlockAlign * sample;
   mmioSeek(hmmio, static_cast<LONG>(dataChunk.dwDataOffset + offset), SEEK_SET);
   dataChunk.cksize = dataBytes - offset;
@@ -156,7 +154,7 @@ std::int32_t CMMWav::SampleFind(std::uint32_t sample) {
 }
 
 std::int32_t CMMWav::TimeFind(double seconds) {
-  if (!Share::Live(*this) || openMode == kWriting || !HasFrames(*srcFormat)) return 0;
+  if (!Share::Live(*this) || openMode == kWriting || srcFormat->nBlockAlign == 0) return 0;
   const double block = srcFormat->nAvgBytesPerSec * seconds / srcFormat->nBlockAlign;
   return SampleFind(LowBits(block, 0xFFFFFFFF));  // a number above every file's count of frames
 }

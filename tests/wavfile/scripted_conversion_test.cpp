@@ -136,6 +136,25 @@ TEST_F(Scripted, ATagDoesNotChangeTogetherWithChannelsOrRate) {
   EXPECT_NE(Begin(kOneStage, Format(8000, 1, 8)), 0u);
 }
 
+// As of GSM or MP3: such a file counts no frames, but has blocks and a time.
+TEST_F(Scripted, AFormatWithoutBitsIsConverted) {
+  WAVEFORMATEX source = Format(8000, 1, 16, kPrivateTag);
+  source.wBitsPerSample = 0;
+  source.nBlockAlign = 65;
+  source.nAvgBytesPerSec = 1625;
+  Open(source, 6500);
+  EXPECT_EQ(wav_.GetSampleSize(), 0u);
+  EXPECT_EQ(wav_.GetPlayTime(), 4.0);
+  EXPECT_EQ(wav_.GetTimeToByte(0.5), 780u);
+  for (const std::int32_t stages : {kOneStage, kTwoStages}) {
+    ASSERT_NE(Begin(stages, Format(8000, 1, 16)), 0u);
+    EXPECT_EQ(wav_.Convert(), 1625u / 2 * 2 + (stages == kOneStage ? 1 : 0));
+    EXPECT_EQ(wav_.GetNowTime(), 1.0);
+    EXPECT_EQ(wav_.EndConvert(), 1u);
+    EXPECT_EQ(wav_.SampleFind(0), 1);
+  }
+}
+
 TEST_F(Scripted, RefusesFormatsThatItCannotWorkWith) {
   const WAVEFORMATEX good = Format(11025, 2, 16, kPrivateTag);
   WAVEFORMATEX wraps = good;
