@@ -64,7 +64,7 @@ void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
   std::uint32_t taken = 1;  // source frames so far, the one at the interval's upper end included
   if (block.first) {
     CopyFrame<kChannels>(prev_, src);
-    CopyFrame<kChannels>(out, src);
+    CopyFrame<kChannels>(out, prev_);
     out += kChannels;
     written = 1;
     taken = 2;
