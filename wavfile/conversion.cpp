@@ -166,7 +166,8 @@ std::uint32_t CMMWav::BeginConvTwice(WAVEFORMATEX target, std::uint8_t** outBuff
   // At equal rates the filter copies all that the stage delivers, which is more than a second where the
   // source states too large a byte rate.
   const bool copies = target.nSamplesPerSec == srcFormat->nSamplesPerSec;
-  const std::uint32_t size = copies ? std::max(target.nAvgBytesPerSec, stageBytes) : target.nAvgBytesPerSec;
+  const std::uint32_t second = target.nAvgBytesPerSec;
+  const std::uint32_t size = copies ? std::max(second, stageBytes) : second;
   convertBuf = NewBuffer(size);
   if (convertBuf == nullptr) {
     acmStreamUnprepareHeader(acmStream, streamHeader, 0);
