@@ -6,10 +6,6 @@
 #include <cstdint>
 #include <limits>
 
-/// Marks a condition as unpredictable, so that what hangs on it becomes a selection and no jump. A macro,
-/// because the mark does not outlive the inlining of a function.
-#define HARMONY_EVEN_ODDS(condition) (__builtin_expect_with_probability((condition), 1, 0.5) != 0)
-
 namespace harmony {
 
 /// Cut toward zero, saturating at the 32-bit limits; a NaN gives the lower one.

@@ -4,6 +4,7 @@
 
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
+#include "harmony/Hints.h"
 #include "harmony/Products.h"
 
 namespace {
@@ -60,7 +61,7 @@ struct Ring {
   std::int32_t Entry(std::uint32_t position) const { return line[(position + ring) & 1023]; }
 
   /// Positions are held at 0 and 1024, the first and the last that the ring has.
-  [[gnu::noinline]] double Beyond(double delay) const {
+  HARMONY_RARE double Beyond(double delay) const {
     const Place place = Between(delay, harmony::Saturate(delay));
     const std::int32_t held = Entry(place.lower < 0 ? 0 : 1024);
     return Interpolate(held, held, place.fraction);

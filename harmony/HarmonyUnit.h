@@ -116,13 +116,20 @@ class CMM_API HarmonyUnit {
   /// The same with @p gain instead of nrInOutputGain.
   double NRIn(double sample, double gain);
 
-  /// The same as NRIn(double) with the band's ends in hertz, any value; two sines and two cosines a call.
+  /// The same as NRIn(double) with the band's ends in hertz; two sines and two cosines a call. Stable for
+  /// ends between 0 and 22050 Hz, both excluded (LPFParam tells why). At 0 Hz the low-pass gives 0 and the
+  /// high-pass lets everything pass, while the state of either adds up its input. From 22050 up to 44100 Hz,
+  /// and from 0 down to -22050, states grow without end, and the result is a constant sooner or later.
   double NRIn(double sample, double lpfHz, double hpfHz);
 
   /// NR with a band that follows the pitch: from 50 Hz below the lowest to 50 Hz above the highest of three
   /// voices, which stand the given intervals above 44100 / pitchValue Hz. Without a pitch (pitchValue 0.0)
   /// the intervals do not count and the band goes from 0 to 50 Hz. A NaN is no highest and no lowest, unless
   /// it is the first of the three.
+  ///
+  /// Stable while the highest voice lies below 22000 Hz, which is the host's care: from there on the low-pass
+  /// state grows without end. With a lowest voice of 50 Hz or less the band begins at 0 Hz, where the
+  /// high-pass state adds up its input and gives it back once the band moves.
   /// @param cents1,cents2,cents3 intervals in cents, 1200 to the octave, in any order
   std::int32_t NRAuto(double sample, double cents1, double cents2, double cents3);
 
@@ -232,9 +239,12 @@ class CMM_API HarmonyUnit {
   /// @p value as a fixed-point word: value / 2^fractionBits, exactly (0.0 where that is no double any more).
   double VirturalFl(std::int32_t value, std::uint16_t fractionBits);
 
-  /// Coefficients of a first-order low-pass section for a frequency in hertz, of any value.
+  /// Coefficients of a first-order low-pass section for a frequency in hertz. Any value gives some; the
+  /// section is stable from above 0 to below 22050 Hz, and as far above every multiple of 44100 Hz. Its pole,
+  /// the feedback, is (1 - sin a) / cos a = tan(pi / 4 - a / 2) with the angle a = 2 pi hertz / 44100: it
+  /// goes from 1 at 0 Hz by 0 at 11025 Hz to -1 at 22050 Hz, and is beyond them up to 44100 Hz.
   void LPFParam(double hertz, double* feedback, double* oldGain, double* newGain);
 
-  /// The same for a high-pass section.
+  /// The same for a high-pass section, with the same pole.
   void HPFParam(double hertz, double* feedback, double* oldGain, double* newGain);
 };

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <cstdint>
 
-#include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
+#include "harmony/Hints.h"
 #include "harmony/Products.h"
 #include "harmony/Section.h"
 

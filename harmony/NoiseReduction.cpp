@@ -61,10 +61,6 @@ void Store(const Coefficients& c, double* feedback, double* oldGain, double* new
   *newGain = c.newGain;
 }
 
-// Read where it is used: a compiler that knows the base makes another function of the power, one that
-// differs in its last bit.
-const volatile double kTwo = 2.0;
-
 struct Band {
   double lowest = 0.0;
   double highest = 0.0;
@@ -73,7 +69,9 @@ struct Band {
 Band BandOf(double pitch, double cents1, double cents2, double cents3) {
   if (pitch == 0.0) return {};
   const double base = 44100.0 / pitch;
-  const auto above = [base](double cents) { return std::pow(kTwo, cents * 0.0008333333333333334) * base; };
+  // Hidden from the compiler: of a power of 2 it makes another function, one that differs in its last bit.
+  const volatile double two = 2.0;
+  const auto above = [&](double cents) { return std::pow(two, cents * 0.0008333333333333334) * base; };
   const double f1 = above(cents1);
   const double f2 = above(cents2);
   const double f3 = above(cents3);

@@ -10,6 +10,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "harmony/Hints.h"
+
 namespace harmony {
 
 struct Multiply {
@@ -85,7 +87,7 @@ inline bool Faded(double value) {
 }
 
 template <class Formulas>
-[[gnu::noinline]] auto WithFadedProducts(const Formulas& formulas) {
+HARMONY_RARE auto WithFadedProducts(const Formulas& formulas) {
   return formulas(MultiplyFaded());
 }
 

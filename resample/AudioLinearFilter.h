@@ -35,9 +35,11 @@
 /// @param src       the block's first sample
 /// @param srcFrames frames in the block; with 0 the call gives 1 and does nothing, @p outFrames included
 /// @param srcRate   rate of the source in Hz
-/// @param dst       receives the output; must not overlap @p src. Room for @p srcFrames frames when the rates
-/// are equal,
-///                  otherwise for @p maxOut frames, or for the whole output where no limit stops the call
+/// @param dst       receives the output. Room for @p srcFrames frames when the rates are equal, otherwise for
+///                  @p maxOut frames, or for the whole output where no limit stops the call. It may overlap
+///                  the block, which takes longer then: at equal rates in any way; when @p dstRate is the
+///                  lower rate, if @p dst does not lie behind @p src (in place, they are the same); when it
+///                  is the higher one, if the whole output, without a limit, does not end behind the block
 /// @param outFrames receives the number of frames written; must be valid
 /// @param dstRate   rate of the output in Hz. Equal rates copy the block whatever @p first and @p maxOut say,
 /// and leave

@@ -15,6 +15,11 @@ void CopyFrame(Sample* to, const Sample* from) {
   std::memcpy(to, from, kChannels * sizeof(Sample));
 }
 
+bool Overlap(const void* begin, const void* end, const void* otherBegin, const void* otherEnd) {
+  const auto address = [](const void* place) { return reinterpret_cast<std::uintptr_t>(place); };
+  return address(begin) < address(otherEnd) && address(otherBegin) < address(end);
+}
+
 }  // namespace
 
 template <class Sample>
@@ -48,7 +53,8 @@ std::uint8_t LinearStream<Sample>::Process(const Block<Sample>& block, const For
 }
 
 /// The filter step by step. Once both ends of an interval lie in the block, Leap makes all outputs but the
-/// last at once; the steps make the outputs across the seam, and they alone decide how the call ends.
+/// last at once; the steps make the outputs across the seam, and they alone decide how the call ends. They
+/// keep both ends of the interval, so that outputs may take the place of frames that have been taken.
 template <class Sample>
 template <std::uint32_t kChannels>
 void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
@@ -58,7 +64,7 @@ void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
   std::uint32_t taken = 1;  // source frames so far, the one at the interval's upper end included
   if (block.first) {
     CopyFrame<kChannels>(prev_, src);
-    CopyFrame<kChannels>(out, src);
+    CopyFrame<kChannels>(out, prev_);
     out += kChannels;
     written = 1;
     taken = 2;
@@ -70,16 +76,20 @@ void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
       return;
     }
   }
+  const auto newest = [&] { return src + std::size_t{taken - 1} * kChannels; };
+  Sample cur[kChannels];
+  CopyFrame<kChannels>(cur, newest());
   bool canLeap = CanLeap(block);
   for (;;) {
     while (phase_ > block.dstRate) {
       phase_ -= block.dstRate;
-      CopyFrame<kChannels>(prev_, src + std::size_t{taken - 1} * kChannels);
+      CopyFrame<kChannels>(prev_, cur);
       if (taken >= block.srcFrames) {
         *block.outFrames = written;
         return;
       }
       ++taken;
+      CopyFrame<kChannels>(cur, newest());
     }
     if (canLeap && taken >= 2) {
       canLeap = false;
@@ -89,8 +99,8 @@ void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
       const std::uint64_t made = Leap<kChannels>(block, form, out, taken, room);
       out += made * kChannels;
       written += static_cast<std::uint32_t>(made);
+      CopyFrame<kChannels>(cur, newest());
     }
-    const Sample* const cur = src + std::size_t{taken - 1} * kChannels;
     const double fraction = phase_ * inv_;
     for (std::uint32_t c = 0; c < kChannels; ++c) {
       const std::int32_t delta = cur[c] - prev_[c];
@@ -119,7 +129,7 @@ bool LinearStream<Sample>::CanLeap(const Block<Sample>& block) const {
 /// on it.
 /// @param out  where the next output goes
 /// @param room outputs up to the limit
-/// @return the number of outputs made
+/// @return the number of outputs made; 0 too where they and the block overlap, as the forms read frames again
 template <class Sample>
 template <std::uint32_t kChannels>
 std::uint64_t LinearStream<Sample>::Leap(const Block<Sample>& block, const Form& form, Sample* out,
@@ -128,6 +138,10 @@ std::uint64_t LinearStream<Sample>::Leap(const Block<Sample>& block, const Form&
   const std::uint64_t span = std::uint64_t{block.srcFrames - taken + 1} * block.dstRate;
   const std::uint64_t outputs = std::min((span - phase_) / block.srcRate + 1, room) - 1;
   if (outputs == 0) return 0;
+  if (Overlap(block.dst, out + outputs * kChannels, block.src,
+              block.src + std::size_t{block.srcFrames} * kChannels)) {
+    return 0;
+  }
   MapJob<Sample> job{block.src,     block.srcFrames, out,  outputs, {taken - 2, phase_},
                      block.srcRate, block.dstRate,   inv_, &plan_};
   form.Map<Sample, kChannels>()(job);

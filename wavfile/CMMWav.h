@@ -13,6 +13,11 @@
 /// Results: operations give 1 for success and 0 for failure; queries give 0, 0.0 or null when no file is
 /// open. A call in a state that does not allow it gives 0 and touches nothing. No exception leaves the class.
 ///
+/// A file may have zeros in its format. An operation needs only the field that it divides by: Read, Write,
+/// TimeFind and GetTimeToByte need nBlockAlign; GetSampleSize and GetNowSampleSize need nChannels and
+/// wBitsPerSample, without which a file counts 0 frames; BeginConvert needs nBlockAlign and nAvgBytesPerSec.
+/// So a compressed file without bits is read by blocks, converted, and tells its time.
+///
 /// Threads: an object serves one thread at a time, and so do an object and its copies together.
 ///
 /// Copies share everything: file, position and blocks. Closing one closes the file for all; destroying one
@@ -56,26 +61,28 @@ class CMM_API CMMWav {
   /// @param buffer    receives the bytes
   /// @param delivered receives the count: what was asked for, less at the end of the data (0 behind it), 0 on
   ///                  failure
-  /// @return 1, at the end of the data too; 0 when @p bytes is no whole number of blocks, or the file ends
-  /// ahead
-  ///         of its declared size (the position is then undefined until Reset or SampleFind)
+  /// @return 1, at the end of the data too; 0 when @p bytes is no whole number of blocks, nBlockAlign is 0,
+  ///         or the file ends ahead of its declared size (the position is then undefined until Reset or
+  ///         SampleFind)
   std::int32_t Read(std::uint32_t bytes, void* buffer, std::uint32_t* delivered);
 
   /// Appends whole blocks to a file open for writing. Allocates nothing.
   /// @param bytes a multiple of the block size; otherwise 0 is returned and @p taken is not touched
   /// @param taken receives the count of bytes taken
-  /// @return 1; 0 when the disk is full, or the file's sizes can hold no more (whole blocks that fit are
-  /// taken)
+  /// @return 1; 0 when the disk is full, nBlockAlign is 0 (samples below 8 bits, no channels), or the file's
+  ///         sizes can hold no more (whole blocks that fit are taken)
   std::int32_t Write(std::uint32_t bytes, const void* data, std::uint32_t* taken);
 
-  /// Goes to a frame of a file open for reading; the frame behind the last is allowed.
+  /// Goes to a frame of a file open for reading; the frame behind the last is allowed. In a file that counts
+  /// no frames that is frame 0 alone, the first sample byte.
   /// @return 1; 0 for a frame beyond that, or when writing
   std::int32_t SampleFind(std::uint32_t sample);
 
-  /// Goes to the frame at a time in seconds, rounded down. @return as SampleFind
+  /// Goes to the block at a time in seconds, rounded down. @return as SampleFind; 0 when nBlockAlign is 0
   std::int32_t TimeFind(double seconds);
 
-  std::uint32_t GetSampleSize();        ///< frames in the file; exact below 2^29 bytes of data
+  std::uint32_t GetSampleSize();        ///< frames in the file, 0 without channels or bits; exact below 2^29
+                                        ///< bytes of data
   std::uint32_t GetNowSampleSize();     ///< frames read or written so far
   std::uint32_t GetSampleSizeInBits();  ///< bits of one sample
   std::uint32_t GetSampleRate();        ///< in hertz
@@ -84,8 +91,8 @@ class CMM_API CMMWav {
   char* GetFileName();        ///< the name given to Open; the object's own, valid until Close
   char* GetPathName();        ///< the directory given to Open, empty for none; the object's own
   std::uint32_t GetFSize();   ///< bytes of the file as its RIFF header declares them; 8 while writing
-  double GetPlayTime();       ///< seconds in the file
-  double GetNowTime();        ///< seconds read or written so far
+  double GetPlayTime();       ///< seconds in the file: bytes by byte rate, as a quotient also where that is 0
+  double GetNowTime();        ///< seconds read or written so far, in the same way
   /// Whether the file ends where the data still to be read ends. Moves the position to the end of the file:
   /// Reset or SampleFind brings it back. @return 1 or 0; 0 when writing
   std::int32_t ChkFileSize();
@@ -94,7 +101,8 @@ class CMM_API CMMWav {
 
   std::uint32_t GetSampleToByte(
       std::uint32_t samples);                   ///< bytes of that many frames, 0 beyond the file's end
-  std::uint32_t GetTimeToByte(double seconds);  ///< bytes of that time, rounded down to whole blocks
+  std::uint32_t GetTimeToByte(double seconds);  ///< bytes of that time, rounded down to whole blocks; 0 when
+                                                ///< nBlockAlign is 0
 
   /// Begins to convert what is read, up to one second of audio at a time.
   ///
@@ -111,9 +119,10 @@ class CMM_API CMMWav {
   /// output: the
   ///                    object's own, valid until EndConvert or Close
   /// @param driver      the conversion driver to use; null leaves the choice to the platform
-  /// @return the buffer's size; 0 when no file is open for reading, a conversion runs, the formats do not go
-  /// together
-  ///         or memory is short. EndConvert clears up what such a failure may leave
+  /// @return the buffer's size: in two stages one second of the target, or at equal rates what the platform's
+  ///         conversion may deliver where that is more; 0 when no file is open for reading, a conversion
+  ///         runs, the formats do not go together, the file's nBlockAlign or nAvgBytesPerSec is 0, or memory
+  ///         is short. EndConvert clears up what such a failure may leave
   std::uint32_t BeginConvert(std::int32_t singleStage, WAVEFORMATEX target, std::uint8_t** outBuffer,
                              HACMDRIVER driver);
 

@@ -116,10 +116,12 @@ struct CMMWav::Conversion {
 
   // Frames of the stage's output that the filter may be given, so that its own output fits into convertBuf
   // where its limit does not stop it: a copy at equal rates, and a limit of one frame on a first call.
-  static std::uint32_t FramesFor(const CMMWav& wav, std::uint32_t frames, std::uint32_t room) {
+  static std::uint32_t FramesFor(const CMMWav& wav, std::uint32_t frames, std::uint32_t limit) {
     const std::uint32_t rate = wav.srcFormat->nSamplesPerSec;
-    if (rate == wav.dstFormat->nSamplesPerSec) return std::min(frames, room);
-    return room == 1 && wav.firstBlock != 0 ? std::min(frames, rate) : frames;
+    if (rate == wav.dstFormat->nSamplesPerSec) {
+      return std::min(frames, wav.convertSize / wav.dstFormat->nBlockAlign);
+    }
+    return limit == 1 && wav.firstBlock != 0 ? std::min(frames, rate) : frames;
   }
 };
 
@@ -159,15 +161,21 @@ std::uint32_t CMMWav::BeginConvTwice(WAVEFORMATEX target, std::uint8_t** outBuff
   WAVEFORMATEX intermediate = target;
   intermediate.nSamplesPerSec = srcFormat->nSamplesPerSec;
   intermediate.nAvgBytesPerSec = target.nBlockAlign * srcFormat->nSamplesPerSec;
-  if (Conversion::BeginStage(*this, intermediate, driver) == 0) return 0;
-  convertBuf = NewBuffer(target.nAvgBytesPerSec);
+  const std::uint32_t stageBytes = Conversion::BeginStage(*this, intermediate, driver);
+  if (stageBytes == 0) return 0;
+  // At equal rates the filter copies all that the stage delivers, which is more than a second where the
+  // source states too large a byte rate.
+  const bool copies = target.nSamplesPerSec == srcFormat->nSamplesPerSec;
+  const std::uint32_t second = target.nAvgBytesPerSec;
+  const std::uint32_t size = copies ? std::max(second, stageBytes) : second;
+  convertBuf = NewBuffer(size);
   if (convertBuf == nullptr) {
     acmStreamUnprepareHeader(acmStream, streamHeader, 0);
     Conversion::FreeHeader(*this);
     return 0;
   }
   *outBuffer = convertBuf;
-  return convertSize = target.nAvgBytesPerSec;
+  return convertSize = size;
 }
 
 std::int32_t CMMWav::Convert(std::uint32_t bytes, std::uint32_t* outBytes) {
@@ -201,16 +209,16 @@ MMRESULT CMMWav::softStreamConvert(HACMSTREAM stream, ACMSTREAMHEADER* header, D
                                    std::uint32_t* outBytes) {
   const MMRESULT result = acmStreamConvert(stream, header, flags);
   const std::uint32_t block = dstFormat->nBlockAlign;
-  const std::uint32_t room = convertSize / block;  // one second: the filter's limit
-  const std::uint32_t frames = Conversion::FramesFor(*this, header->cbDstLengthUsed / block, room);
+  const std::uint32_t limit = dstFormat->nAvgBytesPerSec / block;  // one second
+  const std::uint32_t frames = Conversion::FramesFor(*this, header->cbDstLengthUsed / block, limit);
   const std::uint32_t from = srcFormat->nSamplesPerSec;
   const std::uint32_t to = dstFormat->nSamplesPerSec;
   if (dstFormat->wBitsPerSample == 16) {
     AudioLinearFilter16(reinterpret_cast<const std::int16_t*>(header->pbDst), frames, from,
-                        reinterpret_cast<std::int16_t*>(convertBuf), outBytes, to, room, firstBlock,
+                        reinterpret_cast<std::int16_t*>(convertBuf), outBytes, to, limit, firstBlock,
                         dstFormat->nChannels);
   } else if (dstFormat->wBitsPerSample == 8) {
-    AudioLinearFilter8(header->pbDst, frames, from, convertBuf, outBytes, to, room, firstBlock,
+    AudioLinearFilter8(header->pbDst, frames, from, convertBuf, outBytes, to, limit, firstBlock,
                        dstFormat->nChannels);
   }
   firstBlock = 0;

@@ -1,14 +1,13 @@
 // What an open file says about itself.
-#include "wavfile/frames.h"
 #include "wavfile/low_bits.h"
 #include "wavfile/modes.h"
 #include "wavfile/share.h"
 
 namespace {
 
-// Frames in a count of bytes, in 32 bits throughout; 0 for a format that has no frames.
+// Frames in a count of bytes, in 32 bits throughout; 0 for a format that does not count them.
 std::uint32_t FramesOf(const WAVEFORMATEX& format, std::uint32_t bytes) {
-  if (!HasFrames(format)) return 0;
+  if (format.nChannels == 0 || format.wBitsPerSample == 0) return 0;
   return bytes * 8 / format.nChannels / format.wBitsPerSample;
 }
 
@@ -80,7 +79,7 @@ std::uint32_t CMMWav::GetSampleToByte(std::uint32_t samples) {
 }
 
 std::uint32_t CMMWav::GetTimeToByte(double seconds) {
-  if (!Share::Live(*this) || !HasFrames(*srcFormat)) return 0;
+  if (!Share::Live(*this) || srcFormat->nBlockAlign == 0) return 0;
   const std::uint32_t bytes = LowBits(srcFormat->nAvgBytesPerSec * seconds, 0);
   return bytes / srcFormat->nBlockAlign * srcFormat->nBlockAlign;
 }

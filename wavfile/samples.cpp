@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "wavfile/frames.h"
 #include "wavfile/low_bits.h"
 #include "wavfile/modes.h"
 #include "wavfile/share.h"
@@ -26,12 +25,25 @@ std::uint32_t LargestData(const MMCKINFO& riff, const MMCKINFO& data) {
   return (0xFFFFFFFF - (data.dwDataOffset - riff.dwDataOffset)) & ~1u;
 }
 
-// Whether the services can come back to what is written behind 2 GiB: where positions are signed, they write
-// it and then cannot put the sizes in.
-bool SeeksBehind(HMMIO file, MMIOINFO* cursor, std::uint32_t position) {
-  const auto here = static_cast<LONG>(cursor->lBufOffset + (cursor->pchNext - cursor->pchBuffer));
+std::uint32_t Position(const MMIOINFO& cursor) {
+  return static_cast<std::uint32_t>(cursor.lBufOffset) +
+         static_cast<std::uint32_t>(Distance(cursor.pchBuffer, cursor.pchNext));
+}
+
+// Writes out what waits in the buffer. Gives whether the cursor then stands at that position: a full disk
+// drops what it does not take, and the cursor stands where it stopped.
+bool FlushesUpTo(HMMIO file, MMIOINFO* cursor, std::uint32_t position) {
   cursor->dwFlags |= MMIO_DIRTY;
   if (mmioSetInfo(file, cursor, 0) != 0) return false;
+  const bool flushed = mmioFlush(file, 0) == 0;
+  return mmioGetInfo(file, cursor, 0) == 0 && flushed && Position(*cursor) == position;
+}
+
+// Whether the services can come back to what is written behind 2 GiB: where positions are signed, they write
+// it and then cannot put the sizes in. Nothing may wait in the buffer: a seek would drop what a full disk
+// does not take.
+bool SeeksBehind(HMMIO file, MMIOINFO* cursor, std::uint32_t position) {
+  const auto here = static_cast<LONG>(Position(*cursor));
   const bool seeks = mmioSeek(file, static_cast<LONG>(position), SEEK_SET) != -1;
   return mmioSeek(file, here, SEEK_SET) == here && mmioGetInfo(file, cursor, 0) == 0 && seeks;
 }
@@ -62,7 +74,7 @@ std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* deli
   if (delivered == nullptr) return 0;
   *delivered = 0;
   if (!Share::Live(*this) || (buffer == nullptr && bytes > 0)) return 0;
-  if (!HasFrames(*srcFormat) || bytes % srcFormat->nBlockAlign != 0) return 0;
+  if (srcFormat->nBlockAlign == 0 || bytes % srcFormat->nBlockAlign != 0) return 0;
   const std::uint32_t take = std::min<std::uint32_t>(bytes, dataChunk.cksize);
   if (take == 0) return 1;
   MMIOINFO cursor;
@@ -98,8 +110,12 @@ std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t*
   if (bytes % align != 0) return 0;
   std::uint32_t room = LargestData(riffChunk, dataChunk) - dataBytes;
   const std::uint32_t toHalf = (kHalf & ~1u) - dataChunk.dwDataOffset;
-  if (dataBytes <= toHalf && bytes > toHalf - dataBytes && !SeeksBehind(hmmio, &mmioInfo, kHalf + 1)) {
-    room = toHalf - dataBytes;
+  if (dataBytes <= toHalf && bytes > toHalf - dataBytes) {
+    if (!FlushesUpTo(hmmio, &mmioInfo, dataChunk.dwDataOffset + dataBytes)) {
+      *taken = 0;
+      return 0;
+    }
+    if (!SeeksBehind(hmmio, &mmioInfo, kHalf + 1)) room = toHalf - dataBytes;
   }
   const std::uint32_t fit = bytes <= room ? bytes : room / align * align;
 
@@ -130,8 +146,7 @@ std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t*
 }
 
 std::int32_t CMMWav::SampleFind(std::uint32_t sample) {
-  if (!Share::Live(*this) || openMode == kWriting) return 0;
-  if (!HasFrames(*srcFormat) || sample > GetSampleSize()) return 0;
+  if (!Share::Live(*this) || openMode == kWriting || sample > GetSampleSize()) return 0;
   const std::uint32_t offset = srcFormat->nBlockAlign * sample;
   mmioSeek(hmmio, static_cast<LONG>(dataChunk.dwDataOffset + offset), SEEK_SET);
   dataChunk.cksize = dataBytes - offset;
@@ -139,7 +154,7 @@ std::int32_t CMMWav::SampleFind(std::uint32_t sample) {
 }
 
 std::int32_t CMMWav::TimeFind(double seconds) {
-  if (!Share::Live(*this) || openMode == kWriting || !HasFrames(*srcFormat)) return 0;
+  if (!Share::Live(*this) || openMode == kWriting || srcFormat->nBlockAlign == 0) return 0;
   const double block = srcFormat->nAvgBytesPerSec * seconds / srcFormat->nBlockAlign;
   return SampleFind(LowBits(block, 0xFFFFFFFF));  // a number above every file's count of frames
 }

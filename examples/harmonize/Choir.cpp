@@ -10,6 +10,7 @@ constexpr std::int32_t kMiddle = 512;  // the position of delay value 0.0
 constexpr double kTaps = 3.0;          // MDLY gives a third of the sum, however many voices there are
 constexpr double kOctave = 1200.0;
 constexpr double kLowestBandHz = 60.0;
+constexpr double kHighestBandHz = 20000.0;  // nothing is heard above; NRAuto is stable up to 22000
 
 double Cents(double ratio) {
   return kOctave * std::log2(ratio);
@@ -89,8 +90,9 @@ double Choir::Voices() {
 
   // NRAuto takes 44100 / pitchValue for the lead's frequency, which is an octave above it. The band is to go
   // from the lowest voice to the eighth harmonic of the highest. It must not begin at 0 Hz, where the
-  // high-pass section would add up a constant without end.
-  const double least = Cents(kLowestBandHz * unit_.pitchValue / 44100.0);
-  const double low = std::max(lowestCents_ - kOctave, least);
-  return unit_.NRAuto(sum, low, low, std::max(low, highestCents_ + 2.0 * kOctave));
+  // high-pass section would add up a constant without end, nor end so high that the low-pass one runs away.
+  const auto above = [this](double hertz) { return Cents(hertz * unit_.pitchValue / 44100.0); };
+  const double low = std::max(lowestCents_ - kOctave, above(kLowestBandHz));
+  const double high = std::clamp(highestCents_ + 2.0 * kOctave, low, above(kHighestBandHz));
+  return unit_.NRAuto(sum, low, low, high);
 }

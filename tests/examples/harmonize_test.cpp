@@ -88,7 +88,8 @@ TEST_F(Harmonize, VoicesStandAtTheirIntervalsFromTheLead) {
     std::vector<double> cents;
   } cases[] = {{220.0, "+4,+7,-12", {400, 700, -1200}},
                {101.3, "+386c,+11", {386, 1100}},
-               {661.5, "-5,10", {-500, 1000}}};
+               {661.5, "-5,10", {-500, 1000}},
+               {800.0, "+24", {2400}}};  // its eighth harmonic lies beyond half the rate
   for (const auto& [hertz, voices, cents] : cases) {
     const Samples lead = Sung(hertz, 1.6);
     Save(lead);

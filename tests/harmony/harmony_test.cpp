@@ -192,6 +192,38 @@ TEST(Harmony, NoiseReduction) {
   EXPECT_EQ(constant.NR(1e6), 0);
 }
 
+/// A section of one pole is stable while the pole, its feedback, lies inside the unit circle.
+TEST(Harmony, ComputedBandsAreStableBelowHalfTheRate) {
+  const auto pole = [](double hertz) {
+    HarmonyUnit unit;
+    unit.nrInLpfState = 1.0;
+    unit.NRIn(0.0, hertz, 1000.0);
+    const double ofLpf = unit.nrInLpfState;
+    unit.nrInLpfState = 0.0;
+    unit.nrInHpfState = 1.0;
+    unit.NRIn(0.0, 1000.0, hertz);
+    EXPECT_EQ(unit.nrInHpfState, ofLpf) << hertz;
+    return std::fabs(ofLpf);
+  };
+  for (double hertz = 0.25; hertz < 22050.0; hertz += 0.25) EXPECT_LT(pole(hertz), 1.0) << hertz;
+  for (double hertz = 22050.0; hertz < 44100.0; hertz += 0.25) EXPECT_GT(pole(hertz), 1.0) << hertz;
+  for (double hertz = -0.25; hertz > -22050.0; hertz -= 0.25) EXPECT_GT(pole(hertz), 1.0) << hertz;
+  EXPECT_EQ(pole(0.0), 1.0);
+}
+
+TEST(Harmony, ABandThatFollowsThePitchIsStableToVoicesOf22000Hertz) {
+  for (const double hertz : {60.0, 11000.0, 20000.0, 21999.0, 22001.0}) {
+    HarmonyUnit unit;
+    unit.pitchValue = 22.0;
+    const double cents = 1200.0 * std::log2(hertz * unit.pitchValue / 44100.0);
+    std::mt19937 random(5);
+    const auto noise = [&random] { return static_cast<std::int32_t>(random()); };
+    for (std::size_t i = 0; i < kSecond; ++i) unit.NRAuto(noise(), cents, cents, cents);
+    for (std::size_t i = 0; i < 6 * kSecond; ++i) unit.NRAuto(0.0, cents, cents, cents);
+    EXPECT_EQ(unit.NRAuto(0.0, cents, cents, cents) == 0, hertz < 22000.0) << hertz;
+  }
+}
+
 /// Every stage but those over the mathematics library, each on what the ones before gave; then these on a
 /// unit of their own. All results and states go into two hashes.
 template <class Unit>

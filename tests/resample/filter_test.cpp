@@ -95,6 +95,18 @@ TEST(Filter, RefusesWhatItCannotDoAndTouchesNothing) {
   EXPECT_EQ(dst, Words(256, 77));
 }
 
+/// Hands all filters to a visitor, as (channels, Sample(), filter); those for any count with that many.
+template <class Visitor>
+void VisitFilters(std::uint32_t channels, const Visitor& visit) {
+  visit(2U, std::int16_t{}, AudioLinearFilter1);
+  visit(1U, std::int16_t{}, AudioLinearFilter2);
+  visit(2U, std::uint8_t{}, AudioLinearFilter3);
+  visit(1U, std::uint8_t{}, AudioLinearFilter4);
+  visit(channels, std::uint8_t{}, [=](auto... most) { return AudioLinearFilter8(most..., channels); });
+  if (channels > 2) return;
+  visit(channels, std::int16_t{}, [=](auto... most) { return AudioLinearFilter16(most..., channels); });
+}
+
 /// Each filter keeps a stream of its own: all are fed by turns, and agree with their steps bit for bit.
 TEST(Filter, AgreesWithTheStepsInEveryLayout) {
   std::mt19937 random(3);
@@ -112,23 +124,57 @@ TEST(Filter, AgreesWithTheStepsInEveryLayout) {
       EXPECT_TRUE(found == expected);
     });
   };
-  const auto wide = [](std::uint32_t channels) {
-    return [=](auto... arguments) { return AudioLinearFilter16(arguments..., channels); };
-  };
-  const auto narrow = [](std::uint32_t channels) {
-    return [=](auto... arguments) { return AudioLinearFilter8(arguments..., channels); };
-  };
   for (const std::uint32_t channels : {1U, 2U, 3U, 4U}) {
     feeds.clear();
-    add(2, std::int16_t{}, AudioLinearFilter1);
-    add(1, std::int16_t{}, AudioLinearFilter2);
-    add(2, std::uint8_t{}, AudioLinearFilter3);
-    add(1, std::uint8_t{}, AudioLinearFilter4);
-    add(channels, std::uint8_t{}, narrow(channels));
-    if (channels <= 2) add(channels, std::int16_t{}, wide(channels));
+    VisitFilters(channels, add);
     for (int i = 0; i < 8; ++i) {
       for (const auto& feed : feeds) feed(i % 4 == 0);
     }
+  }
+}
+
+/// One stream whose output lies over its blocks, as far as the header allows it and less far.
+template <class Sample>
+void ExpectTheStepsOverTheBlock(std::uint32_t channels, auto filter, std::uint32_t from, std::uint32_t to,
+                                std::ptrdiff_t back) {
+  std::mt19937 random(5);
+  Steps<Sample> steps;
+  for (const std::uint32_t frames : {1000u, 1u, 64u, 1000u, 7u, 300u}) {
+    for (const std::uint32_t maxOut : {0u, 50u}) {
+      const bool first = frames == 1000 && maxOut == 0;
+      std::vector<Sample> block(frames * channels), whole, expected;
+      for (Sample& sample : block) sample = static_cast<Sample>(random());
+      Steps<Sample>(steps).Call(block, from, to, 0, first, channels, whole);
+      steps.Call(block, from, to, maxOut, first, channels, expected);
+      std::vector<Sample> room(block.size() + 2 * whole.size() + 3000);
+      const auto longer =
+          static_cast<std::ptrdiff_t>(whole.size()) - static_cast<std::ptrdiff_t>(block.size());
+      const auto src = room.begin() + static_cast<std::ptrdiff_t>(whole.size()) + 1500;
+      const auto dst = src - (from < to ? longer : 0) - back;
+      std::copy(block.begin(), block.end(), src);
+      std::uint32_t made = 0;
+      EXPECT_EQ(filter(&*src, frames, from, &*dst, &made, to, maxOut, std::uint8_t(first)), 1);
+      EXPECT_EQ(made * channels, expected.size());
+      EXPECT_TRUE(std::equal(expected.begin(), expected.end(), dst))
+          << from << " to " << to << ", " << frames << " frames, " << back << " samples back, limit "
+          << maxOut;
+    }
+  }
+}
+
+TEST(Filter, TakesItsOutputInPlaceOfItsBlock) {
+  constexpr std::uint32_t kRates[][2] = {{48000, 44100},   {44100, 22050}, {44100, 8000},  {191999, 192000},
+                                         {192000, 191999}, {44100, 48000}, {22050, 44100}, {8000, 44100}};
+  for (const std::uint32_t channels : {1U, 2U, 3U, 4U}) {
+    VisitFilters(channels, [&]<class Sample>(std::uint32_t count, Sample, auto filter) {
+      for (const std::ptrdiff_t back : {0, 1, 2, 3, 17, 400, 1200}) {
+        for (const auto& [from, to] : kRates) {
+          ExpectTheStepsOverTheBlock<Sample>(count, filter, from, to, back);
+        }
+        ExpectTheStepsOverTheBlock<Sample>(count, filter, 8000, 8000, back);
+        ExpectTheStepsOverTheBlock<Sample>(count, filter, 8000, 8000, -back);
+      }
+    });
   }
 }
 

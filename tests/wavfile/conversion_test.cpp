@@ -134,6 +134,36 @@ TEST_F(Conversion, TwoStagesFollowTheSteps) {
   }
 }
 
+// An IMA file that states twice its byte rate delivers two seconds at once; at equal rates no frame is lost.
+TEST_F(Conversion, AtEqualRatesAllFramesComeOutWhateverTheByteRate) {
+  constexpr std::uint32_t kFramesInBlock = 505;
+  const WAVEFORMATEX ima = {17, 1, 22050, 2 * 22050 * 256 / kFramesInBlock, 256, 4, 2};
+  Bytes record(sizeof ima);
+  std::memcpy(record.data(), &ima, sizeof ima);
+  const Bytes extra = {static_cast<char>(kFramesInBlock & 0xFF), static_cast<char>(kFramesInBlock >> 8)};
+  Bytes blocks = Pattern(200 * 256);
+  for (std::size_t at = 0; at < blocks.size(); at += 256) SetNumber(blocks, at, 0);  // each block's header
+  const std::string path = folder_.File("ima.wav");
+  Store(path, Riff({Chunk("fmt ", Join({record, extra})), Chunk("data", blocks)}));
+  const auto converted = [&path](std::int32_t stages) {
+    CMMWav wav;
+    std::uint8_t* output = nullptr;
+    EXPECT_EQ(wav.Open(path.c_str()), 1);
+    const std::uint32_t size = wav.BeginConvert(stages, Format(22050, 1, 16), &output, nullptr);
+    EXPECT_EQ(wav.GetConvertSize(), size);
+    Bytes all;
+    std::uint32_t made = 0;
+    while (wav.Convert(87 * 256, &made) == 1) {
+      EXPECT_LE(made, size);
+      all.insert(all.end(), output, output + made);
+    }
+    return all;
+  };
+  const Bytes twice = converted(kTwoStages);
+  EXPECT_EQ(twice.size(), 2u * 200 * kFramesInBlock);
+  EXPECT_TRUE(twice == converted(kOneStage));
+}
+
 TEST_F(Conversion, SeekingDoesNotBeginANewStreamButBeginConvertDoes) {
   CMMWav wav;
   ASSERT_EQ(wav.Open(MakeSource(Format(8000, 1, 8), 16000).c_str()), 1);

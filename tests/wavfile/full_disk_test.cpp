@@ -1,6 +1,6 @@
 // A recording on a full disk: what the header names is what the disk has.
 #include "tests/support/FileSizeLimit.h"
-#include "tests/wavfile/wav_test.h"
+#include "tests/wavfile/pretend_written.h"
 
 namespace {
 
@@ -63,6 +63,42 @@ TEST_F(FullDisk, SoIsOneLargerThanTheBuffer) {
       for (const std::size_t limit : {edge - 57, edge - 1, edge, edge + 1, edge + 2, edge + 57}) {
         Record(data, block, limit, Pcm(1, 8000, 8));
       }
+    }
+  }
+}
+
+// What waits in the buffer when 2 GiB are reached goes to the disk before anything else is tried there.
+TEST_F(FullDisk, JustBelowTwoGibibytesIsNoOtherPlace) {
+  constexpr std::size_t kHalf = std::size_t{1} << 31;
+  for (const std::size_t missing : {3000u, 9000u}) {
+    for (const std::uint32_t block : {100u, 1000u}) {
+      SCOPED_TRACE(std::to_string(missing) + " bytes missing, blocks of " + std::to_string(block));
+      const std::string path = folder_.File("half.wav");
+      const Bytes data = Pattern(50000);
+      const auto before = static_cast<std::uint32_t>(kHalf - 56 - 40000);
+      CMMWav wav;
+      std::uint32_t accepted = 0;
+      {
+        const test::FileSizeLimit full(kHalf - missing);
+        ASSERT_EQ(wav.Open(Pcm(2, 44100, 16), path.c_str()), 1);
+        PretendWritten(wav, before);
+        std::uint32_t taken = 0;
+        while (accepted < data.size() && wav.Write(block, data.data() + accepted, &taken) == 1)
+          accepted += taken;
+        EXPECT_EQ(taken, 0u);
+        EXPECT_EQ(wav.Write(block, data.data(), &taken), 0);
+        EXPECT_EQ(taken, 0u);
+        EXPECT_EQ(wav.Close(0), 0);
+      }
+      EXPECT_EQ(accepted, 40000u - block);
+      EXPECT_EQ(std::filesystem::file_size(path), kHalf - missing);
+      std::ifstream file(path, std::ios::binary);
+      Bytes header(56), end(40000 - missing);
+      file.read(header.data(), 56);
+      EXPECT_EQ(Number(header, 4), kHalf - missing - 8);
+      EXPECT_EQ(Number(header, 52), kHalf - missing - 56);
+      file.seekg(56 + std::streamoff{before}).read(end.data(), static_cast<std::streamsize>(end.size()));
+      EXPECT_TRUE(end == Part(data, 0, end.size()));
     }
   }
 }

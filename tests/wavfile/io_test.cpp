@@ -182,16 +182,17 @@ TEST_F(WavIo, SeeksByFrameAndByTime) {
   EXPECT_EQ(wav.GetSampleToByte(3), 5u);  // 36 bits
 }
 
+// Only the field that an operation divides by counts.
 TEST_F(WavIo, ZeroesInTheFormatDivideNothing) {
   struct {
     std::size_t offset, count;
-    std::uint32_t frames, perFrame;
-    int works;
+    std::uint32_t frames, perFrame, millisecond;
+    int time, blocks;
   } const kFields[] = {
-      {22, 2, 0, 0, 0},  // channels
-      {28, 4, 4, 4, 1},  // byte rate
-      {32, 2, 0, 0, 0},  // block
-      {34, 2, 0, 0, 0},  // bits
+      {22, 2, 0, 0, 176, 1, 1},  // channels
+      {28, 4, 4, 4, 0, 1, 1},    // byte rate
+      {32, 2, 4, 4, 0, 0, 0},    // block
+      {34, 2, 0, 0, 176, 1, 1},  // bits
   };
   const Bytes sound = Load(Make(Pcm(2, 44100, 16), Pattern(16)));
   Bytes block(16);
@@ -203,13 +204,16 @@ TEST_F(WavIo, ZeroesInTheFormatDivideNothing) {
     CMMWav wav;
     ASSERT_TRUE(Opens(wav, file));
     EXPECT_EQ(wav.GetSampleSize(), field.frames);
-    EXPECT_EQ(wav.SampleFind(0), field.works);
-    EXPECT_EQ(wav.TimeFind(0), field.works);
-    EXPECT_EQ(wav.Read(4, block.data(), &count), field.works);
-    EXPECT_EQ(count, field.works == 1 ? 4u : 0u);
-    EXPECT_EQ(wav.GetTimeToByte(0.001), 0u);
+    EXPECT_EQ(wav.TimeFind(0), field.time);
+    EXPECT_EQ(wav.SampleFind(field.frames + 1), 0);
+    EXPECT_EQ(wav.SampleFind(0), 1);
+    EXPECT_EQ(wav.Read(4, block.data(), &count), field.blocks);
+    EXPECT_EQ(count, field.blocks == 1 ? 4u : 0u);
+    EXPECT_EQ(wav.GetNowSampleSize(), field.frames * count / 16);
+    EXPECT_EQ(wav.GetTimeToByte(0.001), field.millisecond);
     EXPECT_EQ(wav.GetSampleToByte(1), field.perFrame);
     EXPECT_EQ(std::isfinite(wav.GetPlayTime()), field.offset != 28);
+    EXPECT_EQ(wav.GetNowTime(), count / (field.offset == 28 ? 0.0 : 176400.0));
   }
   for (const WAVEFORMATEX& format : {Pcm(0, 44100, 16), Pcm(2, 44100, 0), Pcm(2, 44100, 7)}) {
     CMMWav wav;

@@ -136,6 +136,25 @@ TEST_F(Scripted, ATagDoesNotChangeTogetherWithChannelsOrRate) {
   EXPECT_NE(Begin(kOneStage, Format(8000, 1, 8)), 0u);
 }
 
+// As of GSM or MP3: such a file counts no frames, but has blocks and a time.
+TEST_F(Scripted, AFormatWithoutBitsIsConverted) {
+  WAVEFORMATEX source = Format(8000, 1, 16, kPrivateTag);
+  source.wBitsPerSample = 0;
+  source.nBlockAlign = 65;
+  source.nAvgBytesPerSec = 1625;
+  Open(source, 6500);
+  EXPECT_EQ(wav_.GetSampleSize(), 0u);
+  EXPECT_EQ(wav_.GetPlayTime(), 4.0);
+  EXPECT_EQ(wav_.GetTimeToByte(0.5), 780u);
+  for (const std::int32_t stages : {kOneStage, kTwoStages}) {
+    ASSERT_NE(Begin(stages, Format(8000, 1, 16)), 0u);
+    EXPECT_EQ(wav_.Convert(), 1625u / 2 * 2 + (stages == kOneStage ? 1 : 0));
+    EXPECT_EQ(wav_.GetNowTime(), 1.0);
+    EXPECT_EQ(wav_.EndConvert(), 1u);
+    EXPECT_EQ(wav_.SampleFind(0), 1);
+  }
+}
+
 TEST_F(Scripted, RefusesFormatsThatItCannotWorkWith) {
   const WAVEFORMATEX good = Format(11025, 2, 16, kPrivateTag);
   WAVEFORMATEX wraps = good;
@@ -259,17 +278,27 @@ TEST_F(Scripted, ABlockWithoutAnyFrameIsAFirstBlockToo) {
   }
 }
 
-// What a file says of itself, and what a driver makes of it, may be far more than a second.
+// What a file says of itself, and what a driver makes of it, may be far more than a second. At equal rates
+// all of it comes out, at others a second.
 TEST_F(Scripted, NoFormatDrivesTheFilterBeyondItsBuffer) {
   Open(With(source_, 64000, 2), 640000);  // four seconds at once
-  for (const DWORD rate : {8000u, 8001u, 1u, 2u}) {
+  struct {
+    DWORD rate, output;
+    std::uint32_t size, made;
+  } const kCases[] = {{8000, 64000, 64000, 64000},
+                      {8000, 100, 16000, 100},
+                      {8001, 64000, 16002, 16002},
+                      {1, 64000, 2, 2},
+                      {2, 64000, 4, 4}};
+  for (const auto& [rate, output, size, expected] : kCases) {
     const WAVEFORMATEX target = Format(rate, 1, 16, kPrivateTag);
-    script_->outputSize = script_->output = 64000;
-    ASSERT_EQ(Begin(kTwoStages, target), rate * 2);
+    script_->outputSize = script_->output = output;
+    ASSERT_EQ(Begin(kTwoStages, target), size);
+    EXPECT_EQ(wav_.GetConvertSize(), size);
     for (int i = 0; i < 3; ++i) {
       std::uint32_t made = 0;
       EXPECT_EQ(wav_.Convert(64000, &made), 1);
-      EXPECT_EQ(made, rate * 2) << rate << " Hz, block " << i;
+      EXPECT_EQ(made, expected) << rate << " Hz, block " << i;
     }
     EXPECT_EQ(wav_.EndConvert(), 1u);
     wav_.Reset();
