@@ -177,6 +177,12 @@ std::int32_t CMMCapture::fClose() {
 }
 
 std::int32_t CMMCapture::Free(std::uint32_t) {
+  // A copy has the same interfaces, uncounted. If it has given them back, the notification event is closed too.
+  if (waitHandles[0] != nullptr && !::ResetEvent(waitHandles[0])) {
+    captureBuffer = nullptr;
+    notify = nullptr;
+    captureDevice = nullptr;
+  }
   ReleaseAndClear(captureBuffer);
   ReleaseAndClear(notify);
   ReleaseAndClear(captureDevice);

@@ -60,7 +60,7 @@ class CMM_API CMMCapture {
   /// Finishes the WAV file. @return 1; 0 when none is open or it could not be finished
   std::int32_t fClose();
 
-  /// Gives everything back. @param unused 0 @return 1
+  /// Gives everything back, for copies too: their own Free then only clears them. @param unused 0 @return 1
   std::int32_t Free(std::uint32_t unused);
   /// Clears the fields, but for the owner event, the file and the level.
   void ClsDat();

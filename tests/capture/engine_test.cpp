@@ -213,6 +213,16 @@ TEST_F(Engine, StartUpFailsWithoutAllItsEvents) {
   }
 }
 
+TEST_F(Engine, CopiesMayBeFreedInAnyOrder) {
+  ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
+  OpenAndStart();
+  for (CMMCapture copy(engine); device.objects > 0;) copy.Free(0);
+  CMMCapture assigned;
+  assigned = engine;
+  EXPECT_EQ(engine.Free(0), 1);
+  EXPECT_EQ(assigned.Free(0), 1);
+}
+
 TEST_F(Engine, NeverSignalsTheOwnerOfAnEarlierRun) {
   ASSERT_EQ(Init(Pcm(44100, 2, 16)), 1);
   EXPECT_EQ(engine.OwnerCall(), 1);

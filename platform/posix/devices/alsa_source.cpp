@@ -1,8 +1,10 @@
 #include "platform/posix/devices/alsa_source.h"
 
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 
@@ -11,10 +13,12 @@ namespace {
 
 // What the worker may oversleep: as much as the device has, so that a process that is stopped loses little.
 constexpr unsigned kBufferMicroseconds = 10'000'000;
-// Every period wakes the worker and, with a sound server, a thread of its client: at 10 ms that costs a whole
-// per cent of a core, and a segment of the recorder has a quarter second.
-constexpr unsigned kPeriodMicroseconds = 50'000;
-constexpr int kUnreadyMilliseconds = 2;
+// What a sound server hands over at a time; the last of it is lost at a stop.
+constexpr unsigned kPeriodMicroseconds = 125'000;
+// How often the device is asked: as often as a recorder's segments come. Being woken for each period instead costs
+// a sound server's client twice the time.
+constexpr int kLongestInterval = 250;  // milliseconds
+constexpr int kLooksABuffer = 4;       // at the least
 
 /// The published result for a failure to open. Whatever cannot be opened is, to the caller, not there.
 HRESULT ResultOf(int alsaError) {
@@ -44,6 +48,18 @@ DSCCAPS CapsOf(snd_pcm_t* pcm) {
   }
   snd_pcm_hw_params_get_channels_max(params, &caps.dwChannels);
   return caps;
+}
+
+/// Milliseconds between two looks at the device.
+int IntervalOf(snd_pcm_t* pcm) {
+  snd_pcm_hw_params_t* params;
+  snd_pcm_hw_params_alloca(&params);
+  unsigned microseconds = 0;
+  if (snd_pcm_hw_params_current(pcm, params) < 0 ||
+      snd_pcm_hw_params_get_buffer_time(params, &microseconds, nullptr) < 0) {
+    microseconds = 0;
+  }
+  return std::clamp(static_cast<int>(microseconds / 1000 / kLooksABuffer), 1, kLongestInterval);
 }
 
 }  // namespace
@@ -84,22 +100,10 @@ HRESULT AlsaSource::Configure(const WAVEFORMATEX& format) {
   snd_pcm_hw_free(pcm_);  // of an earlier buffer
   if (const int error = SetAlsaHardware(pcm_, format, kBufferMicroseconds, kPeriodMicroseconds); error < 0)
     return error == -ENOMEM ? DSERR_OUTOFMEMORY : DSERR_BADFORMAT;
-  if (SetWakePoint() < 0) return DSERR_GENERIC;
+  interval_ = IntervalOf(pcm_);
   block_ = format.nBlockAlign;
   rate_ = format.nSamplesPerSec;
   return DS_OK;
-}
-
-/// Has poll wake the worker for a period, not for every frame.
-int AlsaSource::SetWakePoint() {
-  snd_pcm_uframes_t buffer;
-  snd_pcm_uframes_t period;
-  int error = snd_pcm_get_params(pcm_, &buffer, &period);
-  snd_pcm_sw_params_t* params;
-  snd_pcm_sw_params_alloca(&params);
-  if (error >= 0) error = snd_pcm_sw_params_current(pcm_, params);
-  if (error >= 0) error = snd_pcm_sw_params_set_avail_min(pcm_, params, period);
-  return error < 0 ? error : snd_pcm_sw_params(pcm_, params);
 }
 
 HRESULT AlsaSource::Start() {
@@ -108,18 +112,8 @@ HRESULT AlsaSource::Start() {
   gone_ = false;
   lost_ = 0;
   lastRead_ = Clock::now();
-  return CollectDescriptors() && Restart() ? DS_OK : DSERR_GENERIC;
-}
-
-/// Collects what Read polls, here, so that Read allocates nothing.
-bool AlsaSource::CollectDescriptors() try {
-  const int count = snd_pcm_poll_descriptors_count(pcm_);
-  if (count <= 0) return false;
-  descriptors_.assign(static_cast<std::size_t>(count) + 1, pollfd{});
-  descriptors_[0] = {wake_.Get(), POLLIN, 0};
-  return snd_pcm_poll_descriptors(pcm_, &descriptors_[1], static_cast<unsigned>(count)) == count;
-} catch (const std::bad_alloc&) {
-  return false;
+  drained_ = true;
+  return Restart() ? DS_OK : DSERR_GENERIC;
 }
 
 bool AlsaSource::Restart() {
@@ -142,40 +136,27 @@ void AlsaSource::Stop() {
 
 DWORD AlsaSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) {
   const QuietAlsa quiet;
-  const auto milliseconds = static_cast<int>(patience.count());
-  const auto read = [&] { return gone_ ? -ENODEV : snd_pcm_readi(pcm_, to, room / block_); };
-  snd_pcm_sframes_t frames = read();
-  if (frames == -EAGAIN) {
-    if (!WaitForData(milliseconds)) return 0;
-    frames = read();
-  }
+  if (gone_ || drained_) WaitForWake(std::min(interval_, static_cast<int>(patience.count())));
+  if (gone_) return 0;
+  const snd_pcm_sframes_t wanted = room / block_;
+  const snd_pcm_sframes_t frames = snd_pcm_readi(pcm_, to, static_cast<snd_pcm_uframes_t>(wanted));
+  drained_ = frames < wanted;
   if (frames > 0) {
     lastRead_ = Clock::now();
     return static_cast<DWORD>(frames) * block_;
   }
   if (frames == -EPIPE || frames == -ESTRPIPE) {  // overrun or suspended: what was lost is lost
     gone_ = !RestartAfterOverrun();
-  } else if (frames == 0 || frames == -EAGAIN) {  // a device that calls itself ready too early
-    WaitForWake(kUnreadyMilliseconds);
   } else {
-    gone_ = true;
-    WaitForWake(milliseconds);
+    gone_ = frames != 0 && frames != -EAGAIN;
   }
   return 0;
 }
 
-/// @return false when woken, or after the time
-bool AlsaSource::WaitForData(int milliseconds) {
-  if (poll(descriptors_.data(), descriptors_.size(), milliseconds) <= 0) return false;
-  if (descriptors_[0].revents != 0) return false;
-  unsigned short events = 0;
-  snd_pcm_poll_descriptors_revents(pcm_, &descriptors_[1], static_cast<unsigned>(descriptors_.size() - 1),
-                                   &events);
-  return true;  // an error shows itself in the read
-}
-
+/// Until the time is over, or a Wake.
 void AlsaSource::WaitForWake(int milliseconds) {
-  poll(descriptors_.data(), 1, milliseconds);
+  pollfd descriptor = {wake_.Get(), POLLIN, 0};
+  poll(&descriptor, 1, milliseconds);
 }
 
 }  // namespace platform::detail

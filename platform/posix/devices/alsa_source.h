@@ -1,13 +1,10 @@
 #pragma once
 // Capture from an ALSA device.
 
-#include <poll.h>
-
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include "platform/posix/devices/alsa.h"
 #include "platform/posix/devices/capture_source.h"
@@ -52,19 +49,17 @@ class AlsaSource final : public CaptureSource {
 
   AlsaSource() = default;
 
-  int SetWakePoint();
-  bool CollectDescriptors();
   bool Restart();
   bool RestartAfterOverrun();
-  bool WaitForData(int milliseconds);
   void WaitForWake(int milliseconds);
 
   snd_pcm_t* pcm_ = nullptr;  // opened by Open, closed by the destructor
   DSCCAPS caps_ = {};
   DWORD block_ = 0;
   WakeDescriptor wake_;
-  std::vector<pollfd> descriptors_;  // the wake descriptor, then the device's
-  bool gone_ = false;                // the device has failed for good: nothing more comes of it
+  int interval_ = 1;      // milliseconds between two looks at the device
+  bool drained_ = true;   // the latest read has taken all that there was
+  bool gone_ = false;     // the device has failed for good: nothing more comes of it
   double rate_ = 0;
   Clock::time_point lastRead_;  // up to then the sound has been handed over
   std::uint64_t lost_ = 0;      // frames of an overrun, by the clock

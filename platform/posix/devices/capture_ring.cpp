@@ -14,7 +14,7 @@ namespace platform::detail {
 namespace {
 
 // How long the worker leaves itself to the source. A Wake ends the wait; this only bounds what a source may do.
-constexpr std::chrono::milliseconds kPatience{100};
+constexpr std::chrono::milliseconds kPatience{500};
 
 // The backlog holds so many seconds, but no more than so many bytes.
 constexpr std::size_t kBacklogSeconds = 60;
@@ -80,7 +80,8 @@ void CaptureRing::Capture(std::unique_lock<std::mutex>& lock) {
   CaptureSource& source = *device_->source;
   busy_ = true;
   bool full = false;
-  while (running_ && !full && !gone_) {
+  for (bool last = false; !last && !full && !gone_;) {
+    last = !running_;  // what has come by the stop is taken too
     const std::span<BYTE> room = RoomForWorker();
     lock.unlock();
     const DWORD got = source.Read(room.data(), static_cast<DWORD>(room.size()), kPatience);

@@ -26,7 +26,7 @@ class CaptureSource {
 
   /// Moves what has been captured, waiting for it at most @p patience. Allocates nothing.
   /// @param room bytes at @p to, whole blocks
-  /// @return bytes moved, whole blocks; 0 when nothing came, after a Wake, or when the device is gone
+  /// @return bytes moved, whole blocks; 0 when nothing came, or when the device is gone
   virtual DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) = 0;
 
   /// Whether the device has failed for good since the last Start: Read gives nothing any more. On Read's thread.
@@ -36,7 +36,7 @@ class CaptureSource {
   /// Read's thread.
   virtual std::uint64_t TakeLost() { return 0; }
 
-  /// Ends a wait in Read at once; holds until the next Start. Any thread.
+  /// Ends a wait in Read at once; holds until the next Start: a Read gives what is there by now. Any thread.
   virtual void Wake() = 0;
 };
 
