@@ -9,6 +9,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <functional>
+#include <vector>
 
 #include "tests/faults/subjects.h"
 #include "tests/support/Allocations.h"
@@ -25,6 +27,15 @@ struct Fault {
   enum Kind { kNone, kCall, kAllocation, kAllAllocations } kind = kNone;
   long nth = 0;   // 1: the first
   int error = 0;  // of a call
+};
+
+constexpr Fault kFaults[] = {
+    {Fault::kCall, 1, EIO},
+    {Fault::kCall, 1, ENOSPC},
+#ifndef CMM_OWN_MEMORY
+    {Fault::kAllocation, 1},
+    {Fault::kAllAllocations, 1},
+#endif
 };
 
 constinit std::atomic<long> calls{0};
@@ -69,57 +80,69 @@ class Faults : public testing::Test {
     EXPECT_EQ(wav.Close(), 1);
   }
 
-  /// @return the child's outcome; -1, with a failure of the test, when it has not come to its end
-  int RunOnce(Subject subject) {
-    test::Store(output_, test::Bytes(99));  // to be cut, too
-    const pid_t child = fork();
-    if (child == 0) RunInChild(subject, job_);
+  struct Child {
+    Job job;
+    pid_t process;
+    std::string Output() const { return job.folder + "/" + kOutput; }
+  };
+
+  Child Start(Subject subject, long number) {
+    const std::string folder = folder_.File(std::to_string(number));
+    std::filesystem::create_directory(folder);
+    Child child = {{folder_.File("source.wav"), folder}, -1};
+    test::Store(child.Output(), test::Bytes(99));  // to be cut, too
+    child.process = fork();
+    if (child.process == 0) RunInChild(subject, child.job);
+    return child;
+  }
+
+  /// @return its outcome; -1, with a failure of the test, when it has not come to its end
+  static int Await(const Child& child) {
     int status = 0;
-    waitpid(child, &status, 0);
+    waitpid(child.process, &status, 0);
     if (WIFEXITED(status)) return WEXITSTATUS(status);
     ADD_FAILURE() << "ended by signal " << WTERMSIG(status);
     return -1;
   }
 
-  /// @param isComplete looks at what came out
-  template <class IsComplete>
-  void Sweep(Subject subject, Fault::Kind kind, int error, IsComplete isComplete) {
-    int told = 0;
-    for (fault = {kind, 1, error};; ++fault.nth) {
-      SCOPED_TRACE("fault " + std::to_string(fault.nth) + ", kind " + std::to_string(kind) + ", error " +
-                   std::to_string(error));
-      const int outcome = RunOnce(subject);
-      if (outcome == kTold) ++told;
-      EXPECT_TRUE((outcome != kComplete && outcome != kWithoutFault) || isComplete());
-      EXPECT_NE(outcome, kWithoutFaultAndTold);
-      if (outcome >= kWithoutFault) break;
-    }
-    std::printf("%ld faults, %d told\n", fault.nth - 1, told);
-    EXPECT_GT(told, 3);
+  test::Bytes WithoutFault(Subject subject) {
+    fault = {};
+    const Child child = Start(subject, 0);
+    EXPECT_EQ(Await(child), kWithoutFault);
+    return test::Load(child.Output());
   }
 
-  template <class IsComplete>
-  void SweepAll(Subject subject, IsComplete isComplete) {
-    Sweep(subject, Fault::kCall, EIO, isComplete);
-    Sweep(subject, Fault::kCall, ENOSPC, isComplete);
-#ifndef CMM_OWN_MEMORY
-    Sweep(subject, Fault::kAllocation, 0, isComplete);
-    Sweep(subject, Fault::kAllAllocations, 0, isComplete);
-#endif
+  /// @param isComplete looks at what came out
+  void Sweep(Subject subject, const Fault& first, const std::function<bool(const test::Bytes&)>& isComplete) {
+    constexpr long kAtOnce = 24;  // children, which mostly sleep
+    long met = 0, told = 0;
+    for (fault = first; met == fault.nth - 1;) {
+      std::vector<Child> children;
+      for (; children.size() < kAtOnce; ++fault.nth) children.push_back(Start(subject, fault.nth));
+      for (std::size_t i = 0; i < children.size(); ++i) {
+        const int outcome = Await(children[i]);
+        SCOPED_TRACE("fault " + std::to_string(met + 1) + " of kind " + std::to_string(first.kind));
+        if (outcome < kWithoutFault) ++met;
+        if (outcome == kTold) ++told;
+        EXPECT_NE(outcome, kWithoutFaultAndTold);
+        const bool fine = outcome == kComplete || outcome == kWithoutFault;
+        EXPECT_TRUE(!fine || isComplete(test::Load(children[i].Output())));
+      }
+    }
+    std::printf("%ld faults, %ld told\n", met, told);
+    EXPECT_GT(told, 3);
   }
 
   /// For a job that always makes the same.
   void SweepTheSame(Subject subject) {
-    fault = {};
-    ASSERT_EQ(RunOnce(subject), kWithoutFault);
-    const test::Bytes expected = test::Load(output_);
+    const test::Bytes expected = WithoutFault(subject);
     ASSERT_GT(expected.size(), 20000u);
-    SweepAll(subject, [&] { return test::Load(output_) == expected; });
+    for (const Fault& first : kFaults) {
+      Sweep(subject, first, [&](const test::Bytes& file) { return file == expected; });
+    }
   }
 
   const TempFolder folder_;
-  const Job job_ = {folder_.File("source.wav"), folder_.Name()};
-  const std::string output_ = folder_.File(kOutput);
 };
 
 TEST_F(Faults, OfAStrictMirror) {
@@ -132,22 +155,21 @@ TEST_F(Faults, OfAConversionInTwoStages) {
   SweepTheSame(ConvertInTwoStages);
 }
 
-TEST_F(Faults, OfARecording) {
+class RecordingFaults : public Faults, public testing::WithParamInterface<Fault> {};
+
+TEST_P(RecordingFaults, AreToldOrDoNoHarm) {
   constexpr std::size_t kHeader = 56;
-  fault = {};
-  ASSERT_EQ(RunOnce(Record), kWithoutFault);
-  const test::Bytes sound = test::Load(output_);
-  ASSERT_GE(sound.size(), kHeader + 2 * 4000);
-  // How much a run of half a second takes is up to the clock, but never what it is.
-  const auto isComplete = [&] {
-    const test::Bytes file = test::Load(output_);
-    const std::size_t shared = std::min(file.size(), sound.size());
-    return file.size() >= kHeader + 2 * 4000 && test::Number(file, 4) == file.size() - 8 &&
+  constexpr std::size_t kLeast = kHeader + 2 * 4000;
+  const test::Bytes sound = WithoutFault(Record);
+  ASSERT_GE(sound.size(), kLeast);
+  // How much half a second gives is up to the clock, but never what.
+  Sweep(Record, GetParam(), [&](const test::Bytes& file) {
+    const auto shared = static_cast<std::ptrdiff_t>(std::min(file.size(), sound.size()));
+    return file.size() >= kLeast && test::Number(file, 4) == file.size() - 8 &&
            test::Number(file, kHeader - 4) == file.size() - kHeader &&
-           std::equal(file.begin() + kHeader, file.begin() + static_cast<std::ptrdiff_t>(shared),
-                      sound.begin() + kHeader);
-  };
-  SweepAll(Record, isComplete);
+           std::equal(file.begin() + kHeader, file.begin() + shared, sound.begin() + kHeader);
+  });
 }
+INSTANTIATE_TEST_SUITE_P(OfKind, RecordingFaults, testing::ValuesIn(kFaults));
 
 }  // namespace

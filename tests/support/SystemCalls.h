@@ -2,6 +2,14 @@
 // The process's calls into the system, before they are made. For programs with SystemCalls.cpp among their
 // sources.
 
+#if defined(__SANITIZE_THREAD__)
+#define CMM_TSAN
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define CMM_TSAN
+#endif
+#endif
+
 namespace test {
 
 /// Called ahead of each call of the process into the system through one of the functions in SystemCalls.cpp,
@@ -13,5 +21,13 @@ using SystemCallHook = int (*)(const char* name, int file);
 
 /// @param hook null: none. Calls that are under way may still come to the one before
 void HookSystemCalls(SystemCallHook hook);
+
+/// Whether pthread_key_create and pthread_setspecific are among them: not under the thread sanitizer, whose
+/// runtime calls them before it can take instrumented code.
+#ifdef CMM_TSAN
+inline constexpr bool kHooksThreadKeys = false;
+#else
+inline constexpr bool kHooksThreadKeys = true;
+#endif
 
 }  // namespace test
