@@ -8,6 +8,8 @@
 #include <mutex>
 #include <new>
 
+#include "platform/posix/descriptor.h"
+
 namespace platform::detail {
 
 static_assert(sizeof(off_t) == 8, "positions need 64 bits: build with _FILE_OFFSET_BITS=64");
@@ -75,6 +77,7 @@ int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTablePla
   int file;
   do file = open(path, mode, 0666);
   while (file < 0 && errno == EINTR);
+  file = BehindStandard(file);
   if (file < 0) return -1;
   if (Settle(file, use, create, place)) return file;
   place.reset();
