@@ -199,7 +199,7 @@ std::int32_t MMWavUnit::CloseMFile() {
   // A failed flush has closed the mirror itself.
   if (subBuf != nullptr && WriteFlushSubBuf() != kDone) return kNotWritten;
   const Copies::Telling telling(*this);
-  CloseHandle(mirrorFile);
+  const bool closed = CloseHandle(mirrorFile) != FALSE;
   mirrorFile = nullptr;
-  return kDone;
+  return closed ? kDone : kNotWritten;
 }

@@ -78,7 +78,8 @@ class CMM_API MMWavUnit {
   std::int32_t WriteFlushSubBuf();
 
   std::int32_t CloseWFile();  ///< Closes the source; the mirror stays. @return 0; 5
-  /// Writes what waits and closes the mirror; the source stays. @return 0; 5; 17: what waited may be lost
+  /// Writes what waits and closes the mirror; the source stays.
+  /// @return 0; 5; 17: what waited, or what the disk had taken, may be lost; the mirror is closed
   std::int32_t CloseMFile();
 
  private:

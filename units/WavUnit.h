@@ -70,7 +70,9 @@ class CMM_API WavUnit {
   std::int32_t WriteMirrorBuf(const void* data, std::uint32_t bytes);
 
   std::int32_t CloseWFile();  ///< Closes the source; the mirror stays. @return 0; 5
-  std::int32_t CloseMFile();  ///< Closes the mirror; the source stays. @return 0; 5
+  /// Closes the mirror; the source stays. Whether all that was written is on the disk it does not tell.
+  /// @return 0; 5
+  std::int32_t CloseMFile();
 
  private:
   struct CMM_LOCAL Copies;

@@ -1,9 +1,14 @@
 // The two readers at the system's limits, and with other programs' files.
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <vector>
 
 #include "tests/support/FileSizeLimit.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/units/wav_units.h"
 
 using test::FileSizeLimit;
@@ -59,6 +64,21 @@ TYPED_TEST(Mirror, WithoutDiskOrHeapIsClosedAndTheSourceIsNot) {
   for (const HANDLE handle : handles) HeapDestroy(handle);
   ASSERT_EQ(poor.OpenWFile(this->given_.c_str()), 0);
   EXPECT_EQ(poor.CreateMirrorFile(this->mirror_.c_str()), 17);
+}
+
+// The strict reader has no result for it.
+TYPED_TEST(Mirror, ThatTheDiskRefusesAtTheClose) {
+  this->Open(this->source_);
+  ASSERT_EQ(this->Create(), 0);
+  test::HookSystemCalls([](const char* name, int file) {
+    if (std::strcmp(name, "close") != 0) return 0;
+    close(file);
+    return ENOSPC;
+  });
+  EXPECT_EQ(this->unit.CloseMFile(), (std::is_same_v<TypeParam, MMWavUnit> ? 17 : 0));
+  test::HookSystemCalls(nullptr);
+  EXPECT_EQ(this->unit.CloseMFile(), 5);
+  EXPECT_EQ(this->Create(), 0);
 }
 
 TEST_F(SubBuffer, OnAFullDiskIsLostAndTheMirrorClosedOnce) {
