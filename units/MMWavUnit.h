@@ -61,6 +61,9 @@ class CMM_API MMWavUnit {
   /// Creates a mirror, in place of a file that exists, and copies all to it that the source has besides its
   /// samples: with "data" as the last chunk its header. The source stands behind that many bytes then: on the
   /// first sample byte.
+  ///
+  /// All besides the samples is file less samples, in 32 bits: more than can be read when the file claims to
+  /// have more samples than bytes, which gives 17 or 2.
   /// @return 0; 4, 9: nothing has happened; 17: no mirror is open; 2: the source is closed, the mirror open
   std::int32_t CreateMirrorFile(const char* file);
 
@@ -84,6 +87,7 @@ class CMM_API MMWavUnit {
 
  private:
   struct CMM_LOCAL Copies;
+  struct CMM_LOCAL Header;
   struct CMM_LOCAL SubBuffer;
 
   HANDLE heap;        // null: it could not be had

@@ -63,6 +63,9 @@ class CMM_API WavUnit {
   /// Creates a mirror, in place of a file that exists, and copies all to it that the source has besides its
   /// samples: with "data" as the last chunk its header. The source stands behind that many bytes then: on the
   /// first sample byte.
+  ///
+  /// All besides the samples is file less samples, in 32 bits: more than the file has when it claims to have
+  /// more samples than bytes. Zeros follow the file's bytes then, as far as memory and disk can hold them.
   /// @return 0; 4, 9: nothing has happened; 17: no mirror is open; 2: the source is closed, the mirror open
   std::int32_t CreateMirrorFile(const char* file);
 

@@ -1,4 +1,5 @@
 // The two readers at the system's limits, and with other programs' files.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -64,6 +65,35 @@ TYPED_TEST(Mirror, WithoutDiskOrHeapIsClosedAndTheSourceIsNot) {
   for (const HANDLE handle : handles) HeapDestroy(handle);
   ASSERT_EQ(poor.OpenWFile(this->given_.c_str()), 0);
   EXPECT_EQ(poor.CreateMirrorFile(this->mirror_.c_str()), 17);
+}
+
+// What is to be copied wraps round. What memory can hold is tried, and given back before a handle is closed.
+TYPED_TEST(Mirror, OfAFileThatPromisesFarTooMuch) {
+  constexpr bool kTellsShortReads = std::is_same_v<TypeParam, MMWavUnit>;
+  constexpr std::size_t kMuch = 64 << 20;
+  static bool heldAtClose;
+  heldAtClose = false;
+  for (const std::uint32_t huge : {1045u, 0x7FFFFFFFu, 0xA0000000u, 0xF0000000u}) {
+    const bool refused = huge < 0x80000000;  // no 32-bit process has that much in one piece
+    this->Open(With(this->source_, 40, huge));
+    EXPECT_EQ(this->unit.PcmDataSize(), huge);
+    const FileSizeLimit full(1 << 20);
+    test::HookSystemCalls([](const char* name, int) {
+      heldAtClose |= std::strcmp(name, "close") == 0 && mallinfo2().hblkhd > kMuch;
+      return 0;
+    });
+    EXPECT_EQ(this->Create(), kTellsShortReads && !refused ? 2 : 17);
+    test::HookSystemCalls(nullptr);
+    EXPECT_EQ(this->unit.CloseMFile(), kTellsShortReads && !refused ? 0 : 5);
+    EXPECT_EQ(this->unit.CloseWFile(), kTellsShortReads && !refused ? 5 : 0);
+  }
+  EXPECT_FALSE(heldAtClose);
+  const std::uint32_t wrapped = 0xFE000000;
+  const Bytes source = With(this->source_, 40, wrapped);
+  this->Open(source);
+  EXPECT_EQ(this->Create(), kTellsShortReads ? 2 : 0);
+  const std::size_t zeros = std::size_t{1} + ~wrapped;
+  EXPECT_EQ(this->Written(), kTellsShortReads ? Bytes() : Join({source, Bytes(zeros)}));
 }
 
 // The strict reader has no result for it.
