@@ -64,19 +64,22 @@ constinit std::mutex keyMutex;  // guards the making of what follows
 constinit bool haveEndKey = false;
 constinit pthread_key_t endKey = 0;
 
+// The last round is that of runtimes which watch the whole process, as sanitizers do.
+constexpr int kEndingRound = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
+
 /// Runs among the destructors of the keys, behind those of all thread-local objects. The keys' have no order
 /// but several rounds, as long as one sets its key again. The first round is left to the host's, which may
-/// still release a mutex; from then on what is owned is abandoned. In the last one the thread has ended: who
-/// sees that finds nothing of it running.
+/// still release a mutex; from then on what is owned is abandoned. In the ending one the thread has ended:
+/// who sees that finds nothing of it running.
 extern "C" void EndThread(void* value) {
   auto& end = *static_cast<ThreadEnd*>(value);
   ++end.round;
-  const bool last = end.round == PTHREAD_DESTRUCTOR_ITERATIONS || pthread_setspecific(endKey, &end) != 0;
-  if (end.round == 1 && !last) return;
-  const std::unique_ptr<Start> start(last ? std::exchange(end.start, nullptr) : nullptr);
+  const bool ends = end.round == kEndingRound || pthread_setspecific(endKey, &end) != 0;
+  if (end.round == 1 && !ends) return;
+  const std::unique_ptr<Start> start(ends ? std::exchange(end.start, nullptr) : nullptr);
   const auto lock = LockStates();
   AbandonMutexes(threadRecord);
-  if (last) {
+  if (ends) {
     end.watch = ThreadEnd::Watch::kOver;
     threadRecord.isWatched = false;
   }

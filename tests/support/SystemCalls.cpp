@@ -165,7 +165,7 @@ int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*star
   static constinit Next next("pthread_create");
   return next.CallThreads(id, attributes, start, argument);
 }
-#ifndef CMM_TSAN
+#ifndef CMM_SANITIZER_HAS_THREAD_KEYS
 int pthread_key_create(pthread_key_t* key, void (*atEnd)(void*)) noexcept {
   static constinit Next next("pthread_key_create");
   return next.CallThreads(key, atEnd);
