@@ -1,5 +1,6 @@
 #include <execinfo.h>
 #include <pthread.h>
+#include <semaphore.h>
 
 #include <algorithm>
 #include <atomic>
@@ -8,7 +9,6 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <semaphore>
 #include <thread>
 #include <utility>
 
@@ -21,23 +21,26 @@ namespace {
 
 class Thread final : public Waitable {
  public:
+  Thread() { sem_init(&started_, 0, 0); }
+  ~Thread() override { sem_destroy(&started_); }
+
   Acquired Acquire(ThreadRecord& /*thread*/) override { return ended_ ? Acquired::kYes : Acquired::kNo; }
   void End() { ended_ = true; }
 
   /// Tells who has started it whether it runs: it does not when its end would not be noticed.
   void TellStart(bool runs) {
     runs_ = runs;
-    started_.release();
+    sem_post(&started_);
   }
   bool AwaitStart() {
-    started_.acquire();
+    while (sem_wait(&started_) != 0) continue;  // a signal
     return runs_;
   }
 
  private:
   bool ended_ = false;
   bool runs_ = false;
-  std::binary_semaphore started_{0};
+  sem_t started_;
 };
 
 struct Start {
