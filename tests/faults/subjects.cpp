@@ -1,6 +1,7 @@
 #include "tests/faults/subjects.h"
 
 #include <chrono>
+#include <cstdio>
 #include <thread>
 
 #include "capture/CMMWAVCapture.h"
