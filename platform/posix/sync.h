@@ -31,8 +31,8 @@ CMM_API HANDLE CreateMutexA(LPSECURITY_ATTRIBUTES security, BOOL initialOwner, L
 CMM_API BOOL ReleaseMutex(HANDLE mutex);
 
 /// A thread goes on without its handle.
-/// @return TRUE; FALSE for a handle that is not open, and for a file that the system refused to close in order
-///         (EIO, ENOSPC, EDQUOT): what was written to it may not be on the disk, and the handle is closed
+/// @return TRUE; FALSE for a handle that is not open, and for a file whose close failed (EIO, ENOSPC,
+///         EDQUOT): what was written to it may not be on the disk, and the handle is closed
 CMM_API BOOL CloseHandle(HANDLE handle);
 
 /// Waits until the object is signalled: an event that is set (one with automatic reset is reset by this), a
