@@ -34,6 +34,18 @@ struct MMWavUnit::Copies
   }
 };
 
+struct MMWavUnit::Header {
+  // To the mirror. The block is given back when this returns, ahead of the handle that a failure closes.
+  static std::int32_t Copy(MMWavUnit& unit) {
+    const HeapBlock block(unit.heap, unit.headerSize);
+    if (!block) return kNotWritten;
+    if (mmioSeek(unit.hmmio, 0, SEEK_SET) == -1 || !ReadExactly(unit.hmmio, block.Get(), unit.headerSize)) {
+      return kNotRead;
+    }
+    return WriteMirror(unit.mirrorFile, block.Get(), unit.headerSize) ? kDone : kNotWritten;
+  }
+};
+
 // The sub-buffer is there from the first piece on that goes through it, until it is flushed.
 struct MMWavUnit::SubBuffer {
   static bool Need(MMWavUnit& unit) {
@@ -135,18 +147,10 @@ std::int32_t MMWavUnit::CreateMirrorFile(const char* file) {
   const Copies::Telling telling(*this);
   mirrorFile = CreateMirror(file);
   if (mirrorFile == nullptr) return kNotWritten;
-  const HeapBlock head(IsPossibleHead(headerSize, dataSize) ? heap : nullptr, headerSize);
-  if (!head) {
-    CloseMFile();
-    return kNotWritten;
-  }
-  if (mmioSeek(hmmio, 0, SEEK_SET) == -1 || !ReadExactly(hmmio, head.Get(), headerSize)) {
-    CloseWFile();
-    return kNotRead;
-  }
-  if (WriteMirror(mirrorFile, head.Get(), headerSize)) return kDone;
-  CloseMFile();
-  return kNotWritten;
+  const std::int32_t result = Header::Copy(*this);
+  if (result == kNotRead) CloseWFile();
+  if (result == kNotWritten) CloseMFile();
+  return result;
 }
 
 std::int32_t MMWavUnit::WriteMirrorBuf(const void* data, std::uint32_t bytes) {
@@ -199,7 +203,7 @@ std::int32_t MMWavUnit::CloseMFile() {
   // A failed flush has closed the mirror itself.
   if (subBuf != nullptr && WriteFlushSubBuf() != kDone) return kNotWritten;
   const Copies::Telling telling(*this);
-  CloseHandle(mirrorFile);
+  const bool closed = CloseHandle(mirrorFile) != FALSE;
   mirrorFile = nullptr;
-  return kDone;
+  return closed ? kDone : kNotWritten;
 }

@@ -61,6 +61,9 @@ class CMM_API MMWavUnit {
   /// Creates a mirror, in place of a file that exists, and copies all to it that the source has besides its
   /// samples: with "data" as the last chunk its header. The source stands behind that many bytes then: on the
   /// first sample byte.
+  ///
+  /// All besides the samples is file less samples, in 32 bits: more than can be read when the file claims to
+  /// have more samples than bytes, which gives 17 or 2.
   /// @return 0; 4, 9: nothing has happened; 17: no mirror is open; 2: the source is closed, the mirror open
   std::int32_t CreateMirrorFile(const char* file);
 
@@ -78,11 +81,13 @@ class CMM_API MMWavUnit {
   std::int32_t WriteFlushSubBuf();
 
   std::int32_t CloseWFile();  ///< Closes the source; the mirror stays. @return 0; 5
-  /// Writes what waits and closes the mirror; the source stays. @return 0; 5; 17: what waited may be lost
+  /// Writes what waits and closes the mirror; the source stays.
+  /// @return 0; 5; 17: what waited, or what the disk had taken, may be lost; the mirror is closed
   std::int32_t CloseMFile();
 
  private:
   struct CMM_LOCAL Copies;
+  struct CMM_LOCAL Header;
   struct CMM_LOCAL SubBuffer;
 
   HANDLE heap;        // null: it could not be had

@@ -3,15 +3,6 @@
 #include <utility>
 
 namespace units {
-namespace {
-
-// What no 32-bit process has in one piece; the same limit everywhere gives the same result everywhere.
-constexpr std::uint32_t kLargestBlock = 0x7FFFFFFF;
-// A head that is longer than its file has wrapped round. A little too long it is still harmless; otherwise it
-// would be a mirror of zeros up to the memory's or the disk's end.
-constexpr std::uint32_t kLargestWrapped = 0x1000000;
-
-}  // namespace
 
 HANDLE NewHeap() {
   return HeapCreate(HEAP_NO_SERIALIZE, 0, 0);
@@ -33,11 +24,6 @@ std::uint8_t* HeapBlock::Release() {
 
 void HeapBlock::GiveBack(HANDLE heap, std::uint8_t* block) {
   if (block != nullptr) HeapFree(heap, HEAP_NO_SERIALIZE, block);
-}
-
-bool IsPossibleHead(std::uint32_t headBytes, std::uint32_t dataBytes) {
-  const std::uint32_t fileBytes = headBytes + dataBytes;
-  return headBytes <= (headBytes > fileBytes ? kLargestWrapped : kLargestBlock);
 }
 
 HANDLE CreateMirror(const char* file) {

@@ -30,11 +30,6 @@ class HeapBlock {
   std::uint8_t* block_;
 };
 
-/// How much of a file a mirror begins with: all but the samples. The difference may have wrapped round, when
-/// the file claims more samples than it has bytes.
-/// @return false when no block of that size can be had on any system
-bool IsPossibleHead(std::uint32_t headBytes, std::uint32_t dataBytes);
-
 /// @return the new file, in place of one that exists; null when it could not be made
 HANDLE CreateMirror(const char* file);
 bool WriteMirror(HANDLE mirror, const void* data, std::uint32_t bytes);

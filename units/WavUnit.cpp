@@ -83,6 +83,18 @@ struct WavUnit::Header {
     if (!Is(id, "data")) return kNotInPlace;
     return Read(unit.wavFile, &unit.dataSize, sizeof unit.dataSize) ? kDone : kNotRead;
   }
+
+  // To the mirror. The block is given back when this returns, ahead of the handle that a failure closes.
+  static std::int32_t Copy(WavUnit& unit) {
+    const std::uint32_t bytes = unit.fileSize - unit.dataSize;
+    const HeapBlock block(unit.heap, bytes);
+    if (!block) return kNotWritten;
+    if (SetFilePointer(unit.wavFile, 0, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER ||
+        !Read(unit.wavFile, block.Get(), bytes)) {
+      return kNotRead;
+    }
+    return WriteMirror(unit.mirrorFile, block.Get(), bytes) ? kDone : kNotWritten;
+  }
 };
 
 WavUnit::WavUnit()
@@ -148,20 +160,10 @@ std::int32_t WavUnit::CreateMirrorFile(const char* file) {
   const Copies::Telling telling(*this);
   mirrorFile = CreateMirror(file);
   if (mirrorFile == nullptr) return kNotWritten;
-  const std::uint32_t headBytes = fileSize - dataSize;
-  const HeapBlock head(IsPossibleHead(headBytes, dataSize) ? heap : nullptr, headBytes);
-  if (!head) {
-    CloseMFile();
-    return kNotWritten;
-  }
-  if (SetFilePointer(wavFile, 0, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER ||
-      !Read(wavFile, head.Get(), headBytes)) {
-    CloseWFile();
-    return kNotRead;
-  }
-  if (WriteMirror(mirrorFile, head.Get(), headBytes)) return kDone;
-  CloseMFile();
-  return kNotWritten;
+  const std::int32_t result = Header::Copy(*this);
+  if (result == kNotRead) CloseWFile();
+  if (result == kNotWritten) CloseMFile();
+  return result;
 }
 
 std::int32_t WavUnit::WriteMirrorBuf(const void* data, std::uint32_t bytes) {

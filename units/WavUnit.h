@@ -63,6 +63,9 @@ class CMM_API WavUnit {
   /// Creates a mirror, in place of a file that exists, and copies all to it that the source has besides its
   /// samples: with "data" as the last chunk its header. The source stands behind that many bytes then: on the
   /// first sample byte.
+  ///
+  /// All besides the samples is file less samples, in 32 bits: more than the file has when it claims to have
+  /// more samples than bytes. Zeros follow the file's bytes then, as far as memory and disk can hold them.
   /// @return 0; 4, 9: nothing has happened; 17: no mirror is open; 2: the source is closed, the mirror open
   std::int32_t CreateMirrorFile(const char* file);
 
@@ -70,7 +73,9 @@ class CMM_API WavUnit {
   std::int32_t WriteMirrorBuf(const void* data, std::uint32_t bytes);
 
   std::int32_t CloseWFile();  ///< Closes the source; the mirror stays. @return 0; 5
-  std::int32_t CloseMFile();  ///< Closes the mirror; the source stays. @return 0; 5
+  /// Closes the mirror; the source stays. Whether all that was written is on the disk it does not tell.
+  /// @return 0; 5
+  std::int32_t CloseMFile();
 
  private:
   struct CMM_LOCAL Copies;

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <new>
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/errors.h"
 
 namespace platform::detail {
@@ -77,6 +78,7 @@ int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTablePla
   int file;
   do file = open(path, mode, 0666);
   while (file < 0 && errno == EINTR);
+  file = BehindStandard(file);
   if (file < 0) {
     SetLastError(static_cast<DWORD>(errno));
     return -1;

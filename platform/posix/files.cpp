@@ -18,8 +18,13 @@ namespace {
 class File final : public Object {
  public:
   ~File() override {
+    if (!closed_) File::Close();
+  }
+
+  bool Close() override {
+    closed_ = true;
     place_.reset();
-    if (file_ >= 0) close(file_);
+    return file_ < 0 || close(file_) == 0 || errno == EINTR;
   }
 
   bool Open(const char* path, const FileUse& use, bool create) noexcept {
@@ -29,7 +34,8 @@ class File final : public Object {
   int Descriptor() const noexcept { return file_; }
 
  private:
-  int file_ = -1;
+  int file_ = -1;  // stays as it is: other calls may have been looking at it
+  bool closed_ = false;
   FileTablePlace place_;
 };
 

@@ -95,5 +95,8 @@ std::shared_ptr<Object> CloseObject(HANDLE handle, bool (*isOfKind)(const Object
 BOOL CloseHandle(HANDLE handle) {
   using namespace platform::detail;
   const auto isOfKind = [](const Object& object) { return !object.HasOwnClose(); };
-  return CloseObject(handle, isOfKind) ? TRUE : FALSE;
+  const std::shared_ptr<Object> object = CloseObject(handle, isOfKind);
+  if (!object) return FALSE;
+  // A call that still uses the object gives it up at its end: from the table nobody gets it any more.
+  return object.use_count() > 1 || object->Close() ? TRUE : FALSE;
 }

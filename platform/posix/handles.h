@@ -16,6 +16,10 @@ class Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object() = default;
 
+  /// What CloseHandle does with an object that no call uses any more; the destructor does it otherwise.
+  /// @return whether that has worked
+  virtual bool Close() { return true; }
+
   /// Whether a call of its own closes it, and CloseHandle does not.
   virtual bool HasOwnClose() const { return false; }
 };

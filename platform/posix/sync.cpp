@@ -27,16 +27,15 @@ class Mutex final : public Waitable {
  public:
   ~Mutex() override {
     const auto lock = LockStates();
-    if (owner_) Unlink();
+    if (owner_ != 0) Free();
   }
 
   Acquired Acquire(ThreadRecord& thread) override {
-    if (owner_ && owner_ != &thread) return Acquired::kNo;
+    if (owner_ != 0 && owner_ != thread.number) return Acquired::kNo;
     ++depth_;
-    if (!owner_) {
-      owner_ = &thread;
-      nextOwned_ = thread.owned;
-      thread.owned = this;
+    if (owner_ == 0) {
+      owner_ = thread.number;
+      if (thread.isWatched) Link(thread);
     }
     const bool abandoned = abandoned_;
     abandoned_ = false;
@@ -45,27 +44,36 @@ class Mutex final : public Waitable {
 
   /// @return false when it is not @p thread's
   bool Release(ThreadRecord& thread) {
-    if (owner_ != &thread) return false;
-    if (--depth_ == 0) Unlink();
+    if (owner_ != thread.number) return false;
+    if (--depth_ == 0) Free();
     return true;
   }
 
   void Abandon() {
     depth_ = 0;
     abandoned_ = true;
-    Unlink();
+    Free();
   }
 
  private:
-  /// Out of the owner's chain, which is short: a thread owns few mutexes at a time.
-  void Unlink() {
-    Mutex** link = &owner_->owned;
-    while (*link != this) link = &(*link)->nextOwned_;
-    *link = nextOwned_;
-    owner_ = nullptr;
+  void Link(ThreadRecord& thread) {
+    linkedTo_ = &thread;
+    nextOwned_ = thread.owned;
+    thread.owned = this;
   }
 
-  ThreadRecord* owner_ = nullptr;
+  /// Also takes it out of its owner's chain, which is short: a thread owns few mutexes at a time.
+  void Free() {
+    owner_ = 0;
+    if (linkedTo_ == nullptr) return;
+    Mutex** link = &linkedTo_->owned;
+    while (*link != this) link = &(*link)->nextOwned_;
+    *link = nextOwned_;
+    linkedTo_ = nullptr;
+  }
+
+  std::uint64_t owner_ = 0;           // the thread's number; 0: free
+  ThreadRecord* linkedTo_ = nullptr;  // the owner's; null when that is not watched, and may be gone
   Mutex* nextOwned_ = nullptr;
   unsigned depth_ = 0;
   bool abandoned_ = false;

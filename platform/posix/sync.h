@@ -30,7 +30,9 @@ CMM_API HANDLE CreateMutexA(LPSECURITY_ATTRIBUTES security, BOOL initialOwner, L
 /// @return TRUE; FALSE when the calling thread does not own the mutex
 CMM_API BOOL ReleaseMutex(HANDLE mutex);
 
-/// @return TRUE; FALSE for a handle that is not open. A thread goes on without its handle.
+/// A thread goes on without its handle.
+/// @return TRUE; FALSE for a handle that is not open, and for a file whose close failed (EIO, ENOSPC,
+///         EDQUOT): what was written to it may not be on the disk, and the handle is closed
 CMM_API BOOL CloseHandle(HANDLE handle);
 
 /// Waits until the object is signalled: an event that is set (one with automatic reset is reset by this), a

@@ -18,9 +18,13 @@ class Mutex;
 struct ThreadRecord {
   Mutex* owned = nullptr;  // first of the mutexes it owns, chained; guarded by the lock of all states
   unsigned comEntries = 0;
+  std::uint64_t number = 0;  // no other thread of the process has it, ever
+  bool isWatched = false;    // its end will be noticed: what is in the chain does not outlive it
 };
 
 /// The calling thread's record. The first call arranges that the thread's mutexes are abandoned at its end.
+/// A thread of the host's own may have no memory for that: it owns mutexes all the same, and the next call
+/// tries again; a mutex that such a thread leaves behind stays owned.
 ThreadRecord& CurrentThread();
 
 enum class Acquired { kNo, kYes, kAbandoned };

@@ -1,11 +1,23 @@
 // What the layer promises of files, searches and heaps beyond the published calls: nothing is found twice.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 #include "platform/platform.h"
 #include "platform/posix/layer.h"
+#include "tests/support/System.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/files.h"
 
 namespace {
+
+HANDLE Create(const std::string& path) {
+  return CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
 
 TEST(Files, HaveNamesInTheCodePageAndFourGigabytesAtMost) {
   const TempFolder folder;
@@ -26,6 +38,47 @@ TEST(Files, HaveNamesInTheCodePageAndFourGigabytesAtMost) {
   EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_CURRENT), 0xFFFFFFFEu);
   EXPECT_TRUE(CloseHandle(file));
   EXPECT_FALSE(CloseHandle(INVALID_HANDLE_VALUE));
+}
+
+// Its exit code is the number of the first expectation that does not hold.
+[[noreturn]] void OpenWithoutStandardFiles(const TempFolder& folder) {
+  const auto standardFiles = [] {
+    return (fcntl(0, F_GETFD) != -1 ? 1 : 0) + (fcntl(1, F_GETFD) != -1 ? 1 : 0) +
+           (fcntl(2, F_GETFD) != -1 ? 1 : 0);
+  };
+  for (int file = 0; file < 3; ++file) close(file);
+  std::string name = folder.File("b");
+  const HANDLE plain = Create(folder.File("a"));
+  const HMMIO buffered = mmioOpenA(name.data(), nullptr, MMIO_ALLOCBUF | MMIO_CREATE | MMIO_READWRITE);
+  if (OpenFiles(folder.Path()) != 2) _exit(1);
+  if (standardFiles() != 0) _exit(2);
+  if (mmioWrite(buffered, "sound", 5) != 5 || mmioClose(buffered, 0) != 0 || !CloseHandle(plain)) _exit(3);
+  if (OpenFiles(folder.Path()) != 0 || standardFiles() != 0) _exit(4);
+  _exit(0);
+}
+
+TEST(Files, NeverTakeThePlaceOfAStandardOne) {
+  const TempFolder folder;
+  const pid_t child = fork();
+  if (child == 0) OpenWithoutStandardFiles(folder);
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0) << "ended with " << WEXITSTATUS(status);
+}
+
+TEST(Files, TellOfACloseThatFailed) {
+  const TempFolder folder;
+  const HANDLE file = Create(folder.File("a"));
+  test::HookSystemCalls([](const char* name, int descriptor) {
+    if (std::strcmp(name, "close") != 0) return 0;
+    close(descriptor);
+    return EIO;
+  });
+  EXPECT_FALSE(CloseHandle(file));
+  test::HookSystemCalls(nullptr);
+  EXPECT_FALSE(CloseHandle(file));
+  EXPECT_EQ(OpenFiles(folder.Path()), 0u);
+  EXPECT_TRUE(CloseHandle(Create(folder.File("a"))));  // nobody has it open
 }
 
 TEST(Heaps, OwnTheirBlocks) {

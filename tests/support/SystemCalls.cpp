@@ -16,14 +16,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-#if defined(__SANITIZE_THREAD__)
-#define CMM_TSAN
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define CMM_TSAN
-#endif
-#endif
-
 namespace {
 
 constinit std::atomic<test::SystemCallHook> hook{nullptr};
@@ -173,7 +165,7 @@ int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*star
   static constinit Next next("pthread_create");
   return next.CallThreads(id, attributes, start, argument);
 }
-#ifndef CMM_TSAN  // its runtime calls these before it can take instrumented code
+#ifndef CMM_SANITIZER_HAS_THREAD_KEYS
 int pthread_key_create(pthread_key_t* key, void (*atEnd)(void*)) noexcept {
   static constinit Next next("pthread_key_create");
   return next.CallThreads(key, atEnd);

@@ -2,6 +2,14 @@
 // The process's calls into the system, before they are made. For programs with SystemCalls.cpp among their
 // sources.
 
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+#define CMM_SANITIZER_HAS_THREAD_KEYS
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
+#define CMM_SANITIZER_HAS_THREAD_KEYS
+#endif
+#endif
+
 namespace test {
 
 /// Called ahead of each call of the process into the system through one of the functions in SystemCalls.cpp,
@@ -13,5 +21,13 @@ using SystemCallHook = int (*)(const char* name, int file);
 
 /// @param hook null: none. Calls that are under way may still come to the one before
 void HookSystemCalls(SystemCallHook hook);
+
+/// Whether pthread_key_create and pthread_setspecific are among them: not under a sanitizer, whose runtime
+/// calls them, too, and can do with no failure.
+#ifdef CMM_SANITIZER_HAS_THREAD_KEYS
+inline constexpr bool kHooksThreadKeys = false;
+#else
+inline constexpr bool kHooksThreadKeys = true;
+#endif
 
 }  // namespace test

@@ -1,9 +1,15 @@
 // The two readers at the system's limits, and with other programs' files.
+#include <malloc.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <vector>
 
 #include "tests/support/FileSizeLimit.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/units/wav_units.h"
 
 using test::FileSizeLimit;
@@ -59,6 +65,50 @@ TYPED_TEST(Mirror, WithoutDiskOrHeapIsClosedAndTheSourceIsNot) {
   for (const HANDLE handle : handles) HeapDestroy(handle);
   ASSERT_EQ(poor.OpenWFile(this->given_.c_str()), 0);
   EXPECT_EQ(poor.CreateMirrorFile(this->mirror_.c_str()), 17);
+}
+
+// What is to be copied wraps round. What memory can hold is tried, and given back before a handle is closed.
+TYPED_TEST(Mirror, OfAFileThatPromisesFarTooMuch) {
+  constexpr bool kTellsShortReads = std::is_same_v<TypeParam, MMWavUnit>;
+  constexpr std::size_t kMuch = 64 << 20;
+  static bool heldAtClose;
+  heldAtClose = false;
+  for (const std::uint32_t huge : {1045u, 0x7FFFFFFFu, 0xA0000000u, 0xF0000000u}) {
+    const bool refused = huge < 0x80000000;  // no 32-bit process has that much in one piece
+    this->Open(With(this->source_, 40, huge));
+    EXPECT_EQ(this->unit.PcmDataSize(), huge);
+    const FileSizeLimit full(1 << 20);
+    test::HookSystemCalls([](const char* name, int) {
+      heldAtClose |= std::strcmp(name, "close") == 0 && mallinfo2().hblkhd > kMuch;
+      return 0;
+    });
+    EXPECT_EQ(this->Create(), kTellsShortReads && !refused ? 2 : 17);
+    test::HookSystemCalls(nullptr);
+    EXPECT_EQ(this->unit.CloseMFile(), kTellsShortReads && !refused ? 0 : 5);
+    EXPECT_EQ(this->unit.CloseWFile(), kTellsShortReads && !refused ? 5 : 0);
+  }
+  EXPECT_FALSE(heldAtClose);
+  const std::uint32_t wrapped = 0xFE000000;
+  const Bytes source = With(this->source_, 40, wrapped);
+  this->Open(source);
+  EXPECT_EQ(this->Create(), kTellsShortReads ? 2 : 0);
+  const std::size_t zeros = std::size_t{1} + ~wrapped;
+  EXPECT_EQ(this->Written(), kTellsShortReads ? Bytes() : Join({source, Bytes(zeros)}));
+}
+
+// The strict reader has no result for it.
+TYPED_TEST(Mirror, ThatTheDiskRefusesAtTheClose) {
+  this->Open(this->source_);
+  ASSERT_EQ(this->Create(), 0);
+  test::HookSystemCalls([](const char* name, int file) {
+    if (std::strcmp(name, "close") != 0) return 0;
+    close(file);
+    return ENOSPC;
+  });
+  EXPECT_EQ(this->unit.CloseMFile(), (std::is_same_v<TypeParam, MMWavUnit> ? 17 : 0));
+  test::HookSystemCalls(nullptr);
+  EXPECT_EQ(this->unit.CloseMFile(), 5);
+  EXPECT_EQ(this->Create(), 0);
 }
 
 TEST_F(SubBuffer, OnAFullDiskIsLostAndTheMirrorClosedOnce) {

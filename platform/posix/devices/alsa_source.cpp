@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <new>
 
+#include "platform/posix/descriptor.h"
+
 namespace platform::detail {
 namespace {
 
@@ -64,7 +66,7 @@ int IntervalOf(snd_pcm_t* pcm) {
 
 }  // namespace
 
-WakeDescriptor::WakeDescriptor() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+WakeDescriptor::WakeDescriptor() : descriptor_(BehindStandard(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))) {}
 WakeDescriptor::~WakeDescriptor() {
   if (descriptor_ >= 0) close(descriptor_);
 }
