@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "examples/paths.h"
+#include "examples/tool.h"
 #include "examples/wav_text.h"
 #include "wavfile/CMMWav.h"
 
@@ -58,19 +59,18 @@ bool Show(const std::string& name) {
   return true;
 }
 
+void Tool(int argc, char** argv) {
+  CLI::App app("Prints what is known of WAV files, or why they cannot be read.", "cmm-info");
+  std::vector<std::string> files;
+  app.add_option("file", files, "The WAV files")->type_name("")->required();
+  ReadOptions(app, argc, argv);
+  bool all = true;
+  for (const std::string& file : files) all = Show(file) && all;
+  if (!all) throw Leave{1};
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Prints what is known of WAV files, or why they cannot be read.", "cmm-info");
-  app.allow_windows_style_options(false);  // a name may begin with a slash
-  std::vector<std::string> files;
-  app.add_option("file", files, "The WAV files")->type_name("")->required();
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
-  bool all = true;
-  for (const std::string& file : files) all = Show(file) && all;
-  return all ? 0 : 1;
+  return RunTool("cmm-info", Tool, argc, argv);
 }

@@ -16,6 +16,7 @@
 
 #include "examples/output_file.h"
 #include "examples/paths.h"
+#include "examples/terminal.h"
 #include "examples/tool.h"
 #include "units/MMWavUnit.h"
 #include "units/WavUnit.h"
@@ -147,11 +148,17 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_flag("--force", options.force, "Overwrite the target if it exists");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+void Tool(int argc, char** argv) {
   CLI::App app("Copies a PCM WAV file with a change of level.", "cmm-mirror");
   Options options;
   AddOptions(app, options);
-  return RunTool(app, argc, argv, [&] { Run(options); });
+  ReadOptions(app, argc, argv);
+  CatchStops();
+  Run(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-mirror", Tool, argc, argv);
 }

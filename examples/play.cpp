@@ -87,11 +87,17 @@ void Play(const std::string& file) {
   if (StopWanted()) std::printf("Stopped at %s\n", TimeText(played).c_str());
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+void Tool(int argc, char** argv) {
   CLI::App app("Plays a WAV file on the system's default sound device.", "cmm-play");
   std::string file;
   app.add_option("file", file, "The WAV file")->type_name("")->required();
-  return RunTool(app, argc, argv, [&] { Play(file); });
+  ReadOptions(app, argc, argv);
+  CatchStops();
+  Play(file);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-play", Tool, argc, argv);
 }

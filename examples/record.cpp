@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "capture/CMMWAVCapture.h"
@@ -17,14 +16,12 @@
 #include "examples/meter.h"
 #include "examples/output_file.h"
 #include "examples/terminal.h"
+#include "examples/tool.h"
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 namespace {
-
-constexpr int kFailed = 1;
-constexpr int kWrongUse = 2;
 
 struct Options {
   bool list = false;
@@ -36,15 +33,6 @@ struct Options {
   std::uint16_t bits = 16;
   double duration = 0;  // 0: until a signal
 };
-
-// Says what is wrong and ends the process without destructors. That of CMMWAVCapture would wait five seconds
-// for an answer of a thread that has ended by itself; there is nothing to lose, since that thread has
-// finished the file.
-[[noreturn]] void Fail(const std::string& message, int code = kFailed) {
-  std::fflush(stdout);
-  std::fprintf(stderr, "cmm-record: %s\n", message.c_str());
-  std::_Exit(code);
-}
 
 WAVEFORMATEX FormatOf(const Options& options) {
   WAVEFORMATEX format{};
@@ -73,9 +61,9 @@ void List() {
 void CheckDuration(const Options& options) {
   const double limit = std::floor(4294967000.0 / FormatOf(options).nAvgBytesPerSec);
   if (options.duration >= 0 && options.duration <= limit) return;
-  Fail("--duration: a number from 0 to " + std::to_string(static_cast<long>(limit)) +
-           ", which is as many seconds as a WAV file in this format can hold (4 GiB)",
-       kWrongUse);
+  throw CLI::ValidationError("--duration", "a number from 0 to " + std::to_string(static_cast<long>(limit)) +
+                                               ", which is as many seconds as a WAV file in this format can "
+                                               "hold (4 GiB)");
 }
 
 void WaitUntilReady(CMMWAVCapture& capture) {
@@ -86,11 +74,11 @@ void WaitUntilReady(CMMWAVCapture& capture) {
     if (capture.GetState(&state, &result) == 1) {
       if (state == kStateReady) return;
       // 0: the device is still being opened; 1: it has been, and the state is about to say so
-      if (result != 0 && result != 1) Fail(DeviceFailureText(state, result));
+      if (result != 0 && result != 1) throw Failure(DeviceFailureText(state, result));
     }
     Sleep(10);
   }
-  Fail(StopWanted() ? "stopped before the recording began" : "the capture device does not answer");
+  throw Failure(StopWanted() ? "stopped before the recording began" : "the capture device does not answer");
 }
 
 // The commands wait a second for their answer; with a slow disk one takes longer, and effect all the same.
@@ -133,32 +121,28 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
   }
 }
 
-[[noreturn]] void ExitAndFail(CMMWAVCapture& capture, const std::string& message) {
-  capture.Exit();
-  Fail(message);
-}
-
 [[noreturn]] void FailUnfinished(CMMWAVCapture& capture, const std::string& file) {
   std::uint32_t state = kStateNone;
   capture.GetState(&state, nullptr);
-  if (state != kStateNone) ExitAndFail(capture, file + " could not be finished");
-  Fail("the recording ended by itself at " + std::string(capture.GetTimeString(nullptr)) + ".\n  " + file +
-       " takes no more data (the disk is full, or the file has reached 4 GiB), or the device failed.\n"
-       "  What was recorded until then is in the file.");
+  if (state != kStateNone) throw Failure(file + " could not be finished");
+  throw Failure(
+      "the recording ended by itself at " + std::string(capture.GetTimeString(nullptr)) + ".\n  " + file +
+      " takes no more data (the disk is full, or the file has reached 4 GiB), or the device failed.\n"
+      "  What was recorded until then is in the file.");
 }
 
 void Record(const Options& options, const GUID* device) {
   const char* file = options.file.c_str();
   CMMWAVCapture capture;
   const HANDLE thread = capture.Create(FormatOf(options), device);
-  if (thread == nullptr) Fail("the capture thread cannot be started: memory may be short");
+  if (thread == nullptr) throw Failure("the capture thread cannot be started: memory may be short");
+  CloseHandle(thread);
   WaitUntilReady(capture);
   if (!Carry(capture, kStateFileOpen, [&] { return capture.fileOpen(file, nullptr); })) {
-    ExitAndFail(capture,
-                options.file + " cannot be created: look at the permissions and the free space there");
+    throw Failure(options.file + " cannot be created: look at the permissions and the free space there");
   }
   if (!Carry(capture, kStateCapturing, [&] { return capture.StartREC(); })) {
-    ExitAndFail(capture, "the recording does not start");
+    throw Failure("the recording does not start");
   }
   std::printf("Recording to %s: %u Hz, %u channel(s), %u bits. Ctrl-C ends it.\n", file, options.rate,
               unsigned{options.channels}, unsigned{options.bits});
@@ -168,9 +152,8 @@ void Record(const Options& options, const GUID* device) {
     FailUnfinished(capture, options.file);
   }
   capture.Exit();
-  CloseHandle(thread);
   if (ending == Ending::kNoData)
-    Fail("the device has delivered nothing for ten seconds; " + options.file + " is finished");
+    throw Failure("the device has delivered nothing for ten seconds; " + options.file + " is finished");
   std::printf("Wrote %s: %s\n", file, capture.GetTimeString(nullptr));
 }
 
@@ -198,34 +181,34 @@ void AddOptions(CLI::App& app, Options& options) {
                  "quarter seconds, so the file may be up to a quarter second longer")
       ->type_name("SECONDS");
   app.add_flag("--force", options.force, "Overwrite the file if it exists");
+  app.callback([&options] {
+    if (!options.list && options.file.empty()) throw CLI::RequiredError("file");
+    CheckDuration(options);
+  });
+}
+
+void Tool(int argc, char** argv) {
+  CLI::App app("Records from a capture device into a WAV file.", "cmm-record");
+  Options options;
+  AddOptions(app, options);
+  ReadOptions(app, argc, argv);
+  if (options.list) {
+    List();
+    return;
+  }
+  const std::string problem = OutputProblem(options.file, options.force);
+  if (!problem.empty()) throw Failure(problem);
+  GUID device{};
+  if (!options.device.empty()) {
+    const std::string wrong = FindCaptureDevice(options.device, &device);
+    if (!wrong.empty()) throw Failure(wrong);
+  }
+  CatchStops();
+  Record(options, options.device.empty() ? nullptr : &device);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Records from a capture device into a WAV file.", "cmm-record");
-  app.allow_windows_style_options(false);  // a name may begin with a slash
-  Options options;
-  AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-    if (!options.list && options.file.empty()) throw CLI::RequiredError("file");
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kWrongUse;
-  }
-  if (options.list) {
-    List();
-    return 0;
-  }
-  const std::string problem = OutputProblem(options.file, options.force);
-  if (!problem.empty()) Fail(problem);
-  CheckDuration(options);
-  GUID device{};
-  if (!options.device.empty()) {
-    const std::string wrong = FindCaptureDevice(options.device, &device);
-    if (!wrong.empty()) Fail(wrong);
-  }
-  CatchStops();
-  Record(options, options.device.empty() ? nullptr : &device);
-  return 0;
+  return RunTool("cmm-record", Tool, argc, argv);
 }

@@ -14,6 +14,7 @@
 #include "examples/harmonize/PitchLog.h"
 #include "examples/harmonize/intervals.h"
 #include "examples/paths.h"
+#include "examples/terminal.h"
 #include "examples/tool.h"
 #include "examples/wav_text.h"
 
@@ -142,11 +143,17 @@ void AddOptions(CLI::App& app, Options& options) {
   });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+void Tool(int argc, char** argv) {
   CLI::App app("Lets up to three harmony voices sing with the lead in a WAV file.", "cmm-harmonize");
   Options options;
   AddOptions(app, options);
-  return RunTool(app, argc, argv, [&] { Harmonize(options); });
+  ReadOptions(app, argc, argv);
+  CatchStops();
+  Harmonize(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-harmonize", Tool, argc, argv);
 }
