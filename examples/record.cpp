@@ -5,6 +5,7 @@
 // on the library's thread meanwhile; this one sleeps and shows.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -17,6 +18,8 @@
 #include "examples/output_file.h"
 #include "examples/terminal.h"
 #include "examples/tool.h"
+#include "examples/wav_text.h"
+#include "wavfile/CMMWav.h"
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
@@ -121,14 +124,19 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
   }
 }
 
+bool HoldsSound(const std::string& file) {
+  CMMWav wav;
+  return wav.Open(file.c_str()) == 1 && wav.GetSampleSize() > 0;
+}
+
 [[noreturn]] void FailUnfinished(CMMWAVCapture& capture, const std::string& file) {
   std::uint32_t state = kStateNone;
   capture.GetState(&state, nullptr);
   if (state != kStateNone) throw Failure(file + " could not be finished");
   throw Failure(
       "the recording ended by itself at " + std::string(capture.GetTimeString(nullptr)) + ".\n  " + file +
-      " takes no more data (the disk is full, or the file has reached 4 GiB), or the device failed.\n"
-      "  What was recorded until then is in the file.");
+      " takes no more data (the disk is full, or the file has reached 4 GiB), or the device failed.\n" +
+      (HoldsSound(file) ? "  What was recorded until then is in the file." : "  The file holds no sound."));
 }
 
 void Record(const Options& options, const GUID* device) {
@@ -139,7 +147,7 @@ void Record(const Options& options, const GUID* device) {
   CloseHandle(thread);
   WaitUntilReady(capture);
   if (!Carry(capture, kStateFileOpen, [&] { return capture.fileOpen(file, nullptr); })) {
-    throw Failure(options.file + " cannot be created: look at the permissions and the free space there");
+    throw Failure(options.file + " cannot be created, though it could be a moment ago");
   }
   if (!Carry(capture, kStateCapturing, [&] { return capture.StartREC(); })) {
     throw Failure("the recording does not start");
@@ -151,10 +159,11 @@ void Record(const Options& options, const GUID* device) {
       !Carry(capture, kStateReady, [&] { return capture.fileClose(); })) {
     FailUnfinished(capture, options.file);
   }
+  const double seconds = capture.GetPlayTime();
   capture.Exit();
   if (ending == Ending::kNoData)
     throw Failure("the device has delivered nothing for ten seconds; " + options.file + " is finished");
-  std::printf("Wrote %s: %s\n", file, capture.GetTimeString(nullptr));
+  std::printf("Wrote %s: %s\n", file, TimeText(seconds).c_str());
 }
 
 void AddOptions(CLI::App& app, Options& options) {
@@ -187,6 +196,13 @@ void AddOptions(CLI::App& app, Options& options) {
   });
 }
 
+// Before the device is opened: a recording that cannot be kept need not begin.
+void CheckFile(const Options& options) {
+  CheckOutput(options.file, options.force);
+  CheckWritable(options.file);
+  CheckSpace(options.file, std::max(options.duration, 1.0) * FormatOf(options).nAvgBytesPerSec);
+}
+
 void Tool(int argc, char** argv) {
   CLI::App app("Records from a capture device into a WAV file.", "cmm-record");
   Options options;
@@ -196,8 +212,7 @@ void Tool(int argc, char** argv) {
     List();
     return;
   }
-  const std::string problem = OutputProblem(options.file, options.force);
-  if (!problem.empty()) throw Failure(problem);
+  CheckFile(options);
   GUID device{};
   if (!options.device.empty()) {
     const std::string wrong = FindCaptureDevice(options.device, &device);

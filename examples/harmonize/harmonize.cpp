@@ -108,8 +108,9 @@ void Harmonize(const Options& options) {
               [&](const std::uint8_t* data, std::uint32_t bytes) { performance.Take(data, bytes); });
   performance.Finish();
   target.Finish();
-  if (log) log->Keep(options.force);
+  if (log) log->Finish();
   target.Keep(options.force);
+  if (log) log->Keep(options.force);
   std::printf("Wrote %s: %zu voice(s) with the lead, %s\n", options.target.c_str(), options.cents.size(),
               TimeText(target.Seconds()).c_str());
 }

@@ -68,16 +68,19 @@ TEST_F(Tool, FailsWhenItsOutputCannotBeWrittenAndDoesItsWorkAllTheSame) {
   }
 }
 
-#ifdef CMM_SHORT_MEMORY
+#ifdef CMM_SHORTAGE
 TEST_F(Tool, SaysThatMemoryIsShort) {
-  for (const Command& command :
-       {Command{CMM_INFO, source_}, {CMM_CONVERT, source_, made_, "--force"}, {CMM_MIRROR, "--help"},
-        {CMM_RECORD, "--help"}, {CMM_HARMONIZE, "--help"}, {CMM_PLAY, "--help"}}) {
+  for (const Command& command : {Command{CMM_INFO, source_},
+                                 {CMM_CONVERT, source_, made_, "--force"},
+                                 {CMM_MIRROR, "--help"},
+                                 {CMM_RECORD, "--help"},
+                                 {CMM_HARMONIZE, "--help"},
+                                 {CMM_PLAY, "--help"}}) {
     SCOPED_TRACE(command[0]);
     int failures = 0;
     for (int step = 0;; step += 1 + step / 8) {
       const Outcome outcome = RunProgram(command, [step] {
-        setenv("LD_PRELOAD", CMM_SHORT_MEMORY, 1);
+        setenv("LD_PRELOAD", CMM_SHORTAGE, 1);
         setenv("CMM_BLOCKS", std::to_string(step).c_str(), 1);
       });
       if (outcome.code == 0) break;

@@ -1,8 +1,10 @@
 // Loaded before a program: from the beginning of its main on it gets as many blocks of memory as the
-// environment's CMM_BLOCKS says, and then none.
+// environment's CMM_BLOCKS says, and then none. With CMM_BAD_DISK nothing can be brought to the disk.
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <limits>
 
@@ -27,6 +29,12 @@ int MainWithShortMemory(int argc, char** argv, char** environment) {
 
 void* malloc(std::size_t bytes) {
   return left.fetch_sub(1) > 0 ? __libc_malloc(bytes) : nullptr;
+}
+
+int fsync(int file) {
+  if (std::getenv("CMM_BAD_DISK") == nullptr) return fdatasync(file);
+  errno = EIO;
+  return -1;
 }
 
 // What runs the initialisers and then main.
