@@ -90,9 +90,9 @@ static_assert(sizeof(MCI_STATUS_PARMS) == (sizeof(void*) == 4 ? 16 : 24), "the p
 ///   sound device is closed again and the mode is MCI_MODE_STOP. A file that is playing goes on.
 /// - MCI_STOP silences a playback, within a tenth of a second, and closes the sound device.
 /// - MCI_CLOSE does the same, and closes the file; the identifier is dead then.
-/// - MCI_STATUS, with MCI_STATUS_PARMS and MCI_STATUS_ITEM, tells MCI_STATUS_MODE and MCI_STATUS_POSITION: the
-///   milliseconds that have been heard since the file's beginning, renewed five times a second. A device that
-///   fails is closed within half a second; the mode is MCI_MODE_STOP then, and the position short of the end.
+/// - MCI_STATUS, with MCI_STATUS_PARMS and MCI_STATUS_ITEM, tells MCI_STATUS_MODE, and MCI_STATUS_POSITION:
+///   milliseconds heard since the file's beginning, renewed five times a second. A device that fails is
+///   closed within half a second; the mode is MCI_MODE_STOP then, and the position short of the end.
 ///
 /// @param flags      of the command; MCI_WAIT and MCI_NOTIFY with each, but no MCI_WAIT with MCI_PLAY
 /// @param parameters the address of the command's record; may be 0 for MCI_PLAY, MCI_STOP and MCI_CLOSE

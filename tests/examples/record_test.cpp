@@ -118,7 +118,8 @@ TEST_F(Record, SaysWhatIsWrongWithTheFile) {
   EXPECT_THAT(RunRecord({folder_.File("no/take.wav"), "--device", "signal"}).err,
               HasSubstr("there is no folder"));
   const std::string longName(300, 'x');
-  EXPECT_THAT(RunRecord({folder_.File(longName), "--device", "signal"}).err, HasSubstr("the name is too long"));
+  EXPECT_THAT(RunRecord({folder_.File(longName), "--device", "signal"}).err,
+              HasSubstr("the name is too long"));
 
   const Outcome forced = RunRecord({file_, "--device", "signal", "--force", "--duration", "0.1"});
   EXPECT_EQ(forced.code, 0) << forced.err;
@@ -180,7 +181,8 @@ TEST_F(Record, SaysThatAFileHoldsNoSound) {
   char said[1000] = {};
   EXPECT_GT(read(ends[0], said, sizeof said - 1), 0);
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_THAT(std::string(said), AllOf(HasSubstr("holds no sound"), testing::Not(HasSubstr("is in the file"))));
+  EXPECT_THAT(std::string(said),
+              AllOf(HasSubstr("holds no sound"), testing::Not(HasSubstr("is in the file"))));
   close(ends[0]);
   close(ends[1]);
 }
