@@ -3,7 +3,11 @@
 
 macro(cmm_find_cli11)
   if(NOT CMAKE_CROSSCOMPILING)
-    find_package(CLI11 REQUIRED)
+    find_package(CLI11 QUIET)
+    if(NOT CLI11_FOUND)
+      message(FATAL_ERROR "The example programs need CLI11 (Debian: libcli11-dev). Install it, or leave them out "
+                          "with -DCMM_BUILD_EXAMPLES=OFF.")
+    endif()
   elseif(NOT TARGET CLI11::CLI11)
     find_path(CMM_CLI11_FOLDER CLI/CLI.hpp NO_CMAKE_FIND_ROOT_PATH PATHS /usr/include REQUIRED)
     file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/include)
@@ -16,7 +20,11 @@ endmacro()
 
 macro(cmm_find_googletest)
   if(NOT CMAKE_CROSSCOMPILING)
-    find_package(GTest REQUIRED)
+    find_package(GTest QUIET)
+    if(NOT TARGET GTest::gtest_main OR NOT TARGET GTest::gmock)
+      message(FATAL_ERROR "The tests need GoogleTest (Debian: libgtest-dev libgmock-dev). Install it, or leave "
+                          "them out with -DCMM_BUILD_TESTS=OFF.")
+    endif()
   else()
     find_path(CMM_GOOGLETEST_SOURCE src/gtest-all.cc NO_CMAKE_FIND_ROOT_PATH
               PATHS /usr/src/googletest/googletest REQUIRED)

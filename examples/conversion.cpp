@@ -6,6 +6,7 @@
 
 #include "examples/progress.h"
 #include "examples/tool.h"
+#include "examples/wav_length.h"
 #include "examples/wav_text.h"
 
 namespace {
@@ -40,6 +41,14 @@ std::uint32_t BlockBytes(const WAVEFORMATEX& format) {
 void CheckSize(CMMWav& source, const WAVEFORMATEX& target) {
   const double bytes = source.GetPlayTime() * target.nAvgBytesPerSec;
   if (bytes > kLargestFile) throw Failure("the result would be larger than a WAV file can be (4 GiB)");
+}
+
+// All that is made is on the disk at the same time.
+void CheckRoom(const Conversion& conversion, const std::vector<Pass>& passes) {
+  const double seconds = LengthOfSound(conversion.source).seconds.value_or(0.0);
+  double bytes = 0.0;
+  for (const Pass& pass : passes) bytes += seconds * pass.target.nAvgBytesPerSec;
+  CheckSpace(conversion.target, bytes);
 }
 
 // @param show is told the fraction that is done
@@ -97,6 +106,7 @@ WAVEFORMATEX FormatOf(const std::string& file) {
 
 void ConvertFile(const Conversion& conversion, const Sink& sink) {
   const std::vector<Pass> passes = Passes(FormatOf(conversion.source), conversion.format, conversion.stages);
+  CheckRoom(conversion, passes);
   Progress progress;
   if (passes.size() == 1) {
     Run(conversion.source, passes[0], sink, [&](double fraction) { progress.Show(fraction); });
@@ -109,34 +119,23 @@ void ConvertFile(const Conversion& conversion, const Sink& sink) {
   Run(decoded.Name(), passes[1], sink, [&](double fraction) { progress.Show(0.5 + fraction / 2); });
 }
 
-void CheckOutput(const std::string& file, bool force) {
-  const std::string problem = OutputProblem(file, force);
-  if (!problem.empty()) throw Failure(problem);
-}
-
 PcmFile::PcmFile(const std::string& wanted, const WAVEFORMATEX& format)
     : wanted_(wanted), format_(format), part_(wanted) {
   if (wav_.Open(format, part_.Name().c_str()) != 1) {
-    throw Failure("the output cannot be created: look at the permissions and the free space there");
+    throw Failure(wanted_ + " cannot be written: the library cannot open " + part_.Name());
   }
 }
 
 void PcmFile::Write(const void* data, std::uint32_t bytes) {
   std::uint32_t taken = 0;
   if (wav_.Write(bytes, data, &taken) != 1 || taken != bytes) {
-    throw Failure("the output takes no more data: the disk is full, or the file has reached 4 GiB");
+    throw Failure(wanted_ + " takes no more data: the disk is full, or the file has reached 4 GiB");
   }
   bytes_ += bytes;
 }
 
 void PcmFile::Finish() {
   if (wav_.Close(bytes_ / format_.nBlockAlign) != 1) {
-    throw Failure("the output cannot be finished; is the disk full?");
+    throw Failure(wanted_ + " cannot be finished; is the disk full?");
   }
-}
-
-void PcmFile::Keep(bool force) {
-  CheckOutput(wanted_, force);
-  const std::string problem = part_.Keep();
-  if (!problem.empty()) throw Failure(problem);
 }

@@ -32,12 +32,9 @@ struct Conversion {
 using Sink = std::function<void(const std::uint8_t* data, std::uint32_t bytes)>;
 
 /// Hands the sound of a file to @p sink in the wanted format, half a second at a time, and shows how far it
-/// is on the terminal. Throws a Failure when the file cannot be converted to its end, or the user stops it.
+/// is on the terminal. Throws a Failure when the disk has no room for the result, the file cannot be
+/// converted to its end, or the user stops it.
 void ConvertFile(const Conversion& conversion, const Sink& sink);
-
-/// Throws a Failure when nothing can be written under this name, or something exists there and @p force is
-/// not given.
-void CheckOutput(const std::string& file, bool force);
 
 /// A PCM file being made. It has its name only once it is kept; until then, and on failure, there is nothing
 /// under that name, or what was there before. The operations throw a Failure when the disk does not play
@@ -48,8 +45,7 @@ class PcmFile {
   void Write(const void* data, std::uint32_t bytes);
   /// Completes the file, under a name of its own.
   void Finish();
-  /// Gives the finished file its wanted name, after another CheckOutput: somebody else may have made one.
-  void Keep(bool force);
+  void Keep(bool force) { part_.Keep(force); }       ///< gives the finished file its wanted name
   std::string Name() const { return part_.Name(); }  ///< where it is until then
   double Seconds() const { return static_cast<double>(bytes_) / format_.nAvgBytesPerSec; }
 

@@ -8,6 +8,7 @@
 
 #include "examples/conversion.h"
 #include "examples/drivers.h"
+#include "examples/terminal.h"
 #include "examples/tool.h"
 #include "examples/wav_text.h"
 
@@ -81,12 +82,18 @@ void AddOptions(CLI::App& app, Options& options) {
   });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+void Tool(int argc, char** argv) {
   CLI::App app("Converts a WAV file to PCM of another rate, other channels or another sample size.",
                "cmm-convert");
   Options options;
   AddOptions(app, options);
-  return RunTool(app, argc, argv, [&] { options.list ? List() : Convert(options); });
+  ReadOptions(app, argc, argv);
+  CatchStops();
+  options.list ? List() : Convert(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-convert", Tool, argc, argv);
 }

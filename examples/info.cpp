@@ -4,47 +4,45 @@
 // more looks at the file itself afterwards, as WhyUnreadable() does.
 
 #include <CLI/CLI.hpp>
-#include <cmath>
 #include <cstdio>
-#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "examples/paths.h"
+#include "examples/tool.h"
+#include "examples/wav_length.h"
 #include "examples/wav_text.h"
 #include "wavfile/CMMWav.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
-// GetSampleSize counts in 32 bits of data bits, so above 2^29 bytes the play time is the better witness.
-double Frames(CMMWav& wav) {
-  if (wav.GetFSize() < (1u << 29)) return wav.GetSampleSize();
-  return std::round(wav.GetPlayTime() * wav.GetSampleRate());
-}
-
 // ChkFileSize tells whether the file ends where its data ends; the sizes tell the rest.
-std::string EndText(CMMWav& wav, std::uintmax_t onDisk) {
+std::string EndText(CMMWav& wav, const WavSizes& sizes) {
+  if (sizes.isOpenEnded) return "the data are taken to reach to the end of the file";
   if (wav.ChkFileSize() == 1) return "the file ends where its data ends";
-  if (onDisk < wav.GetFSize()) return "CUT SHORT: the file is smaller than its header declares";
+  if (sizes.fileBytes < wav.GetFSize()) return "CUT SHORT: the file is smaller than its header declares";
   return "something follows the data (a pad byte or further chunks)";
 }
 
-void Print(CMMWav& wav, const std::string& name, std::uintmax_t onDisk) {
-  const double seconds = wav.GetPlayTime();
+std::string SizeText(CMMWav& wav, const WavSizes& sizes) {
+  const std::string declared =
+      sizes.isOpenEnded ? "not declared" : std::to_string(wav.GetFSize()) + " bytes declared";
+  return declared + ", " + std::to_string(sizes.fileBytes) + " on disk";
+}
+
+void Print(CMMWav& wav, const std::string& name, const WavSizes& sizes) {
+  WAVEFORMATEX format{};
+  wav.GetFileInfo(&format);
+  const WavLength length = LengthOf(format, sizes.dataBytes, sizes.factFrames);
   std::printf("%s\n", name.c_str());
   std::printf("  format    %s (tag %u)\n", FormatName(wav.GetFormat()).c_str(), unsigned{wav.GetFormat()});
   std::printf("  channels  %u\n", unsigned{wav.GetChannels()});
   std::printf("  rate      %u Hz\n", unsigned{wav.GetSampleRate()});
   std::printf("  bits      %u\n", unsigned{wav.GetSampleSizeInBits()});
-  // Compressed formats keep no whole number of bits to a sample; their frames are not to be had from the
-  // sizes.
-  if (wav.GetFormat() == WAVE_FORMAT_PCM) std::printf("  frames    %.0f\n", Frames(wav));
-  std::printf("  duration  %s\n", std::isfinite(seconds) ? TimeText(seconds).c_str() : "unknown");
-  std::printf("  size      %u bytes declared, %llu on disk\n", unsigned{wav.GetFSize()},
-              static_cast<unsigned long long>(onDisk));
-  std::printf("  end       %s\n", EndText(wav, onDisk).c_str());
+  if (length.frames) std::printf("  frames    %llu\n", static_cast<unsigned long long>(*length.frames));
+  std::printf("  duration  %s\n", length.seconds ? TimeText(*length.seconds).c_str() : "unknown");
+  std::printf("  size      %s\n", SizeText(wav, sizes).c_str());
+  std::printf("  end       %s\n", EndText(wav, sizes).c_str());
 }
 
 bool Show(const std::string& name) {
@@ -53,24 +51,27 @@ bool Show(const std::string& name) {
     std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
     return false;
   }
-  std::error_code error;
-  Print(wav, name, fs::file_size(NativePath(name), error));
+  const std::optional<WavSizes> sizes = ReadSizes(name);
+  if (!sizes) {
+    std::fprintf(stderr, "cmm-info: %s: its chunks cannot be read a second time\n", name.c_str());
+    return false;
+  }
+  Print(wav, name, *sizes);
   return true;
+}
+
+void Tool(int argc, char** argv) {
+  CLI::App app("Prints what is known of WAV files, or why they cannot be read.", "cmm-info");
+  std::vector<std::string> files;
+  app.add_option("file", files, "The WAV files")->type_name("")->required();
+  ReadOptions(app, argc, argv);
+  bool all = true;
+  for (const std::string& file : files) all = Show(file) && all;
+  if (!all) throw Leave{1};
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Prints what is known of WAV files, or why they cannot be read.", "cmm-info");
-  app.allow_windows_style_options(false);  // a name may begin with a slash
-  std::vector<std::string> files;
-  app.add_option("file", files, "The WAV files")->type_name("")->required();
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
-  bool all = true;
-  for (const std::string& file : files) all = Show(file) && all;
-  return all ? 0 : 1;
+  return RunTool("cmm-info", Tool, argc, argv);
 }

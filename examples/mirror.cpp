@@ -16,6 +16,7 @@
 
 #include "examples/output_file.h"
 #include "examples/paths.h"
+#include "examples/terminal.h"
 #include "examples/tool.h"
 #include "units/MMWavUnit.h"
 #include "units/WavUnit.h"
@@ -100,9 +101,10 @@ void Mirror(const Options& options, const std::string& target) {
   if (!SamplesStandLast(options.source, left)) {
     throw Failure(options.source + ": its samples do not reach to the end of the file, as a mirror needs it");
   }
+  CheckSpace(options.target, left);
   if (const std::int32_t code = unit.CreateMirrorFile(target.c_str()); code != 0) {
     if (code == 2) throw Failure(options.source + ": it cannot be read");
-    throw Failure("the output cannot be created: look at the permissions and the free space there");
+    throw Failure(options.target + " cannot be written: its mirror cannot be created");
   }
   const double factor = std::pow(10.0, options.gain / 20.0);
   std::vector<std::uint8_t> block(kBlockBytes);
@@ -113,23 +115,19 @@ void Mirror(const Options& options, const std::string& target) {
       throw Failure(options.source + ": it cannot be read to its end");
     Amplify(block, bytes, bits, factor);
     if (unit.WriteMirrorBuf(block.data(), bytes) != 0) {
-      throw Failure("the output takes no more data: the disk is full");
+      throw Failure(options.target + " takes no more data: the disk is full");
     }
     left -= bytes;
   }
-  if (unit.CloseMFile() != 0) throw Failure("the output cannot be finished; is the disk full?");
+  if (unit.CloseMFile() != 0) throw Failure(options.target + " cannot be finished; is the disk full?");
   unit.CloseWFile();
 }
 
 void Run(const Options& options) {
-  std::string problem = OutputProblem(options.target, options.force);
-  if (!problem.empty()) throw Failure(problem);
+  CheckOutput(options.target, options.force);
   PartialFile result(options.target);
   options.strict ? Mirror<WavUnit>(options, result.Name()) : Mirror<MMWavUnit>(options, result.Name());
-  // Somebody else may have made the file meanwhile.
-  problem = OutputProblem(options.target, options.force);
-  if (problem.empty()) problem = result.Keep();
-  if (!problem.empty()) throw Failure(problem);
+  result.Keep(options.force);
   std::printf("Wrote %s: %+.1f dB\n", options.target.c_str(), options.gain);
 }
 
@@ -147,11 +145,17 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_flag("--force", options.force, "Overwrite the target if it exists");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+void Tool(int argc, char** argv) {
   CLI::App app("Copies a PCM WAV file with a change of level.", "cmm-mirror");
   Options options;
   AddOptions(app, options);
-  return RunTool(app, argc, argv, [&] { Run(options); });
+  ReadOptions(app, argc, argv);
+  CatchStops();
+  Run(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-mirror", Tool, argc, argv);
 }

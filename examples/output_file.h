@@ -1,29 +1,38 @@
 #pragma once
-// Files that the example programs make.
+// Files that the programs make. What keeps a program from it is told as a Failure, with the file's name.
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
-/// What keeps a program from making this file, as far as that can be said before.
-/// @param force an existing file may be overwritten
-/// @return empty when nothing does; otherwise a sentence for the user
-std::string OutputProblem(const std::string& file, bool force);
+/// Looks for what can be said without touching the disk: no such folder, a name that is too long, a file that
+/// exists already and may not be overwritten.
+/// @param force it may
+void CheckOutput(const std::string& file, bool force);
+
+/// Looks whether a file can be written in its place: the rights, a disk that is read-only. It stays as it is.
+void CheckWritable(const std::string& file);
+
+/// Looks whether the file's disk has room for so many bytes.
+void CheckSpace(const std::string& file, double bytes);
 
 /// A file that is being made, under a name of its own in the folder where it is wanted. It is gone with the
 /// object unless it was kept.
 class PartialFile {
  public:
+  /// Creates it, empty.
   explicit PartialFile(const std::string& wanted);
   ~PartialFile();
   PartialFile(const PartialFile&) = delete;
   PartialFile& operator=(const PartialFile&) = delete;
 
   std::string Name() const;  ///< as the library takes it
-  /// Gives the finished file its wanted name, in place of a file that has it.
-  /// @return empty on success; otherwise what the system says
-  std::string Keep();
+  /// Brings the finished file to the disk and gives it its wanted name, after another CheckOutput: somebody
+  /// else may have made one. A file that it replaces leaves it its owner and its rights.
+  void Keep(bool force);
 
  private:
-  std::filesystem::path wanted_;
-  std::filesystem::path path_;
+  const std::string name_;
+  const std::filesystem::path wanted_;
+  const std::filesystem::path path_;
 };

@@ -5,10 +5,10 @@
 // on the library's thread meanwhile; this one sleeps and shows.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "capture/CMMWAVCapture.h"
@@ -17,14 +17,14 @@
 #include "examples/meter.h"
 #include "examples/output_file.h"
 #include "examples/terminal.h"
+#include "examples/tool.h"
+#include "examples/wav_text.h"
+#include "wavfile/CMMWav.h"
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 namespace {
-
-constexpr int kFailed = 1;
-constexpr int kWrongUse = 2;
 
 struct Options {
   bool list = false;
@@ -36,15 +36,6 @@ struct Options {
   std::uint16_t bits = 16;
   double duration = 0;  // 0: until a signal
 };
-
-// Says what is wrong and ends the process without destructors. That of CMMWAVCapture would wait five seconds
-// for an answer of a thread that has ended by itself; there is nothing to lose, since that thread has
-// finished the file.
-[[noreturn]] void Fail(const std::string& message, int code = kFailed) {
-  std::fflush(stdout);
-  std::fprintf(stderr, "cmm-record: %s\n", message.c_str());
-  std::_Exit(code);
-}
 
 WAVEFORMATEX FormatOf(const Options& options) {
   WAVEFORMATEX format{};
@@ -73,9 +64,9 @@ void List() {
 void CheckDuration(const Options& options) {
   const double limit = std::floor(4294967000.0 / FormatOf(options).nAvgBytesPerSec);
   if (options.duration >= 0 && options.duration <= limit) return;
-  Fail("--duration: a number from 0 to " + std::to_string(static_cast<long>(limit)) +
-           ", which is as many seconds as a WAV file in this format can hold (4 GiB)",
-       kWrongUse);
+  throw CLI::ValidationError("--duration", "a number from 0 to " + std::to_string(static_cast<long>(limit)) +
+                                               ", which is as many seconds as a WAV file in this format can "
+                                               "hold (4 GiB)");
 }
 
 void WaitUntilReady(CMMWAVCapture& capture) {
@@ -86,11 +77,11 @@ void WaitUntilReady(CMMWAVCapture& capture) {
     if (capture.GetState(&state, &result) == 1) {
       if (state == kStateReady) return;
       // 0: the device is still being opened; 1: it has been, and the state is about to say so
-      if (result != 0 && result != 1) Fail(DeviceFailureText(state, result));
+      if (result != 0 && result != 1) throw Failure(DeviceFailureText(state, result));
     }
     Sleep(10);
   }
-  Fail(StopWanted() ? "stopped before the recording began" : "the capture device does not answer");
+  throw Failure(StopWanted() ? "stopped before the recording began" : "the capture device does not answer");
 }
 
 // The commands wait a second for their answer; with a slow disk one takes longer, and effect all the same.
@@ -133,32 +124,33 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
   }
 }
 
-[[noreturn]] void ExitAndFail(CMMWAVCapture& capture, const std::string& message) {
-  capture.Exit();
-  Fail(message);
+bool HoldsSound(const std::string& file) {
+  CMMWav wav;
+  return wav.Open(file.c_str()) == 1 && wav.GetSampleSize() > 0;
 }
 
 [[noreturn]] void FailUnfinished(CMMWAVCapture& capture, const std::string& file) {
   std::uint32_t state = kStateNone;
   capture.GetState(&state, nullptr);
-  if (state != kStateNone) ExitAndFail(capture, file + " could not be finished");
-  Fail("the recording ended by itself at " + std::string(capture.GetTimeString(nullptr)) + ".\n  " + file +
-       " takes no more data (the disk is full, or the file has reached 4 GiB), or the device failed.\n"
-       "  What was recorded until then is in the file.");
+  if (state != kStateNone) throw Failure(file + " could not be finished");
+  throw Failure(
+      "the recording ended by itself at " + std::string(capture.GetTimeString(nullptr)) + ".\n  " + file +
+      " takes no more data (the disk is full, or the file has reached 4 GiB), or the device failed.\n" +
+      (HoldsSound(file) ? "  What was recorded until then is in the file." : "  The file holds no sound."));
 }
 
 void Record(const Options& options, const GUID* device) {
   const char* file = options.file.c_str();
   CMMWAVCapture capture;
   const HANDLE thread = capture.Create(FormatOf(options), device);
-  if (thread == nullptr) Fail("the capture thread cannot be started: memory may be short");
+  if (thread == nullptr) throw Failure("the capture thread cannot be started: memory may be short");
+  CloseHandle(thread);
   WaitUntilReady(capture);
   if (!Carry(capture, kStateFileOpen, [&] { return capture.fileOpen(file, nullptr); })) {
-    ExitAndFail(capture,
-                options.file + " cannot be created: look at the permissions and the free space there");
+    throw Failure(options.file + " cannot be created, though it could be a moment ago");
   }
   if (!Carry(capture, kStateCapturing, [&] { return capture.StartREC(); })) {
-    ExitAndFail(capture, "the recording does not start");
+    throw Failure("the recording does not start");
   }
   std::printf("Recording to %s: %u Hz, %u channel(s), %u bits. Ctrl-C ends it.\n", file, options.rate,
               unsigned{options.channels}, unsigned{options.bits});
@@ -167,11 +159,11 @@ void Record(const Options& options, const GUID* device) {
       !Carry(capture, kStateReady, [&] { return capture.fileClose(); })) {
     FailUnfinished(capture, options.file);
   }
+  const double seconds = capture.GetPlayTime();
   capture.Exit();
-  CloseHandle(thread);
   if (ending == Ending::kNoData)
-    Fail("the device has delivered nothing for ten seconds; " + options.file + " is finished");
-  std::printf("Wrote %s: %s\n", file, capture.GetTimeString(nullptr));
+    throw Failure("the device has delivered nothing for ten seconds; " + options.file + " is finished");
+  std::printf("Wrote %s: %s\n", file, TimeText(seconds).c_str());
 }
 
 void AddOptions(CLI::App& app, Options& options) {
@@ -198,34 +190,40 @@ void AddOptions(CLI::App& app, Options& options) {
                  "quarter seconds, so the file may be up to a quarter second longer")
       ->type_name("SECONDS");
   app.add_flag("--force", options.force, "Overwrite the file if it exists");
+  app.callback([&options] {
+    if (!options.list && options.file.empty()) throw CLI::RequiredError("file");
+    CheckDuration(options);
+  });
+}
+
+// Before the device is opened: a recording that cannot be kept need not begin.
+void CheckFile(const Options& options) {
+  CheckOutput(options.file, options.force);
+  CheckWritable(options.file);
+  CheckSpace(options.file, std::max(options.duration, 1.0) * FormatOf(options).nAvgBytesPerSec);
+}
+
+void Tool(int argc, char** argv) {
+  CLI::App app("Records from a capture device into a WAV file.", "cmm-record");
+  Options options;
+  AddOptions(app, options);
+  ReadOptions(app, argc, argv);
+  if (options.list) {
+    List();
+    return;
+  }
+  CheckFile(options);
+  GUID device{};
+  if (!options.device.empty()) {
+    const std::string wrong = FindCaptureDevice(options.device, &device);
+    if (!wrong.empty()) throw Failure(wrong);
+  }
+  CatchStops();
+  Record(options, options.device.empty() ? nullptr : &device);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Records from a capture device into a WAV file.", "cmm-record");
-  app.allow_windows_style_options(false);  // a name may begin with a slash
-  Options options;
-  AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-    if (!options.list && options.file.empty()) throw CLI::RequiredError("file");
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kWrongUse;
-  }
-  if (options.list) {
-    List();
-    return 0;
-  }
-  const std::string problem = OutputProblem(options.file, options.force);
-  if (!problem.empty()) Fail(problem);
-  CheckDuration(options);
-  GUID device{};
-  if (!options.device.empty()) {
-    const std::string wrong = FindCaptureDevice(options.device, &device);
-    if (!wrong.empty()) Fail(wrong);
-  }
-  CatchStops();
-  Record(options, options.device.empty() ? nullptr : &device);
-  return 0;
+  return RunTool("cmm-record", Tool, argc, argv);
 }

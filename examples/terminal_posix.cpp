@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -17,6 +18,15 @@ void OnSignal(int /*signal*/) {
 
 bool IsTerminal(std::FILE* stream) {
   return isatty(fileno(stream)) != 0;
+}
+
+void SecureStreams() {
+  std::signal(SIGPIPE, SIG_IGN);
+  // The lowest number that is free is taken first. Nothing can be written there, as before.
+  int file;
+  do file = open("/dev/null", O_RDONLY);
+  while (file >= 0 && file <= STDERR_FILENO);
+  if (file >= 0) close(file);
 }
 
 void CatchStops() {

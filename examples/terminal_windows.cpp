@@ -24,6 +24,9 @@ bool IsTerminal(std::FILE* stream) {
   return _isatty(_fileno(stream)) != 0;
 }
 
+// No signal tells of a reader that has gone, and files have no numbers that a stream might share.
+void SecureStreams() {}
+
 void CatchStops() {
   SetConsoleCtrlHandler(OnEvent, TRUE);
 }

@@ -1,5 +1,6 @@
 #include "examples/wav_text.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -47,10 +48,10 @@ std::string FormatName(unsigned tag) {
 }
 
 std::string TimeText(double seconds) {
-  const auto whole = static_cast<unsigned long>(seconds);
+  const long long hundredths = std::llround(seconds * 100.0);
   char text[40];
-  std::snprintf(text, sizeof text, "%02lu:%02lu.%02u", whole / 60, whole % 60,
-                static_cast<unsigned>((seconds - static_cast<double>(whole)) * 100.0));
+  std::snprintf(text, sizeof text, "%02lld:%02lld.%02lld", hundredths / 6000, hundredths / 100 % 60,
+                hundredths % 100);
   return text;
 }
 

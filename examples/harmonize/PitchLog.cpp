@@ -2,11 +2,10 @@
 
 #include <cstdio>
 
-#include "examples/conversion.h"
 #include "examples/tool.h"
 
 PitchLog::PitchLog(const std::string& wanted) : wanted_(wanted), part_(wanted), out_(part_.Name()) {
-  if (!out_) throw Failure(wanted + " cannot be created: look at the permissions and the free space there");
+  if (!out_) throw Failure(wanted + " cannot be written: " + part_.Name() + " does not open");
   out_ << "time_s,pitch_hz,level\n";
 }
 
@@ -16,10 +15,7 @@ void PitchLog::Write(double seconds, double pitchHz, double level) {
   out_ << line;
 }
 
-void PitchLog::Keep(bool force) {
+void PitchLog::Finish() {
   out_.close();
   if (!out_) throw Failure(wanted_ + " cannot be finished; is the disk full?");
-  CheckOutput(wanted_, force);
-  const std::string problem = part_.Keep();
-  if (!problem.empty()) throw Failure(wanted_ + ": " + problem);
 }

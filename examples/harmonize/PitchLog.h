@@ -15,9 +15,9 @@ class PitchLog {
   /// Throws a Failure when the file cannot be created.
   explicit PitchLog(const std::string& wanted);
   void Write(double seconds, double pitchHz, double level);
-  /// Completes the file. Throws a Failure when the disk is full, or when a file exists meanwhile that may not
-  /// be overwritten.
-  void Keep(bool force);
+  /// Completes the file, under a name of its own. Throws a Failure when the disk is full.
+  void Finish();
+  void Keep(bool force) { part_.Keep(force); }  ///< gives the finished file its wanted name
 
  private:
   const std::string wanted_;

@@ -14,6 +14,7 @@
 #include "examples/harmonize/PitchLog.h"
 #include "examples/harmonize/intervals.h"
 #include "examples/paths.h"
+#include "examples/terminal.h"
 #include "examples/tool.h"
 #include "examples/wav_text.h"
 
@@ -107,8 +108,9 @@ void Harmonize(const Options& options) {
               [&](const std::uint8_t* data, std::uint32_t bytes) { performance.Take(data, bytes); });
   performance.Finish();
   target.Finish();
-  if (log) log->Keep(options.force);
+  if (log) log->Finish();
   target.Keep(options.force);
+  if (log) log->Keep(options.force);
   std::printf("Wrote %s: %zu voice(s) with the lead, %s\n", options.target.c_str(), options.cents.size(),
               TimeText(target.Seconds()).c_str());
 }
@@ -142,11 +144,17 @@ void AddOptions(CLI::App& app, Options& options) {
   });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+void Tool(int argc, char** argv) {
   CLI::App app("Lets up to three harmony voices sing with the lead in a WAV file.", "cmm-harmonize");
   Options options;
   AddOptions(app, options);
-  return RunTool(app, argc, argv, [&] { Harmonize(options); });
+  ReadOptions(app, argc, argv);
+  CatchStops();
+  Harmonize(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-harmonize", Tool, argc, argv);
 }

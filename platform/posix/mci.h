@@ -43,6 +43,7 @@ inline constexpr DWORD MCI_WAVE_OPEN_BUFFER = 0x00010000;  ///< dwBufferSeconds 
 inline constexpr DWORD MCI_DEVTYPE_WAVEFORM_AUDIO = 522;
 
 inline constexpr DWORD MCI_STATUS_ITEM = 0x00000100;  ///< of MCI_STATUS: dwItem is given
+inline constexpr DWORD MCI_STATUS_POSITION = 2;       ///< item: how far the sound has come, in milliseconds
 inline constexpr DWORD MCI_STATUS_MODE = 4;           ///< item: what the device is doing
 
 // Values of MCI_STATUS_MODE.
@@ -89,7 +90,9 @@ static_assert(sizeof(MCI_STATUS_PARMS) == (sizeof(void*) == 4 ? 16 : 24), "the p
 ///   sound device is closed again and the mode is MCI_MODE_STOP. A file that is playing goes on.
 /// - MCI_STOP silences a playback, within a tenth of a second, and closes the sound device.
 /// - MCI_CLOSE does the same, and closes the file; the identifier is dead then.
-/// - MCI_STATUS, with MCI_STATUS_PARMS and MCI_STATUS_ITEM, tells MCI_STATUS_MODE.
+/// - MCI_STATUS, with MCI_STATUS_PARMS and MCI_STATUS_ITEM, tells MCI_STATUS_MODE, and MCI_STATUS_POSITION:
+///   milliseconds heard since the file's beginning, renewed five times a second. A device that fails is
+///   closed within half a second; the mode is MCI_MODE_STOP then, and the position short of the end.
 ///
 /// @param flags      of the command; MCI_WAIT and MCI_NOTIFY with each, but no MCI_WAIT with MCI_PLAY
 /// @param parameters the address of the command's record; may be 0 for MCI_PLAY, MCI_STOP and MCI_CLOSE

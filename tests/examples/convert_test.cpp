@@ -135,7 +135,7 @@ TEST_F(Convert, DecodesAndChangesTheRateAtOnce) {
   const auto change = [this](const std::string& from, const std::string& to) {
     return RunConvert({from, to, "--rate", "44100", "--channels", "2", "--bits", "8"});
   };
-  EXPECT_THAT(change(coded, target_).out, HasSubstr("44100 Hz, 2 channel(s), 8 bits, 00:02.2"));
+  EXPECT_THAT(change(coded, target_).out, HasSubstr("44100 Hz, 2 channel(s), 8 bits, 00:02.30"));
   EXPECT_EQ(RunConvert({coded, decoded}).code, 0);
   EXPECT_EQ(change(decoded, expected).code, 0);
   EXPECT_EQ(FileText(target_), FileText(expected));

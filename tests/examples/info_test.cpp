@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include "tests/examples/Program.h"
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
 
@@ -31,6 +34,8 @@ std::string PcmFormat(std::uint32_t channels, std::uint32_t rate, std::uint32_t 
 std::string Riff(const std::string& chunks, const std::string& form = "WAVE") {
   return Chunk("RIFF", form + chunks);
 }
+
+const std::string kSine = "ffmpeg -loglevel error -f lavfi -i sine=frequency=440:sample_rate=22050:duration=";
 
 class Info : public testing::Test {
  protected:
@@ -75,6 +80,46 @@ TEST_F(Info, CountsFramesOfLargeFiles) {
   WriteFileText(folder_.File("x.wav"), "RIFF" + Le(bytes + 36, 4) + "WAVE" + format + "data" + Le(bytes, 4));
   fs::resize_file(folder_.File("x.wav"), bytes + 44);
   EXPECT_THAT(OfFile("x.wav").out, HasSubstr("frames    150000000\n"));
+}
+
+// FFmpeg's ADPCM has a byte rate that is not that of its blocks; sox counts with the "fact" chunk how much of
+// the last block is sound.
+TEST_F(Info, CountsAsOthersDo) {
+  const std::string file = folder_.File("coded.wav");
+  for (const std::string& make :
+       {kSine + "1.01 -c:a adpcm_ms " + file, kSine + "1.01 -c:a adpcm_ima_wav " + file,
+        "sox -n -r 8000 -c 2 -e ima-adpcm " + file + " synth 1.5 sine 440",
+        "sox -n -r 8000 -e gsm " + file + " synth 1.5 sine 440"}) {
+    SCOPED_TRACE(make);
+    fs::remove(file);
+    ASSERT_EQ(RunProgram({"sh", "-c", make}).code, 0);
+    const std::string out = RunProgram({CMM_INFO, file}).out;
+    std::istringstream told(
+        RunProgram({"ffprobe", "-loglevel", "error", "-show_entries", "stream=duration_ts,duration", "-of",
+                    "default=noprint_wrappers=1:nokey=1", file})
+            .out);
+    std::string frames;
+    double seconds = 0;
+    told >> frames >> seconds;
+    EXPECT_THAT(out, HasSubstr("frames    " + frames + "\n"));
+    char duration[40];
+    std::snprintf(duration, sizeof duration, "duration  00:%05.2f\n", seconds);
+    EXPECT_THAT(out, HasSubstr(duration));
+  }
+}
+
+TEST_F(Info, TakesOpenSizesFromTheFile) {
+  ASSERT_EQ(RunProgram({"sh", "-c", kSine + "2 -f wav - >" + folder_.File("open.wav")}).code, 0);
+  EXPECT_THAT(OfFile("open.wav").out, AllOf(HasSubstr("frames    44100\n"), HasSubstr("not declared, "),
+                                            HasSubstr("duration  00:02.00\n")));
+}
+
+TEST_F(Info, RoundsTimes) {
+  for (const auto& [frames, time] :
+       {std::pair{59'999u, "01:00.00"}, {1'999u, "00:02.00"}, {1'994u, "00:01.99"}}) {
+    EXPECT_THAT(Of(Riff(PcmFormat(1, 1000, 8) + Chunk("data", std::string(frames, 'x')))).out,
+                HasSubstr(std::string("duration  ") + time + "\n"));
+  }
 }
 
 TEST_F(Info, SaysWhyAFileCannotBeRead) {

@@ -16,13 +16,13 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
-// A tone at half scale, a second long.
-std::string Tone(const TempFolder& folder) {
+// A tone at half scale.
+std::string Tone(const TempFolder& folder, const std::string& seconds = "1") {
   const std::string file = folder.File("a.wav");
-  EXPECT_EQ(
-      RunProgram({"sox", "-n", "-r", "44100", "-b", "16", file, "synth", "1", "sine", "440", "vol", "0.5"})
-          .code,
-      0);
+  EXPECT_EQ(RunProgram(
+                {"sox", "-n", "-r", "44100", "-b", "16", file, "synth", seconds, "sine", "440", "vol", "0.5"})
+                .code,
+            0);
   return file;
 }
 
@@ -34,7 +34,9 @@ TEST(Play, IsHeardWhole) {
   Program listener({"parec", "--raw", "--latency-msec=10", "--rate=44100", "--channels=1", "--format=s16le",
                     "-d", "room.monitor"});
   std::this_thread::sleep_for(2s);
+  const auto start = std::chrono::steady_clock::now();
   const Outcome played = RunProgram({CMM_PLAY, file});
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2500ms) << "no longer than the file";
   EXPECT_EQ(played.code, 0) << played.err;
   listener.Send(SIGTERM);
   const std::string bytes = listener.Wait().out;
@@ -69,6 +71,37 @@ TEST(Play, PlaysToTheEndOrUntilAskedToStopAndTellsWhatFails) {
   const Outcome outcome = stopped.Wait();
   EXPECT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_THAT(outcome.out, HasSubstr("Stopped at 00:00."));
+}
+
+TEST(Play, GoesByTheDeviceAndByWhatTheFileHolds) {
+  const TempFolder folder;
+  const std::string cut = folder.File("cut.wav"), file = Tone(folder, "20");
+  WriteFileText(cut, FileText(file).substr(0, 40) + std::string(4, '\xF0') + std::string(400, '\0'));
+  SoundServer server;
+  ASSERT_TRUE(server.IsRunning()) << server.Problem();
+  const auto start = std::chrono::steady_clock::now();
+  Program declaresTooMuch({CMM_PLAY, cut});
+  while (declaresTooMuch.Running() && std::chrono::steady_clock::now() - start < 3s) {
+    std::this_thread::sleep_for(10ms);
+  }
+  ASSERT_FALSE(declaresTooMuch.Running());
+  const Outcome shown = declaresTooMuch.Wait();
+  EXPECT_EQ(shown.code, 0) << shown.err;
+  EXPECT_THAT(shown.out, HasSubstr(": 00:00.00."));
+
+  Program program({CMM_PLAY, file});
+  program.WaitToSay("Playing");
+  std::this_thread::sleep_for(1s);
+  server.Kill();
+  const auto killed = std::chrono::steady_clock::now();
+  while (program.Running() && std::chrono::steady_clock::now() - killed < 3s) {
+    std::this_thread::sleep_for(10ms);
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - killed, 1s);
+  ASSERT_FALSE(program.Running());
+  const Outcome outcome = program.Wait();
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("the sound device is gone"));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <sstream>
@@ -117,7 +118,8 @@ TEST_F(Record, SaysWhatIsWrongWithTheFile) {
   EXPECT_THAT(RunRecord({folder_.File("no/take.wav"), "--device", "signal"}).err,
               HasSubstr("there is no folder"));
   const std::string longName(300, 'x');
-  EXPECT_THAT(RunRecord({folder_.File(longName), "--device", "signal"}).err, HasSubstr("cannot be created"));
+  EXPECT_THAT(RunRecord({folder_.File(longName), "--device", "signal"}).err,
+              HasSubstr("the name is too long"));
 
   const Outcome forced = RunRecord({file_, "--device", "signal", "--force", "--duration", "0.1"});
   EXPECT_EQ(forced.code, 0) << forced.err;
@@ -166,6 +168,23 @@ TEST_F(Record, TellsThatTheDiskIsFull) {
   EXPECT_THAT(RunProgram({CMM_INFO, file_}).out,
               HasSubstr("size      150000 bytes declared, 150000 on disk"));
   EXPECT_GT(Soxi("-s", file_), 30'000);
+}
+
+TEST_F(Record, SaysThatAFileHoldsNoSound) {
+  int ends[2];  // for its words: the limit is for files, whatever is in them
+  ASSERT_EQ(pipe(ends), 0);
+  const Outcome outcome = RunProgram(Command({file_, "--device", "signal"}), [&] {
+    const rlimit limit{56, 56};  // the header
+    setrlimit(RLIMIT_FSIZE, &limit);
+    dup2(ends[1], STDERR_FILENO);
+  });
+  char said[1000] = {};
+  EXPECT_GT(read(ends[0], said, sizeof said - 1), 0);
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(std::string(said),
+              AllOf(HasSubstr("holds no sound"), testing::Not(HasSubstr("is in the file"))));
+  close(ends[0]);
+  close(ends[1]);
 }
 
 }  // namespace

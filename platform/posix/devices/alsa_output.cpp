@@ -54,8 +54,7 @@ class AlsaOutput final : public SoundOutput {
   std::int64_t Write(const BYTE* frames, std::size_t count) override {
     const QuietAlsa quiet;
     snd_pcm_sframes_t taken = snd_pcm_writei(pcm_, frames, count);
-    // Run dry or suspended: the device begins anew with what comes.
-    if ((taken == -EPIPE || taken == -ESTRPIPE) && snd_pcm_prepare(pcm_) >= 0) {
+    if ((taken == -EPIPE || taken == -ESTRPIPE) && Revived() == 0) {
       taken = snd_pcm_writei(pcm_, frames, count);
     }
     if (taken == -EAGAIN) return 0;
@@ -65,7 +64,7 @@ class AlsaOutput final : public SoundOutput {
   std::int64_t Held() override {
     const QuietAlsa quiet;
     const snd_pcm_sframes_t room = snd_pcm_avail(pcm_);
-    if (room == -EPIPE) return 0;  // run dry
+    if (room == -EPIPE || room == -ESTRPIPE) return Revived();
     return room < 0 ? -1 : std::max<std::int64_t>(static_cast<std::int64_t>(bufferFrames_) - room, 0);
   }
 
@@ -73,7 +72,7 @@ class AlsaOutput final : public SoundOutput {
     const QuietAlsa quiet;
     snd_pcm_sframes_t frames = 0;
     const int error = snd_pcm_delay(pcm_, &frames);
-    if (error == -EPIPE) return 0;  // run dry: everything has been heard
+    if (error == -EPIPE || error == -ESTRPIPE) return Revived();
     return error < 0 ? -1 : std::max<std::int64_t>(frames, 0);
   }
 
@@ -83,6 +82,11 @@ class AlsaOutput final : public SoundOutput {
   }
 
  private:
+  /// A device that has run dry, or was suspended, holds nothing any more and begins anew with what comes. One
+  /// whose sound server has gone says that it has run dry too, but cannot begin anew.
+  /// @return 0, or -1 when the device has failed
+  std::int64_t Revived() { return snd_pcm_prepare(pcm_) < 0 ? -1 : 0; }
+
   snd_pcm_t* pcm_ = nullptr;
   snd_pcm_uframes_t bufferFrames_ = 0;
 };

@@ -45,6 +45,12 @@ class WaveDevice {
     playback_.reset();
   }
 
+  /// In milliseconds.
+  std::uint64_t Position() const {
+    const std::uint64_t frames = playback_ ? playback_->Position() : position_;
+    return frames == 0 ? 0 : frames * 1000 / reader_.Format().nSamplesPerSec;
+  }
+
   bool Playing() const { return playback_ && playback_->Running(); }
 
  private:
@@ -110,12 +116,17 @@ MCIERROR Play(WaveDevice& device, DWORD_PTR flags) {
 MCIERROR Status(const WaveDevice& device, DWORD_PTR flags, MCI_STATUS_PARMS* parameters) {
   if (parameters == nullptr) return MCIERR_NULL_PARAMETER_BLOCK;
   if ((flags & MCI_STATUS_ITEM) == 0) return MCIERR_MISSING_PARAMETER;
-  if ((flags & ~DWORD_PTR{MCI_STATUS_ITEM | MCI_NOTIFY | MCI_WAIT}) != 0 ||
-      parameters->dwItem != MCI_STATUS_MODE) {
-    return MCIERR_UNSUPPORTED_FUNCTION;
+  if ((flags & ~DWORD_PTR{MCI_STATUS_ITEM | MCI_NOTIFY | MCI_WAIT}) != 0) return MCIERR_UNSUPPORTED_FUNCTION;
+  switch (parameters->dwItem) {
+    case MCI_STATUS_MODE:
+      parameters->dwReturn = device.Playing() ? MCI_MODE_PLAY : MCI_MODE_STOP;
+      return 0;
+    case MCI_STATUS_POSITION:
+      parameters->dwReturn = static_cast<DWORD_PTR>(device.Position());
+      return 0;
+    default:
+      return MCIERR_UNSUPPORTED_FUNCTION;
   }
-  parameters->dwReturn = device.Playing() ? MCI_MODE_PLAY : MCI_MODE_STOP;
-  return 0;
 }
 
 MCIERROR Send(MCIDEVICEID id, UINT command, DWORD_PTR flags, DWORD_PTR parameters) {

@@ -8,7 +8,10 @@
 namespace platform::detail {
 namespace {
 
-constexpr double kDrainSeconds = 0.02;   // what is left to the device's draining; how often it is asked
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kLook{200};  // how long a device may be gone before that is noticed
+constexpr double kDrainSeconds = 0.01;   // what is left to the device's draining; how often it is asked
 constexpr std::uint32_t kLastPart = 16;  // of the buffer, which a sound server may not account for
 
 }  // namespace
@@ -30,13 +33,15 @@ std::uint64_t Playback::Stop() {
   }
   wake_.notify_one();
   if (worker_.joinable()) worker_.join();
-  return from_ + heard_;
+  return Position();
 }
 
 void Playback::Run() {
-  if (WriteFile()) AwaitEnd();
-  const std::int64_t pending = std::max<std::int64_t>(output_->Pending(), 0);
-  heard_ = given_ - std::min(given_, static_cast<std::uint64_t>(pending));
+  if (WriteFile() && AwaitEnd()) {
+    heard_ = given_;
+  } else {
+    NoteHeard();
+  }
   output_.reset();
   running_ = false;
 }
@@ -67,22 +72,45 @@ bool Playback::WriteAll(std::span<const BYTE> frames) {
 
 /// What the buffer holds tells whether the device moves at all, and what is pending how long the last of it
 /// takes: with a sound server that is an estimate, and never less than the server's own delay.
-void Playback::AwaitEnd() {
+/// @return false when stopped, or the device has failed
+bool Playback::AwaitEnd() {
   const std::int64_t lastPart = output_->BufferFrames() / kLastPart;
-  for (auto held = output_->Held(); held > lastPart; held = output_->Held()) {
-    if (!Rest(static_cast<double>(held - lastPart / 2))) return;
+  std::int64_t held = output_->Held();
+  for (; held > lastPart; held = output_->Held()) {
+    if (!Rest(static_cast<double>(held - lastPart / 2))) return false;
   }
+  const std::int64_t pending = output_->Pending();
+  if (held < 0 || pending < 0) return false;
   const double asked = kDrainSeconds * reader_->Format().nSamplesPerSec;
-  if (!Rest(static_cast<double>(output_->Pending()) - asked)) return;
-  while (!output_->Drain() && Rest(asked)) continue;
+  if (!Rest(static_cast<double>(pending) - asked)) return false;
+  while (!output_->Drain()) {
+    if (!Rest(asked)) return false;
+  }
+  return true;
 }
 
-/// Sleeps for as long as so many frames sound.
-/// @return false as soon as the playback is to stop
+/// Sleeps for as long as so many frames sound, and looks at the device now and then.
+/// @return false as soon as the playback is to stop, and soon after the device has failed
 bool Playback::Rest(double frames) {
-  const auto time = std::chrono::duration<double>(frames / reader_->Format().nSamplesPerSec);
-  std::unique_lock lock(lock_);
-  return !wake_.wait_for(lock, time, [this] { return stop_; });
+  const std::chrono::duration<double> time(frames / reader_->Format().nSamplesPerSec);
+  const auto end = Clock::now() + std::chrono::ceil<Clock::duration>(time);
+  for (;;) {
+    const auto look = std::min(end, Clock::now() + kLook);
+    {
+      std::unique_lock lock(lock_);
+      if (wake_.wait_until(lock, look, [this] { return stop_; })) return false;
+    }
+    if (look == end) return true;
+    if (!NoteHeard()) return false;
+  }
+}
+
+/// @return false when the device has failed; what has been heard stays as it was known then
+bool Playback::NoteHeard() {
+  const std::int64_t pending = output_->Pending();
+  if (pending < 0) return false;
+  heard_ = given_ - std::min(given_, static_cast<std::uint64_t>(pending));
+  return true;
 }
 
 }  // namespace platform::detail

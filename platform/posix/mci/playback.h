@@ -16,8 +16,9 @@ namespace platform::detail {
 
 /// Plays what a reader gives, on a thread of its own, until its end or the destructor.
 ///
-/// The thread fills the device's buffer and sleeps until half of that has been heard: it wakes twice in the
-/// buffer's time, whatever the device's steps are. Only the last moment before the end is left to the
+/// The thread fills the device's buffer and writes again when half of that has been heard, whatever the
+/// device's steps are. In between it only looks, five times a second, how far the device has come and whether
+/// it is still there. Only the last moment before the end is left to the
 /// device's draining: that tells the end exactly, but with a sound server it is a wait that nothing
 /// interrupts.
 class Playback {
@@ -34,21 +35,26 @@ class Playback {
   /// @return false once the end has been heard, or the device has failed; the device is free then
   bool Running() const { return running_; }
 
-  /// Ends it as the destructor does. @return frames heard since the file's beginning
+  /// @return frames heard since the file's beginning, as the device has last told; all of them once the end
+  ///         has been heard
+  std::uint64_t Position() const { return from_ + heard_; }
+
+  /// Ends it as the destructor does. @return Position
   std::uint64_t Stop();
 
  private:
   void Run();
   bool WriteFile();
   bool WriteAll(std::span<const BYTE> frames);
-  void AwaitEnd();
+  bool AwaitEnd();
   bool Rest(double frames);
+  bool NoteHeard();
 
   WaveReader* const reader_;
   std::unique_ptr<SoundOutput> output_;
   const std::uint64_t from_;
-  std::uint64_t given_ = 0;  // frames handed to the device
-  std::uint64_t heard_ = 0;  // of these, heard: known when the thread ends
+  std::uint64_t given_ = 0;               // frames handed to the device
+  std::atomic<std::uint64_t> heard_ = 0;  // of these, heard
   std::atomic<bool> running_ = true;
 
   std::mutex lock_;

@@ -1,0 +1,34 @@
+#pragma once
+// How long a WAV file's sound is, by the file itself. CMMWav goes by the header's byte rate and by the
+// declared sizes, which not every program writes as they are.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/platform.h"
+
+/// What the chunks of a file say.
+struct WavSizes {
+  std::uint64_t fileBytes = 0;
+  std::uint64_t dataBytes = 0;   ///< of the samples, as declared
+  std::uint64_t heldBytes = 0;   ///< of these, in the file
+  std::uint32_t factFrames = 0;  ///< of the "fact" chunk; 0 without one
+  bool isOpenEnded = false;      ///< the sizes are 0xFFFFFFFF, as of programs that write to a pipe; the data
+                                 ///< are taken to reach to the file's end
+};
+
+/// @return empty when the file cannot be read
+std::optional<WavSizes> ReadSizes(const std::string& file);
+
+struct WavLength {
+  std::optional<std::uint64_t> frames;  ///< empty for formats that do not tell
+  std::optional<double> seconds;        ///< empty also where the rates are 0
+};
+
+/// The length of so many bytes of samples. ADPCM counts by whole blocks, and the "fact" chunk tells how much
+/// of the last one counts.
+WavLength LengthOf(const WAVEFORMATEX& format, std::uint64_t bytes, std::uint32_t factFrames);
+
+/// The length of what a file holds. Throws a Failure that says why it cannot be read.
+WavLength LengthOfSound(const std::string& file);
