@@ -1,6 +1,7 @@
 #include "examples/failures.h"
 
 #include <cstdio>
+#include <system_error>
 
 #include "capture/ThreadDAT.h"
 
@@ -48,14 +49,40 @@ const char* StepName(std::uint32_t state) {
   }
 }
 
-}  // namespace
-
-std::string DeviceFailureText(std::uint32_t state, HRESULT result) {
+std::string FailureText(const std::string& what, HRESULT result) {
   const Failure* failure = FindFailure(result);
   char text[320];
-  std::snprintf(text, sizeof text, "%s failed with %s (0x%08lX):\n  %s", StepName(state),
+  std::snprintf(text, sizeof text, "%s failed with %s (0x%08lX):\n  %s", what.c_str(),
                 failure != nullptr ? failure->name : "an unknown result",
                 static_cast<unsigned long>(static_cast<std::uint32_t>(result)),
                 failure != nullptr ? failure->meaning : "try again, or choose another device with --device");
   return text;
+}
+
+std::string FileFailureText(int error, const std::string& file) {
+  const std::error_code code(error, std::system_category());
+  if (code == std::errc::no_space_on_device) return file + " takes no more: the disk is full";
+  if (code == std::errc::file_too_large) return file + " has reached the largest size that the system lets a file have";
+  return file + " cannot be written any more" + (error != 0 ? ": " + code.message() : std::string());
+}
+
+}  // namespace
+
+std::string DeviceFailureText(std::uint32_t state, HRESULT result) {
+  return FailureText(StepName(state), result);
+}
+
+std::string EndText(const cmm::CaptureReport& report, const std::string& file) {
+  using cmm::CaptureEnd;
+  switch (report.end) {
+    case CaptureEnd::kFileLimit:
+      return file + " has reached 4 GiB, the most that a WAV file can hold";
+    case CaptureEnd::kDeviceLost:
+      return "the capture device is gone: it was pulled out, or the sound server has ended";
+    case CaptureEnd::kDeviceFailed:
+      return report.deviceResult != 0 ? FailureText("the capture device", report.deviceResult)
+                                      : "the capture device has signalled sound and given none";
+    default:
+      return FileFailureText(report.fileError, file);
+  }
 }

@@ -5,7 +5,9 @@
 #include <cmath>
 #include <cstdio>
 
+#include "capture/CaptureReport.h"
 #include "examples/terminal.h"
+#include "examples/wav_text.h"
 
 namespace {
 
@@ -58,7 +60,21 @@ Meter::~Meter() {
   std::fflush(stdout);
 }
 
+// A gap may still grow: what is told is what has come since.
+void Meter::ShowLoss() {
+  const cmm::CaptureReport report = cmm::GetCaptureReport();
+  if (report.lostFrames <= told_) return;
+  const std::uint64_t lost = report.lostFrames - told_;
+  told_ = report.lostFrames;
+  const std::uint64_t at = report.lastLossAt + report.lastLossFrames - std::min(lost, report.lastLossFrames);
+  const double rate = capture_.GetSampleRate();
+  std::printf("%slost %s%.2f s at %s%s\n", live_ ? "\r" : "", report.lossIsEstimate ? "about " : "",
+              static_cast<double>(lost) / rate, TimeText(static_cast<double>(at) / rate).c_str(),
+              live_ ? "                                        " : "");
+}
+
 void Meter::Show(std::uint32_t state) {
+  ShowLoss();
   if (live_) {
     std::printf("\r%s", StatusText(capture_, state).c_str());
   } else if (std::chrono::steady_clock::now() >= nextPlain_) {

@@ -12,7 +12,7 @@
 std::string StatusText(CMMWAVCapture& capture, std::uint32_t state);
 
 /// Shows the status: on a terminal as one line that renews itself, elsewhere as a plain line every ten
-/// seconds.
+/// seconds. Sound that was lost gets a line of its own, at once.
 class Meter {
  public:
   explicit Meter(CMMWAVCapture& capture);
@@ -20,9 +20,14 @@ class Meter {
   Meter(const Meter&) = delete;
   Meter& operator=(const Meter&) = delete;
   void Show(std::uint32_t state);
+  /// How long to wait until the next look, in milliseconds.
+  DWORD Interval() const { return live_ ? 100 : 250; }
 
  private:
   CMMWAVCapture& capture_;
+  void ShowLoss();
+
   const bool live_;
+  std::uint64_t told_ = 0;  // frames lost, as the user knows
   std::chrono::steady_clock::time_point nextPlain_;
 };

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "capture/CMMWAVCapture.h"
+#include "capture/CaptureReport.h"
 #include "examples/devices.h"
 #include "examples/failures.h"
 #include "examples/meter.h"
@@ -19,7 +20,6 @@
 #include "examples/terminal.h"
 #include "examples/tool.h"
 #include "examples/wav_text.h"
-#include "wavfile/CMMWav.h"
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
@@ -120,23 +120,24 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
     } else if (Clock::now() - lastNews > 10s) {
       return Ending::kNoData;
     }
-    Sleep(100);
+    Sleep(meter.Interval());
   }
 }
 
-bool HoldsSound(const std::string& file) {
-  CMMWav wav;
-  return wav.Open(file.c_str()) == 1 && wav.GetSampleSize() > 0;
+[[noreturn]] void FailUnfinished(const std::string& time, const std::string& file) {
+  const cmm::CaptureReport report = cmm::GetCaptureReport();
+  throw Failure("the recording ended by itself at " + time + ": " + EndText(report, file) + ".\n" +
+                (report.framesInFile > 0 ? "  What was recorded until then is in the file."
+                                         : "  The file holds no sound."));
 }
 
-[[noreturn]] void FailUnfinished(CMMWAVCapture& capture, const std::string& file) {
-  std::uint32_t state = kStateNone;
-  capture.GetState(&state, nullptr);
-  if (state != kStateNone) throw Failure(file + " could not be finished");
-  throw Failure(
-      "the recording ended by itself at " + std::string(capture.GetTimeString(nullptr)) + ".\n  " + file +
-      " takes no more data (the disk is full, or the file has reached 4 GiB), or the device failed.\n" +
-      (HoldsSound(file) ? "  What was recorded until then is in the file." : "  The file holds no sound."));
+std::string LossText(std::uint32_t rate) {
+  const cmm::CaptureReport report = cmm::GetCaptureReport();
+  if (report.lostFrames == 0) return {};
+  char text[60];
+  std::snprintf(text, sizeof text, ", %s%.2f s lost", report.lossIsEstimate ? "about " : "",
+                static_cast<double>(report.lostFrames) / rate);
+  return text;
 }
 
 void Record(const Options& options, const GUID* device) {
@@ -157,13 +158,13 @@ void Record(const Options& options, const GUID* device) {
   const Ending ending = Watch(capture, options.duration);
   if (ending == Ending::kByItself || !Carry(capture, kStateFileOpen, [&] { return capture.StopREC(); }) ||
       !Carry(capture, kStateReady, [&] { return capture.fileClose(); })) {
-    FailUnfinished(capture, options.file);
+    FailUnfinished(TimeText(capture.GetPlayTime()), options.file);
   }
   const double seconds = capture.GetPlayTime();
   capture.Exit();
   if (ending == Ending::kNoData)
     throw Failure("the device has delivered nothing for ten seconds; " + options.file + " is finished");
-  std::printf("Wrote %s: %s\n", file, TimeText(seconds).c_str());
+  std::printf("Wrote %s: %s%s\n", file, TimeText(seconds).c_str(), LossText(options.rate).c_str());
 }
 
 void AddOptions(CLI::App& app, Options& options) {
