@@ -61,8 +61,8 @@ std::int32_t CMMCapture::Init(ThreadDAT* dat) {
   if (result < 0) return result;
 
   InitEvents(dat);
-  // A wait on a list with a hole in it would fail at once, time after time; a command without a reply event would
-  // take effect and never say so.
+  // A wait on a list with a hole in it would fail at once, time after time; a command without a reply event
+  // would take effect and never say so.
   const auto missing = [](HANDLE handle) { return handle == nullptr; };
   if (std::any_of(waitHandles, waitHandles + notifyEventCount + commandCount, missing) ||
       std::any_of(replyEvents, replyEvents + commandCount, missing)) {
@@ -177,7 +177,8 @@ std::int32_t CMMCapture::fClose() {
 }
 
 std::int32_t CMMCapture::Free(std::uint32_t) {
-  // A copy has the same interfaces, uncounted. If it has given them back, the notification event is closed too.
+  // A copy has the same interfaces, uncounted. If it has given them back, the notification event is closed
+  // too.
   if (waitHandles[0] != nullptr && !::ResetEvent(waitHandles[0])) {
     captureBuffer = nullptr;
     notify = nullptr;

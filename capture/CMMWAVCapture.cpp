@@ -60,8 +60,8 @@ Sent SendCommand(CaptureRun& run, std::uint32_t command) {
   return sent;
 }
 
-/// Not under the mutex: the thread needs it to carry the command out. A command that has failed gets no reply; once
-/// that is known there is nothing to wait for.
+/// Not under the mutex: the thread needs it to carry the command out. A command that has failed gets no
+/// reply; once that is known there is nothing to wait for.
 std::int32_t AwaitReply(const CaptureRun& run, const Sent& sent) {
   const capture::Deadline deadline(capture::kReplyWait);
   bool over = false;
@@ -93,7 +93,8 @@ bool AwaitEnd(const CaptureRun& run, HANDLE ownerEvent, const capture::Deadline&
   return true;
 }
 
-/// Ends the run, or leaves it to a thread that does not answer: that keeps what it touches, and clears up itself.
+/// Ends the run, or leaves it to a thread that does not answer: that keeps what it touches, and clears up
+/// itself.
 void GiveUpRun(CMMWAVCapture& controller, ThreadDAT& dat, HANDLE& thread) {
   const capture::Deadline deadline(capture::kAbandonWait);
   while (thread != nullptr) {

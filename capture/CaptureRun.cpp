@@ -114,7 +114,8 @@ void MarkGone(CaptureRun& run) noexcept {
   std::unique_ptr<CaptureRun> left;
   {
     const ListLock lock;
-    if (run.owner == nullptr) left = TakeOut(Seek([&run](const CaptureRun& other) { return &other == &run; }));
+    if (run.owner == nullptr)
+      left = TakeOut(Seek([&run](const CaptureRun& other) { return &other == &run; }));
     run.phase.store(CaptureRun::Phase::kGone, std::memory_order_release);
   }
   if (left == nullptr) return;

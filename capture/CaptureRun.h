@@ -1,6 +1,7 @@
 #pragma once
-// What the process knows of the runs of the capture thread. A run goes from Create to the end of Exit. It belongs
-// to the controller that began it, and a copy of that controller has no run. At most one run has a living thread.
+// What the process knows of the runs of the capture thread. A run goes from Create to the end of Exit. It
+// belongs to the controller that began it, and a copy of that controller has no run. At most one run has a
+// living thread.
 
 #include <atomic>
 
@@ -22,21 +23,23 @@ struct CaptureRun {
   ~CaptureRun();
   bool Gone() const { return phase.load(std::memory_order_acquire) == Phase::kGone; }
 
-  /// The record that the thread works on, guarded by its mutex; the controller's own follows it. It is here so that
-  /// it outlives a controller that is destroyed while the thread hangs in a device or a disk.
+  /// The record that the thread works on, guarded by its mutex; the controller's own follows it. It is here
+  /// so that it outlives a controller that is destroyed while the thread hangs in a device or a disk.
   ThreadDAT record{};
   const ThreadDAT* owner;  // the controller's record; null once that has left the run behind
   std::atomic<Phase> phase{Phase::kAlive};
   std::atomic<bool> exitRequested{false};
-  std::atomic<std::uint32_t> answered[kCommandCount] = {};  // commands that have been carried out, or have failed
+  std::atomic<std::uint32_t> answered[kCommandCount] =
+      {};  // commands that have been carried out, or have failed
   CaptureRun* next = nullptr;
 };
 
-/// Brings a controller's record up to date with what the thread has written. With the mutex held, or without a thread.
+/// Brings a controller's record up to date with what the thread has written. With the mutex held, or without
+/// a thread.
 void Follow(ThreadDAT& shown, const ThreadDAT& record) noexcept;
 
-/// Opens a run for the controller's record. Null at once while the thread of another run lives, or when memory is
-/// short.
+/// Opens a run for the controller's record. Null at once while the thread of another run lives, or when
+/// memory is short.
 CaptureRun* BeginRun(const ThreadDAT* owner) noexcept;
 /// @return the run of a controller's record; null when there is none
 CaptureRun* FindRun(const ThreadDAT* owner) noexcept;
@@ -49,13 +52,14 @@ bool IsAnyRunAlive(bool ask) noexcept;
 
 /// The thread's last act: nothing of the run is touched any more. A run that was left behind is cleared up.
 void MarkGone(CaptureRun& run) noexcept;
-/// Leaves a run whose thread does not answer to that thread, with all that it touches: handles, names, record.
+/// Leaves a run whose thread does not answer to that thread, with all that it touches: handles, names,
+/// record.
 /// @return false when the thread is gone after all: the run is the caller's still
 bool LeaveBehind(CaptureRun& run) noexcept;
 
-/// Asks the thread of @p run to end, however far it has come: by the command event where the events exist, and by
-/// a flag that the thread looks at before each wait, for where they do not exist yet or the record cannot be had
-/// in time.
+/// Asks the thread of @p run to end, however far it has come: by the command event where the events exist,
+/// and by a flag that the thread looks at before each wait, for where they do not exist yet or the record
+/// cannot be had in time.
 void RequestExit(CaptureRun& run, DWORD milliseconds) noexcept;
 
 }  // namespace capture

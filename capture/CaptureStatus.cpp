@@ -38,8 +38,7 @@ constexpr ResultCode kResultCodes[] = {
 /// Holds a controller's record, brought up to date, for one query.
 class RecordView {
  public:
-  explicit RecordView(ThreadDAT& dat)
-      : lock_(dat.mutex, capture::kRecordWait), run_(capture::FindRun(&dat)) {
+  explicit RecordView(ThreadDAT& dat) : lock_(dat.mutex, capture::kRecordWait), run_(capture::FindRun(&dat)) {
     if (run_ != nullptr && !TimedOut()) capture::Follow(dat, run_->record);
   }
   bool TimedOut() const { return lock_.TimedOut(); }

@@ -21,7 +21,7 @@ namespace {
 using capture::CaptureRun;
 using capture::RunJournal;
 
-constexpr DWORD kTurn = 100;  // milliseconds of one wait
+constexpr DWORD kTurn = 100;                // milliseconds of one wait
 constexpr std::uint32_t kDrainsInARow = 4;  // a ring of segments at the least
 
 /// The record of the present run; it changes only while no thread lives.
@@ -180,8 +180,8 @@ std::int32_t StartUp(CMMCapture& engine, CaptureRun& run) {
 bool Loop(CMMCapture& engine, CaptureRun& run) {
   std::uint32_t drains = 0;  // one right behind the other
   while (!run.exitRequested.load(std::memory_order_acquire)) {
-    // The notification goes ahead of the commands. But when the disk is slower than the sound there always is one,
-    // and it must not shut them out.
+    // The notification goes ahead of the commands. But when the disk is slower than the sound there always is
+    // one, and it must not shut them out.
     const std::uint32_t waiting = drains < kDrainsInARow ? kCommandCount : WaitingCommand(run.record);
     const std::uint32_t woken = waiting < kCommandCount ? 1 + waiting : engine.MsgWait(kTurn);
     drains = woken == 0 ? drains + 1 : 0;

@@ -50,8 +50,8 @@ std::int32_t CMMCapture::RecordData(std::uint32_t* total) {
   DWORD capturePosition = 0;
   DWORD readPosition = 0;
   std::uint32_t notifications = 0;
-  // A notification that came since the wait is for data that this drain takes too: it is withdrawn by a position
-  // behind it.
+  // A notification that came since the wait is for data that this drain takes too: it is withdrawn by a
+  // position behind it.
   do {
     ++notifications;
     const HRESULT result = captureBuffer->GetCurrentPosition(&capturePosition, &readPosition);

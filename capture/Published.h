@@ -10,10 +10,11 @@
 
 namespace capture {
 
-/// The writer waits for nobody; a reader that meets a change reads again (a sequence lock). One writer at a time.
+/// The writer waits for nobody; a reader that meets a change reads again (a sequence lock). One writer at a
+/// time.
 ///
-/// The count is odd during a change. Each word is stored with release and loaded with acquire order: who has seen
-/// a word of a change sees its odd count, or a later one, in the look behind.
+/// The count is odd during a change. Each word is stored with release and loaded with acquire order: who has
+/// seen a word of a change sees its odd count, or a later one, in the look behind.
 template <class T>
 class Published {
   static_assert(std::is_trivially_copyable_v<T>);

@@ -11,7 +11,8 @@ namespace {
 constinit RunJournal journal;
 constinit Published<cmm::CaptureReport> published;
 
-/// A device may answer every identifier with the one interface that it has, so what it gives must know its own.
+/// A device may answer every identifier with the one interface that it has, so what it gives must know its
+/// own.
 /// @return whether the buffer counts its losses
 bool AskForLosses(IDirectSoundCaptureBuffer* buffer, CaptureLosses* losses) {
   void* found = nullptr;
@@ -133,8 +134,8 @@ void RunJournal::NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPositio
   }
 }
 
-/// Such a buffer goes on whether it is read or not: so many rings as the clock has gone on and the position has
-/// not, went by unseen.
+/// Such a buffer goes on whether it is read or not: so many rings as the clock has gone on and the position
+/// has not, went by unseen.
 void RunJournal::EstimateLoss(DWORD readPosition, std::uint32_t ringBytes) {
   const auto now = Clock::now();
   const std::chrono::duration<double> away = now - lastLook_;
@@ -158,8 +159,8 @@ void RunJournal::CountLoss(std::uint64_t frames) {
   lostBefore_ += frames;
 }
 
-/// A device may signal a segment a little after it has moved its position over it, when a drain has taken that
-/// segment along already.
+/// A device may signal a segment a little after it has moved its position over it, when a drain has taken
+/// that segment along already.
 bool RunJournal::IsLateNotification() {
   if (!foundNothing_ || drainResult_ != 0 || toCome_ == 0) return false;
   --toCome_;
@@ -174,7 +175,8 @@ bool RunJournal::EndDrain(bool moved) {
   if (moved || IsLateNotification()) return true;
   using cmm::CaptureEnd;
   if (drainResult_ != 0) {
-    EndRun(drainResult_ == DSERR_NODRIVER ? CaptureEnd::kDeviceLost : CaptureEnd::kDeviceFailed, drainResult_);
+    EndRun(drainResult_ == DSERR_NODRIVER ? CaptureEnd::kDeviceLost : CaptureEnd::kDeviceFailed,
+           drainResult_);
   } else if (foundNothing_) {
     EndRun(CaptureEnd::kDeviceFailed);
   } else {

@@ -62,7 +62,8 @@ std::string FailureText(const std::string& what, HRESULT result) {
 std::string FileFailureText(int error, const std::string& file) {
   const std::error_code code(error, std::system_category());
   if (code == std::errc::no_space_on_device) return file + " takes no more: the disk is full";
-  if (code == std::errc::file_too_large) return file + " has reached the largest size that the system lets a file have";
+  if (code == std::errc::file_too_large)
+    return file + " has reached the largest size that the system lets a file have";
   return file + " cannot be written any more" + (error != 0 ? ": " + code.message() : std::string());
 }
 

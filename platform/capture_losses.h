@@ -1,15 +1,15 @@
 #pragma once
 /// @file
-/// What a capture buffer can tell of sound that it could not keep: an interface of this library's own, on both
-/// systems. The layer's buffer has it, the platform's has not; a registered device may have it. A buffer that
-/// has it gives it out by QueryInterface, and answers for it from any thread.
+/// What a capture buffer can tell of sound that it could not keep: an interface of this library's own, on
+/// both systems. The layer's buffer has it, the platform's has not; a registered device may have it. A buffer
+/// that has it gives it out by QueryInterface, and answers for it from any thread.
 
 #include <cstdint>
 
 #include "platform/platform.h"
 
-/// Sound that was captured since the buffer's last Start and did not reach its reader. Places and lengths are in
-/// frames; a place counts from that Start, lost frames included.
+/// Sound that was captured since the buffer's last Start and did not reach its reader. Places and lengths are
+/// in frames; a place counts from that Start, lost frames included.
 struct CaptureLosses {
   std::uint32_t overruns;        ///< gaps; frames lost one right behind the other are one gap
   bool estimated;                ///< a length rests on a clock and not on a count

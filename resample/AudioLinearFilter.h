@@ -42,15 +42,12 @@
 ///                  is the higher one, if the whole output, without a limit, does not end behind the block
 /// @param outFrames receives the number of frames written; must be valid
 /// @param dstRate   rate of the output in Hz. Equal rates copy the block whatever @p first and @p maxOut say,
-/// and leave
-///                  the carried stream as it is
+///                  and leave the carried stream as it is
 /// @param maxOut    the call ends when it has written this many frames; the rest of the block is dropped and
-/// the
-///                  stream goes on one source interval further. 0 sets no limit, and neither does 1 on a
+///                  the stream goes on one source interval further. 0 sets no limit, and neither does 1 on a
 ///                  first call, whose first frame is copied before any test
 /// @param first     not 0: the block begins a new stream, and its first frame is copied to the output. A
-/// first block of
-///                  one frame delivers that frame; the next block goes on from it
+///                  first block of one frame delivers that frame; the next block goes on from it
 /// @param channels  (AudioLinearFilter8 and AudioLinearFilter16) channels in a frame
 /// @return 1 when the block was dealt with; 0, with nothing written and the stream untouched, when @p src or
 /// @p dst is

@@ -26,8 +26,7 @@ class CMM_API MCIWavUnit {
   /// Ends a playback of before and starts the file's. Returns once it has started.
   /// @param file path in the system's code page
   /// @return true; false: there is no such file (a playback of before then goes on), or it cannot be opened
-  /// or
-  ///         played (nothing is open then)
+  ///         or played (nothing is open then)
   bool WavPlay(const char* file);
 
   /// Stops a playback and closes the device.

@@ -48,8 +48,7 @@ class CMM_API MMWavUnit {
   /// a source without channels has none that are equal.
   /// @param channels samples in a frame  @param rate frames a second  @param bits of a sample
   /// @return 0 when all are equal; 9; otherwise the sum of 4096 for another @p tag, 4097 for other @p
-  /// channels,
-  ///         4098 for another @p rate and 4099 for other @p bits
+  ///         channels, 4098 for another @p rate and 4099 for other @p bits
   std::int32_t ChkPcmFile(std::uint16_t tag, std::uint16_t channels, std::uint32_t rate, std::uint16_t bits);
 
   /// Reads on.

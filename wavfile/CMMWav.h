@@ -35,22 +35,19 @@ class CMM_API CMMWav {
   /// @param file      name, not empty; copied
   /// @param directory joined in front of the name with a backslash; null or empty for none; copied
   /// @return 1; 0 when a file is open already (which stays open), or the file is missing, unreadable or no
-  /// WAV
-  ///         file
+  ///         WAV file
   std::int32_t Open(const char* file, const char* directory = nullptr);
 
   /// Creates a PCM file for writing; one that exists is cut to zero length first.
   /// @param format nChannels, nSamplesPerSec, wBitsPerSample and cbSize are taken; the tag is always PCM,
-  /// block
-  ///               and byte rate are computed
+  ///               block and byte rate are computed
   /// @return 1; 0 when a file is open already (which stays open) or the file cannot be created
   std::int32_t Open(WAVEFORMATEX format, const char* file, const char* directory = nullptr);
 
   /// Closes the file and releases what belongs to it; the object is closed afterwards whatever the result.
   /// @param frames written to the "fact" chunk of a file open for writing; 0: the frames that were written
   /// @return 1; 0 when no file was open or it could not be finished. A file on a full disk is finished with
-  /// what
-  ///         the disk took; the result is 0 when that is less than Write has taken.
+  ///         what the disk took; the result is 0 when that is less than Write has taken.
   std::int32_t Close(std::uint32_t frames = 0);
 
   /// Back to the first sample byte of a file open for reading. @return 1; 0 otherwise
@@ -112,12 +109,10 @@ class CMM_API CMMWav {
   /// widths in the process, so one such conversion at a time.
   /// @param singleStage 1: the platform's conversion does it all; another value: all but the rate
   /// @param target      format to convert to; what it has behind cbSize cannot come along. In two stages its
-  /// block
-  ///                    and byte rate must be those of its channels, bits and rate, with 2 channels at the
-  ///                    most (4 of 8 bits)
+  ///                    block and byte rate must be those of its channels, bits and rate, with 2 channels at
+  ///                    the most (4 of 8 bits)
   /// @param outBuffer   points to a null pointer; receives the buffer in which each Convert leaves its
-  /// output: the
-  ///                    object's own, valid until EndConvert or Close
+  ///                    output: the object's own, valid until EndConvert or Close
   /// @param driver      the conversion driver to use; null leaves the choice to the platform
   /// @return the buffer's size: in two stages one second of the target, or at equal rates what the platform's
   ///         conversion may deliver where that is more; 0 when no file is open for reading, a conversion

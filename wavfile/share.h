@@ -26,8 +26,7 @@ struct CMMWav::Share {
   }
 
   /// @return a zeroed format record with room for @p extraBytes behind it, shared by @p owner alone; null
-  /// when
-  ///         memory is short
+  ///         when memory is short
   static WAVEFORMATEX* NewFormat(CMMWav* owner, std::size_t extraBytes);
   /// Frees a record that no object shares any more.
   static void FreeFormat(WAVEFORMATEX* format);

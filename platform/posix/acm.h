@@ -146,9 +146,8 @@ CMM_API MMRESULT acmStreamClose(HACMSTREAM stream, DWORD flags);
 /// Tells how large a buffer has to be.
 /// @param inputBytes   above 0
 /// @param outputBytes  ACM_STREAMSIZEF_SOURCE: room that always suffices for what @p inputBytes of source
-/// give;
-///                     ACM_STREAMSIZEF_DESTINATION: source that never gives more than @p inputBytes. 0 on
-///                     failure.
+///                     give; ACM_STREAMSIZEF_DESTINATION: source that never gives more than @p inputBytes. 0
+///                     on failure.
 /// @return 0; ACMERR_NOTPOSSIBLE: there is none such
 CMM_API MMRESULT acmStreamSize(HACMSTREAM stream, DWORD inputBytes, LPDWORD outputBytes, DWORD flags);
 

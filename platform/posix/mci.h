@@ -81,13 +81,11 @@ static_assert(sizeof(MCI_STATUS_PARMS) == (sizeof(void*) == 4 ? 16 : 24), "the p
 /// shall not wait, and a callback is not looked at.
 ///
 /// - MCI_OPEN, with MCI_WAVE_OPEN_PARMSA, @p device 0 and the four MCI_OPEN_... flags above, opens a WAV
-/// file:
-///   PCM, or what a conversion driver makes PCM of. The sound device is not touched yet. Identifiers are not
-///   given out again before all others have been.
+///   file: PCM, or what a conversion driver makes PCM of. The sound device is not touched yet. Identifiers
+///   are not given out again before all others have been.
 /// - MCI_PLAY opens the system's default sound device and plays on it from where the last playback was
-/// stopped,
-///   at first from the beginning. It returns once that has begun. When the last frame has been heard the
-///   sound device is closed again and the mode is MCI_MODE_STOP. A file that is playing goes on.
+///   stopped, at first from the beginning. It returns once that has begun. When the last frame has been heard
+///   the sound device is closed again and the mode is MCI_MODE_STOP. A file that is playing goes on.
 /// - MCI_STOP silences a playback, within a tenth of a second, and closes the sound device.
 /// - MCI_CLOSE does the same, and closes the file; the identifier is dead then.
 /// - MCI_STATUS, with MCI_STATUS_PARMS and MCI_STATUS_ITEM, tells MCI_STATUS_MODE, and MCI_STATUS_POSITION:

@@ -32,8 +32,7 @@ CMM_API BOOL HeapDestroy(HANDLE heap);
 
 /// @param flags 0, HEAP_NO_SERIALIZE, HEAP_ZERO_MEMORY
 /// @return the block, for HeapFree, also for 0 bytes; null for what is no heap, when memory is short, and
-/// from
-///         2 GiB on: no 32-bit process could have that much in one piece
+///         from 2 GiB on: no 32-bit process could have that much in one piece
 CMM_API LPVOID HeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes);
 /// @return TRUE, for null too; FALSE, and nothing is touched, for what is no block of this heap
 CMM_API BOOL HeapFree(HANDLE heap, DWORD flags, LPVOID block);

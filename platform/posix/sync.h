@@ -43,7 +43,8 @@ CMM_API BOOL CloseHandle(HANDLE handle);
 CMM_API DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
 /// Waits until one of several objects is signalled; there is no message queue here, so input never comes.
-/// @param count   below MAXIMUM_WAIT_OBJECTS; 0 waits for the time limit alone, which must not be INFINITE then
+/// @param count   below MAXIMUM_WAIT_OBJECTS; 0 waits for the time limit alone, which must not be INFINITE
+/// then
 /// @param waitAll FALSE; TRUE is refused
 /// @return WAIT_OBJECT_0 plus the lowest index signalled, WAIT_ABANDONED_0 plus the index, WAIT_TIMEOUT, or
 ///         WAIT_FAILED when a handle is not open or an argument is refused

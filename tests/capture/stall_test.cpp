@@ -1,5 +1,5 @@
-// A disk that stalls, a device that goes, and what the report says of it. The device counts its frames, so that
-// what has reached the file can be told one by one.
+// A disk that stalls, a device that goes, and what the report says of it. The device counts its frames, so
+// that what has reached the file can be told one by one.
 
 #include <gtest/gtest.h>
 
@@ -111,13 +111,15 @@ TEST_F(Stall, ADiskThatIsSlowerThanTheSoundDoesNotShutOutAStop) {
   EXPECT_TRUE(Eventually([&] { return StateOf(capture) == kStateFileOpen; }));
   while (capture.fileClose() != 1 && StateOf(capture) == kStateFileOpen) Sleep(1);
   EXPECT_TRUE(Eventually([&] { return StateOf(capture) == kStateReady; }));
-  EXPECT_EQ(capture.fileOpen("second.wav", folder.Path().c_str()), 1) << "nothing wakes the thread without a file";
+  EXPECT_EQ(capture.fileOpen("second.wav", folder.Path().c_str()), 1)
+      << "nothing wakes the thread without a file";
   EXPECT_EQ(capture.Exit(), 1);
   const test::Counted file = test::CountFrames(path);
   const cmm::CaptureReport report = GetCaptureReport();
   EXPECT_EQ(file.gaps, 0u);
   EXPECT_EQ(report.framesDelivered, file.frames);
-  EXPECT_NEAR(static_cast<double>(file.frames + report.lostFrames), static_cast<double>(device.delivered), 11026);
+  EXPECT_NEAR(static_cast<double>(file.frames + report.lostFrames), static_cast<double>(device.delivered),
+              11026);
 }
 
 TEST_F(Stall, ALostDeviceEndsTheRunWithAllItsWholeSegments) {

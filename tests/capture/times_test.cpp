@@ -50,7 +50,8 @@ class Times : public testing::Test {
   /// What a destructor has left behind is the thread's, which clears up once it goes on.
   void ExpectLeftBehind(HANDLE thread, const GUID* id) {
     EXPECT_LT(Time([&] { capture.reset(); }), 10 + kSlack);
-    EXPECT_EQ(WaitForSingleObject(thread, 0), static_cast<DWORD>(WAIT_TIMEOUT)) << "it hangs no more: test nothing";
+    EXPECT_EQ(WaitForSingleObject(thread, 0), static_cast<DWORD>(WAIT_TIMEOUT))
+        << "it hangs no more: test nothing";
     CMMWAVCapture other;
     EXPECT_EQ(other.Create(Pcm(44100, 2, 16), id), nullptr) << "the thread lives";
     EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
@@ -72,8 +73,9 @@ TEST_F(Times, WithoutAThreadAndAtWork) {
   EXPECT_LT(Time([&] { EXPECT_EQ(capture->Exit(), -3); }), kAtOnce);
   HANDLE thread = nullptr;
   EXPECT_LT(Time([&] {
-    thread = capture->Create(Pcm(44100, 2, 16), "take.wav", folder.Path().c_str(), &device.id);
-  }), kAtOnce);
+              thread = capture->Create(Pcm(44100, 2, 16), "take.wav", folder.Path().c_str(), &device.id);
+            }),
+            kAtOnce);
   EXPECT_LT(Time([&] { EXPECT_EQ(capture->StartREC(), 1); }), kAtOnce);
   ExpectQueries(kAtOnce);
   ExpectCommands(kAtOnce);  // stops and closes, and opens another
@@ -84,7 +86,8 @@ TEST_F(Times, WithoutAThreadAndAtWork) {
 TEST_F(Times, OfARunThatHasEndedOrNeverBegun) {
   HANDLE thread = capture->Create(Pcm(44100, 2, 16), &device.id);
   const std::string missing = folder.File("missing");
-  EXPECT_LT(Time([&] { EXPECT_EQ(capture->fileOpen("a.wav", missing.c_str()), -2); }), kAtOnce) << "has failed";
+  EXPECT_LT(Time([&] { EXPECT_EQ(capture->fileOpen("a.wav", missing.c_str()), -2); }), kAtOnce)
+      << "has failed";
   ASSERT_EQ(capture->fileOpen("take.wav", folder.Path().c_str()), 1);
   ASSERT_EQ(capture->StartREC(), 1);
   device.faults.position = DSERR_NODRIVER;  // the device is lost
@@ -98,7 +101,8 @@ TEST_F(Times, OfARunThatHasEndedOrNeverBegun) {
   device.faults.position = S_OK;
   device.faults.open = DSERR_NODRIVER;
   capture = std::make_unique<CMMWAVCapture>();
-  EXPECT_LT(Time([&] { thread = capture->Create(Pcm(44100, 2, 16), &device.id); }), kAtOnce) << "a failed start-up";
+  EXPECT_LT(Time([&] { thread = capture->Create(Pcm(44100, 2, 16), &device.id); }), kAtOnce)
+      << "a failed start-up";
   EXPECT_EQ(StatusAsOf(*capture).code, -8);
   ExpectEnd(-2, kAtOnce);
   CloseHandle(thread);

@@ -106,4 +106,17 @@ TEST_F(Tone, ArrivesWhole) {
   EXPECT_EQ(whole, kToneFrames);
 }
 
+TEST_F(Tone, ALostDeviceEndsTheRecordingWithinASecond) {
+  Program recorder({CMM_RECORD, recording_});
+  recorder.WaitForBytes(recording_, kBytesPerSecond);
+  const auto killed = std::chrono::steady_clock::now();
+  server_.Kill();
+  const Outcome outcome = recorder.Wait();
+  EXPECT_LT(std::chrono::steady_clock::now() - killed, std::chrono::seconds(1));
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_NE(outcome.err.find("the capture device is gone"), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.err.find("is in the file"), std::string::npos) << outcome.err;
+  EXPECT_EQ(RunProgram({"soxi", recording_}).code, 0);
+}
+
 }  // namespace

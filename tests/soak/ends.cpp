@@ -1,4 +1,5 @@
-// The ends that a recording may come to by itself: full disks, the format's limit, failing devices; and a day.
+// The ends that a recording may come to by itself: full disks, the format's limit, failing devices; and a
+// day.
 
 #include <cerrno>
 

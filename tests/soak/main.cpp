@@ -1,4 +1,5 @@
-// Capture against time: stalls, stops, servers that die, hours of sound and thousands of takes. Run by scripts/soak.
+// Capture against time: stalls, stops, servers that die, hours of sound and thousands of takes. Run by
+// scripts/soak.
 
 #include <gtest/gtest.h>
 

@@ -154,7 +154,8 @@ TEST_P(StoppedClient, LosesNothingOfTheServersSound) {
 }
 INSTANTIATE_TEST_SUITE_P(For, StoppedClient, testing::Values(800, 2000, 5000, 20000));
 
-// A server that was stopped goes on as it likes, with a gap of its own now and then: another recorder hears the same.
+// A server that was stopped goes on as it likes, with a gap of its own now and then: another recorder hears
+// the same.
 class StoppedServer : public ServerTest {};
 TEST_P(StoppedServer, LosesNothingOfWhatItGives) {
   PlayCounted(server_);
@@ -206,7 +207,9 @@ int soak::RecordForParent(char** arguments) {
   const std::string device = arguments[1];
   const double seconds = std::atof(arguments[2]);
   test::CountingDevice counting;
-  const GUID* id = device == "signal" ? &platform::kSignalDevice : device == "counting" ? &counting.id : nullptr;
+  const GUID* id = device == "signal"     ? &platform::kSignalDevice
+                   : device == "counting" ? &counting.id
+                                          : nullptr;
   CMMWAVCapture capture;
   const HANDLE thread = capture.Create(Pcm(kRate, 2, 16), file.c_str(), nullptr, id);
   const auto begin = Clock::now();
@@ -216,8 +219,8 @@ int soak::RecordForParent(char** arguments) {
   if (capture.StopREC() != 1 || capture.fileClose() != 1) return 3;
   const cmm::CaptureReport report = cmm::GetCaptureReport();
   std::printf("%llu %llu %llu %f\n", static_cast<unsigned long long>(counting.delivered.load()),
-              static_cast<unsigned long long>(report.framesInFile), static_cast<unsigned long long>(report.lostFrames),
-              passed);
+              static_cast<unsigned long long>(report.framesInFile),
+              static_cast<unsigned long long>(report.lostFrames), passed);
   std::fflush(stdout);
   const bool ended = capture.Exit() == 1;
   CloseHandle(thread);

@@ -62,7 +62,8 @@ TEST(Takes, AreWholeOneAfterAnother) {
     const test::Bytes file = test::Load(folder.File("take.wav"));
     ASSERT_EQ(file.size(), kHeaderBytes + whole) << take;
     for (std::size_t k = 0; k < whole; ++k)
-      ASSERT_EQ(static_cast<std::uint8_t>(file[kHeaderBytes + k]), FakeDevice::Byte(k)) << take << ", byte " << k;
+      ASSERT_EQ(static_cast<std::uint8_t>(file[kHeaderBytes + k]), FakeDevice::Byte(k))
+          << take << ", byte " << k;
     delivered += whole;
   }
   EXPECT_GT(delivered, 0u);

@@ -1,6 +1,6 @@
 #pragma once
-// A capture device that counts its frames, over the layer's own ring: what has reached a file can be told frame by
-// frame. For programs with the sources of the ring among theirs.
+// A capture device that counts its frames, over the layer's own ring: what has reached a file can be told
+// frame by frame. For programs with the sources of the ring among theirs.
 
 #include <algorithm>
 #include <atomic>
@@ -20,8 +20,8 @@
 
 namespace test {
 
-/// Frames of four bytes, each its number since the device's start; 16 bits and two channels. As with a device that
-/// has room enough, what a late worker has missed is still there.
+/// Frames of four bytes, each its number since the device's start; 16 bits and two channels. As with a device
+/// that has room enough, what a late worker has missed is still there.
 class CountingDevice {
  public:
   /// Faults and delays, at any time.
@@ -92,7 +92,9 @@ class CountingDevice {
   class Buffer final : public IDirectSoundCaptureBuffer {
    public:
     Buffer(CountingDevice& owner, IDirectSoundCaptureBuffer* ring) : owner_(owner), ring_(ring) {}
-    HRESULT __stdcall QueryInterface(REFIID iid, void** object) override { return ring_->QueryInterface(iid, object); }
+    HRESULT __stdcall QueryInterface(REFIID iid, void** object) override {
+      return ring_->QueryInterface(iid, object);
+    }
     ULONG __stdcall AddRef() override { return ++references_; }
     ULONG __stdcall Release() override {
       const ULONG left = --references_;
@@ -109,10 +111,11 @@ class CountingDevice {
     HRESULT __stdcall GetStatus(LPDWORD status) override { return ring_->GetStatus(status); }
     HRESULT __stdcall Initialize(IDirectSoundCapture*, LPCDSCBUFFERDESC) override { return E_NOTIMPL; }
     HRESULT __stdcall GetCurrentPosition(LPDWORD capture, LPDWORD read) override {
-      return owner_.faults.position < 0 ? owner_.faults.position.load() : ring_->GetCurrentPosition(capture, read);
+      return owner_.faults.position < 0 ? owner_.faults.position.load()
+                                        : ring_->GetCurrentPosition(capture, read);
     }
-    HRESULT __stdcall Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD bytes1, LPVOID* part2, LPDWORD bytes2,
-                           DWORD flags) override {
+    HRESULT __stdcall Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD bytes1, LPVOID* part2,
+                           LPDWORD bytes2, DWORD flags) override {
       std::this_thread::sleep_for(std::chrono::milliseconds(owner_.faults.lockDelayMs.exchange(0)));
       if (owner_.faults.lock < 0) return owner_.faults.lock;
       return ring_->Lock(offset, bytes, part1, bytes1, part2, bytes2, flags);

@@ -17,8 +17,8 @@ namespace {
 constexpr unsigned kBufferMicroseconds = 10'000'000;
 // What a sound server hands over at a time; the last of it is lost at a stop.
 constexpr unsigned kPeriodMicroseconds = 125'000;
-// How often the device is asked: as often as a recorder's segments come. Being woken for each period instead costs
-// a sound server's client twice the time.
+// How often the device is asked: as often as a recorder's segments come. Being woken for each period instead
+// costs a sound server's client twice the time.
 constexpr int kLongestInterval = 250;  // milliseconds
 constexpr int kLooksABuffer = 4;       // at the least
 

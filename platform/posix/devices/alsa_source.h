@@ -57,9 +57,9 @@ class AlsaSource final : public CaptureSource {
   DSCCAPS caps_ = {};
   DWORD block_ = 0;
   WakeDescriptor wake_;
-  int interval_ = 1;      // milliseconds between two looks at the device
-  bool drained_ = true;   // the latest read has taken all that there was
-  bool gone_ = false;     // the device has failed for good: nothing more comes of it
+  int interval_ = 1;     // milliseconds between two looks at the device
+  bool drained_ = true;  // the latest read has taken all that there was
+  bool gone_ = false;    // the device has failed for good: nothing more comes of it
   double rate_ = 0;
   Clock::time_point lastRead_;  // up to then the sound has been handed over
   std::uint64_t lost_ = 0;      // frames of an overrun, by the clock

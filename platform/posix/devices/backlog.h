@@ -11,8 +11,8 @@
 
 namespace platform::detail {
 
-/// A first-in, first-out buffer of a fixed size. Its memory is taken once and its pages are first touched when
-/// they are needed, so that a backlog that stays empty costs nothing.
+/// A first-in, first-out buffer of a fixed size. Its memory is taken once and its pages are first touched
+/// when they are needed, so that a backlog that stays empty costs nothing.
 ///
 /// The room that Tail gives may be filled without the owner's lock; everything else is under it.
 class Backlog {

@@ -13,7 +13,8 @@
 namespace platform::detail {
 namespace {
 
-// How long the worker leaves itself to the source. A Wake ends the wait; this only bounds what a source may do.
+// How long the worker leaves itself to the source. A Wake ends the wait; this only bounds what a source may
+// do.
 constexpr std::chrono::milliseconds kPatience{500};
 
 // The backlog holds so many seconds, but no more than so many bytes.
@@ -140,8 +141,9 @@ void CaptureRing::CountLoss(std::uint64_t behind, std::uint64_t bytes) {
 
 // --- The ring, under its lock -----------------------------------------------------------------------------
 
-/// Bytes from the position on, up to the ring's end or to what the reader has not unlocked. One block less than
-/// the ring at the most, since a position that has come round would tell the reader that there is nothing.
+/// Bytes from the position on, up to the ring's end or to what the reader has not unlocked. One block less
+/// than the ring at the most, since a position that has come round would tell the reader that there is
+/// nothing.
 DWORD CaptureRing::RoomInRing() {
   const DWORD toEnd = Size() - position_;
   if (!looping_ || goesRound_) return toEnd;
@@ -205,12 +207,11 @@ bool CaptureRing::NotificationsUnheard() const {
   });
 }
 
-/// Whether a device that is gone has left something that the reader will come for: what lies up to a notification
-/// point. Of a reader that does not lock, or is not woken by points, only its looks are known.
+/// Whether a device that is gone has left something that the reader will come for: what lies up to a
+/// notification point. Of a reader that does not lock, or is not woken by points, only its looks are known.
 bool CaptureRing::DataWaits() const {
-  const bool wakes = std::any_of(notifications_.begin(), notifications_.end(), [](const Notification& each) {
-    return each.offset != DSBPN_OFFSETSTOP;
-  });
+  const bool wakes = std::any_of(notifications_.begin(), notifications_.end(),
+                                 [](const Notification& each) { return each.offset != DSBPN_OFFSETSTOP; });
   if (!wakes) return backlog_.Held() != 0 || !told_;
   if (goesRound_ || (!locking_ && told_)) return false;
   return std::any_of(notifications_.begin(), notifications_.end(), [this](const Notification& each) {

@@ -21,15 +21,14 @@ namespace platform::detail {
 /// under `lock_`, where it also signals the notifications that it has passed; GetCurrentPosition reads the
 /// position and withdraws them under the same lock.
 ///
-/// A reader that locks and unlocks what it reads is never overrun: the position does not come round to what it
-/// has not unlocked. What is captured meanwhile waits in the backlog, and goes on into the ring as soon as an
-/// Unlock has made room. A backlog that is full loses its oldest sound, one ring's worth at a time, so that
-/// offsets in the ring keep their meaning. A reader that never locks sees a ring that goes round.
-class CaptureRing final : public IDirectSoundCaptureBuffer,
-                          public IDirectSoundNotify,
-                          public ICaptureLosses {
+/// A reader that locks and unlocks what it reads is never overrun: the position does not come round to what
+/// it has not unlocked. What is captured meanwhile waits in the backlog, and goes on into the ring as soon as
+/// an Unlock has made room. A backlog that is full loses its oldest sound, one ring's worth at a time, so
+/// that offsets in the ring keep their meaning. A reader that never locks sees a ring that goes round.
+class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundNotify, public ICaptureLosses {
  public:
-  /// Makes a ring with one reference, and its worker. @p format is consistent PCM and the source's own by now.
+  /// Makes a ring with one reference, and its worker. @p format is consistent PCM and the source's own by
+  /// now.
   static HRESULT Create(std::shared_ptr<OpenDevice> device, const WAVEFORMATEX& format, DWORD bytes,
                         IDirectSoundCaptureBuffer** buffer);
 
@@ -108,7 +107,7 @@ class CaptureRing final : public IDirectSoundCaptureBuffer,
   std::uint64_t passed_ = 0;  // bytes that the position has gone over since Start
 
   const std::size_t backlogLimit_;
-  Backlog backlog_;  // with room for a ring beyond the limit, so that there always is some
+  Backlog backlog_;            // with room for a ring beyond the limit, so that there always is some
   CaptureLosses losses_ = {};  // in bytes
 
   std::thread worker_;

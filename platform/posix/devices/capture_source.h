@@ -29,11 +29,12 @@ class CaptureSource {
   /// @return bytes moved, whole blocks; 0 when nothing came, or when the device is gone
   virtual DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) = 0;
 
-  /// Whether the device has failed for good since the last Start: Read gives nothing any more. On Read's thread.
+  /// Whether the device has failed for good since the last Start: Read gives nothing any more. On Read's
+  /// thread.
   virtual bool Gone() const { return false; }
 
-  /// Frames that the device itself has lost ahead of what Read gives next, by the clock; each is told once. On
-  /// Read's thread.
+  /// Frames that the device itself has lost ahead of what Read gives next, by the clock; each is told once.
+  /// On Read's thread.
   virtual std::uint64_t TakeLost() { return 0; }
 
   /// Ends a wait in Read at once; holds until the next Start: a Read gives what is there by now. Any thread.

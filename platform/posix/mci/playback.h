@@ -18,9 +18,8 @@ namespace platform::detail {
 ///
 /// The thread fills the device's buffer and writes again when half of that has been heard, whatever the
 /// device's steps are. In between it only looks, five times a second, how far the device has come and whether
-/// it is still there. Only the last moment before the end is left to the
-/// device's draining: that tells the end exactly, but with a sound server it is a wait that nothing
-/// interrupts.
+/// it is still there. Only the last moment before the end is left to the device's draining: that tells the
+/// end exactly, but with a sound server it is a wait that nothing interrupts.
 class Playback {
  public:
   /// Starts playing. Throws std::bad_alloc, std::system_error.
