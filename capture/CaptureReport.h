@@ -24,23 +24,20 @@ enum class CaptureEnd : std::uint32_t {
   kStartFailed,   ///< the start-up failed: see deviceResult, and GetState's state for the step
 };
 
-/// The report of a run. Frames count from the run's start, over all its files; a place counts the lost frames
-/// too, so it is a time of the sound. In the file, the last gap lies at lastLossAt - (lostFrames -
-/// lastLossFrames).
+/// The report of a run. Frames count from the run's start, over all its files. A place counts the lost frames
+/// too, so it is a time of the sound; the last gap lies lostFrames - lastLossFrames earlier in the file.
 struct CaptureReport {
   CaptureEnd end;
   std::int32_t deviceResult;  ///< HRESULT of the device's call that failed, or 0
-  std::int32_t
-      fileError;  ///< the system's code for the file's failure, as std::system_category() names it, or 0
-  std::uint32_t overruns;    ///< gaps in the sound
-  std::uint64_t lostFrames;  ///< of all gaps
-  std::uint64_t lastLossAt;  ///< where the last gap begins
+  std::int32_t fileError;     ///< the system's code, as std::system_category() names it, or 0
+  std::uint32_t overruns;     ///< gaps in the sound
+  std::uint64_t lostFrames;   ///< of all gaps
+  std::uint64_t lastLossAt;   ///< where the last gap begins
   std::uint64_t lastLossFrames;
   bool lossIsEstimate;            ///< a length rests on the clock: the device does not count
   std::uint64_t framesDelivered;  ///< handed over by the device
   std::uint64_t framesInFile;     ///< in the files; exact once a file is closed
-  std::uint32_t
-      longestDrainMs;  ///< the longest time that moving sound into the file has taken, in milliseconds
+  std::uint32_t longestDrainMs;   ///< the longest that moving sound into the file has taken
 };
 
 /// @return the report of the present run, or of the last one; all its fields are of one moment. Any thread,

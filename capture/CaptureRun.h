@@ -29,8 +29,8 @@ struct CaptureRun {
   const ThreadDAT* owner;  // the controller's record; null once that has left the run behind
   std::atomic<Phase> phase{Phase::kAlive};
   std::atomic<bool> exitRequested{false};
-  std::atomic<std::uint32_t> answered[kCommandCount] =
-      {};  // commands that have been carried out, or have failed
+  /// Commands of each kind that have been carried out, or have failed.
+  std::atomic<std::uint32_t> answered[kCommandCount] = {};
   CaptureRun* next = nullptr;
 };
 

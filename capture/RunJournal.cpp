@@ -64,6 +64,7 @@ void RunJournal::CaptureStarted(HRESULT result) {
   gapsBefore_ = report_.overruns;
   lostBefore_ = report_.lostFrames;
   toCome_ = 0;
+  capturing_ = result >= 0;
   lastLook_ = Clock::now();
   lastPosition_ = 0;
   report_.deviceResult = result < 0 ? result : 0;
@@ -72,6 +73,7 @@ void RunJournal::CaptureStarted(HRESULT result) {
 }
 
 void RunJournal::CaptureStopped() {
+  capturing_ = false;
   if (GoesOn()) report_.end = cmm::CaptureEnd::kStopped;
   Publish();
 }
@@ -129,7 +131,7 @@ void RunJournal::NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPositio
       report_.lastLossFrames = losses.lastLossFrames;
       report_.lossIsEstimate = report_.lossIsEstimate || losses.estimated;
     }
-  } else {
+  } else if (capturing_) {  // a position that has stopped falls behind the clock
     EstimateLoss(readPosition, ringBytes);
   }
 }

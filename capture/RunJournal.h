@@ -68,14 +68,15 @@ class RunJournal {
   std::uint64_t inFiles_ = 0;    // bytes of the run
   std::uint32_t fileBytes_ = 0;  // of the open file
   std::uint64_t startedAt_ = 0;  // frames of the run ahead of the latest start, lost ones included
-  std::uint32_t gapsBefore_ =
-      0;  // what the buffer's own count does not hold: earlier starts, and what was given up
+  // What the buffer's own count does not hold: earlier starts, and what was given up.
+  std::uint32_t gapsBefore_ = 0;
   std::uint64_t lostBefore_ = 0;
 
   Clock::time_point drainBegan_;
   HRESULT drainResult_ = 0;
   bool foundNothing_ = true;
-  std::uint32_t toCome_ = 0;    // notifications of segments that have been drained already
+  std::uint32_t toCome_ = 0;  // notifications of segments that have been drained already
+  bool capturing_ = false;
   Clock::time_point lastLook_;  // of the present capture, for the estimate
   DWORD lastPosition_ = 0;
   bool givesUp_ = false;

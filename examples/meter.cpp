@@ -25,6 +25,8 @@ const char* StateName(std::uint32_t state) {
       return "ready";
     case kStateNone:
       return "ended";
+    case kStateUnknown:
+      return "stalled";
     default:
       return "starting";
   }
@@ -45,8 +47,8 @@ std::string StatusText(CMMWAVCapture& capture, std::uint32_t state) {
   const auto filled = static_cast<std::size_t>(std::lround(kBarLength * (1.0 - db / kFloorDb)));
   const std::string bar = std::string(filled, '#') + std::string(kBarLength - filled, '.');
   char text[120];
-  std::snprintf(text, sizeof text, "%s  [%s] %5.1f dB  %-9s", time != nullptr ? time : "--:--.--",
-                bar.c_str(), db, StateName(state));
+  std::snprintf(text, sizeof text, "%s  [%s] %5.1f dB  %-9s",
+                time != nullptr && *time != '\0' ? time : "--:--.--", bar.c_str(), db, StateName(state));
   return text;
 }
 

@@ -7,6 +7,9 @@
 
 #include "capture/CMMWAVCapture.h"
 
+/// In place of a state: the thread holds its record for longer than a query waits, as when the disk stalls.
+inline constexpr std::uint32_t kStateUnknown = 0xFFFFFFFF;
+
 /// What the library says of a recording, as text: time, level and state. Always of the same length, but for
 /// times of a hundred minutes and more.
 std::string StatusText(CMMWAVCapture& capture, std::uint32_t state);

@@ -108,7 +108,7 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
   double lastTime = -1;
   auto lastNews = Clock::now();
   for (;;) {
-    std::uint32_t state = kStateCapturing;
+    std::uint32_t state = kStateUnknown;
     capture.GetState(&state, nullptr);
     meter.Show(state);
     if (state == kStateNone) return Ending::kByItself;

@@ -208,6 +208,23 @@ TEST_F(Controller, ALateNotificationDoesNotEndTheRun) {
   EXPECT_EQ(capture.Exit(), -2);
 }
 
+TEST_F(Controller, OfADeviceThatDoesNotCountTheClockTellsLosses) {
+  CreateAndOpen();
+  Record(44100);
+  Sleep(2250);  // two rings go by, as the clock has it
+  device.Deliver(44100);
+  ASSERT_TRUE(Eventually([&] { return capture.GetSamples() == 2 * 44100; }));
+  EXPECT_EQ(capture.StopREC(), 1);
+  Sleep(1600);  // no sound passes that nobody captures
+  EXPECT_EQ(capture.fileClose(), 1);
+  const cmm::CaptureReport report = cmm::GetCaptureReport();
+  EXPECT_EQ(report.overruns, 1u);
+  EXPECT_TRUE(report.lossIsEstimate);
+  EXPECT_EQ(report.lostFrames, 2u * 44100);
+  EXPECT_EQ(report.lastLossAt, 11025u);
+  EXPECT_EQ(capture.Exit(), 1);
+}
+
 TEST_F(Controller, DrainOfNoByteEndsTheRunAndFinishesTheFile) {
   CreateAndOpen();
   Record(44100);

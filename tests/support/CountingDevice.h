@@ -88,76 +88,66 @@ class CountingDevice {
     std::atomic<bool> woken_{false};
   };
 
-  /// The ring's buffer, with the faults.
-  class Buffer final : public IDirectSoundCaptureBuffer {
+  /// An interface of the layer's, passed on.
+  template <class Interface>
+  class Wrapped : public Interface {
    public:
-    Buffer(CountingDevice& owner, IDirectSoundCaptureBuffer* ring) : owner_(owner), ring_(ring) {}
+    Wrapped(CountingDevice& counting, Interface* wrapped) : owner(counting), inner(wrapped) {}
+    virtual ~Wrapped() { inner->Release(); }
     HRESULT __stdcall QueryInterface(REFIID iid, void** object) override {
-      return ring_->QueryInterface(iid, object);
+      return inner->QueryInterface(iid, object);
     }
     ULONG __stdcall AddRef() override { return ++references_; }
     ULONG __stdcall Release() override {
       const ULONG left = --references_;
-      if (left == 0) {
-        ring_->Release();
-        delete this;
-      }
+      if (left == 0) delete this;
       return left;
     }
-    HRESULT __stdcall GetCaps(DSCBCAPS* caps) override { return ring_->GetCaps(caps); }
-    HRESULT __stdcall GetFormat(LPWAVEFORMATEX format, DWORD size, LPDWORD written) override {
-      return ring_->GetFormat(format, size, written);
-    }
-    HRESULT __stdcall GetStatus(LPDWORD status) override { return ring_->GetStatus(status); }
-    HRESULT __stdcall Initialize(IDirectSoundCapture*, LPCDSCBUFFERDESC) override { return E_NOTIMPL; }
-    HRESULT __stdcall GetCurrentPosition(LPDWORD capture, LPDWORD read) override {
-      return owner_.faults.position < 0 ? owner_.faults.position.load()
-                                        : ring_->GetCurrentPosition(capture, read);
-    }
-    HRESULT __stdcall Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD bytes1, LPVOID* part2,
-                           LPDWORD bytes2, DWORD flags) override {
-      std::this_thread::sleep_for(std::chrono::milliseconds(owner_.faults.lockDelayMs.exchange(0)));
-      if (owner_.faults.lock < 0) return owner_.faults.lock;
-      return ring_->Lock(offset, bytes, part1, bytes1, part2, bytes2, flags);
-    }
-    HRESULT __stdcall Start(DWORD flags) override { return ring_->Start(flags); }
-    HRESULT __stdcall Stop() override { return ring_->Stop(); }
-    HRESULT __stdcall Unlock(LPVOID part1, DWORD bytes1, LPVOID part2, DWORD bytes2) override {
-      return ring_->Unlock(part1, bytes1, part2, bytes2);
-    }
+
+   protected:
+    CountingDevice& owner;
+    Interface* const inner;
 
    private:
-    CountingDevice& owner_;
-    IDirectSoundCaptureBuffer* const ring_;
     std::atomic<ULONG> references_{1};
   };
 
-  class Device final : public IDirectSoundCapture {
-   public:
-    Device(CountingDevice& owner, IDirectSoundCapture* device) : owner_(owner), device_(device) {}
-    HRESULT __stdcall QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-    ULONG __stdcall AddRef() override { return ++references_; }
-    ULONG __stdcall Release() override {
-      const ULONG left = --references_;
-      if (left == 0) {
-        device_->Release();
-        delete this;
-      }
-      return left;
+  /// The ring's buffer, with the faults.
+  struct Buffer final : Wrapped<IDirectSoundCaptureBuffer> {
+    using Wrapped::Wrapped;
+    HRESULT __stdcall GetCaps(DSCBCAPS* caps) override { return inner->GetCaps(caps); }
+    HRESULT __stdcall GetFormat(LPWAVEFORMATEX format, DWORD size, LPDWORD written) override {
+      return inner->GetFormat(format, size, written);
     }
+    HRESULT __stdcall GetStatus(LPDWORD status) override { return inner->GetStatus(status); }
+    HRESULT __stdcall Initialize(IDirectSoundCapture*, LPCDSCBUFFERDESC) override { return E_NOTIMPL; }
+    HRESULT __stdcall GetCurrentPosition(LPDWORD capture, LPDWORD read) override {
+      const HRESULT fault = owner.faults.position;
+      return fault < 0 ? fault : inner->GetCurrentPosition(capture, read);
+    }
+    HRESULT __stdcall Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD bytes1, LPVOID* part2,
+                           LPDWORD bytes2, DWORD flags) override {
+      std::this_thread::sleep_for(std::chrono::milliseconds(owner.faults.lockDelayMs.exchange(0)));
+      const HRESULT fault = owner.faults.lock;
+      return fault < 0 ? fault : inner->Lock(offset, bytes, part1, bytes1, part2, bytes2, flags);
+    }
+    HRESULT __stdcall Start(DWORD flags) override { return inner->Start(flags); }
+    HRESULT __stdcall Stop() override { return inner->Stop(); }
+    HRESULT __stdcall Unlock(LPVOID part1, DWORD bytes1, LPVOID part2, DWORD bytes2) override {
+      return inner->Unlock(part1, bytes1, part2, bytes2);
+    }
+  };
+
+  struct Device final : Wrapped<IDirectSoundCapture> {
+    using Wrapped::Wrapped;
     HRESULT __stdcall CreateCaptureBuffer(LPCDSCBUFFERDESC desc, LPDIRECTSOUNDCAPTUREBUFFER* buffer,
                                           LPUNKNOWN outer) override {
-      const HRESULT result = device_->CreateCaptureBuffer(desc, buffer, outer);
-      if (result == DS_OK) *buffer = new Buffer(owner_, *buffer);
+      const HRESULT result = inner->CreateCaptureBuffer(desc, buffer, outer);
+      if (result == DS_OK) *buffer = new Buffer(owner, *buffer);
       return result;
     }
-    HRESULT __stdcall GetCaps(DSCCAPS* caps) override { return device_->GetCaps(caps); }
+    HRESULT __stdcall GetCaps(DSCCAPS* caps) override { return inner->GetCaps(caps); }
     HRESULT __stdcall Initialize(LPCGUID) override { return E_NOTIMPL; }
-
-   private:
-    CountingDevice& owner_;
-    IDirectSoundCapture* const device_;
-    std::atomic<ULONG> references_{1};
   };
 
   static HRESULT Open(void* context, IDirectSoundCapture** device) {
