@@ -102,20 +102,22 @@ bool Carry(CMMWAVCapture& capture, CaptureState wanted, Command command) {
 
 enum class Ending { kWanted, kByItself, kNoData };
 
-// Shows the recording until it is to end or has ended.
+// Shows the recording until it is to end or has ended. A disk that stalls is no silent device: what the device
+// gives waits meanwhile.
 Ending Watch(CMMWAVCapture& capture, double duration) {
   Meter meter(capture);
-  double lastTime = -1;
+  std::uint64_t lastFrames = 0;
   auto lastNews = Clock::now();
   for (;;) {
     std::uint32_t state = kStateUnknown;
     capture.GetState(&state, nullptr);
     meter.Show(state);
     if (state == kStateNone) return Ending::kByItself;
-    const double time = capture.GetPlayTime();
-    if (StopWanted() || (duration > 0 && time >= duration)) return Ending::kWanted;
-    if (time != lastTime) {
-      lastTime = time;
+    const std::uint64_t frames = cmm::GetCaptureReport().framesInFile;
+    const double seconds = static_cast<double>(frames) / capture.GetSampleRate();
+    if (StopWanted() || (duration > 0 && seconds >= duration)) return Ending::kWanted;
+    if (frames != lastFrames || state == kStateUnknown) {
+      lastFrames = frames;
       lastNews = Clock::now();
     } else if (Clock::now() - lastNews > 10s) {
       return Ending::kNoData;
