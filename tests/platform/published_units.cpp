@@ -24,7 +24,8 @@ static_assert(MCI_STOP == 0x808 && MCI_STATUS == 0x814);
 static_assert((MCI_NOTIFY | MCI_OPEN_ELEMENT | MCI_OPEN_TYPE_ID | MCI_OPEN_TYPE | MCI_WAVE_OPEN_BUFFER) ==
               0x13201);
 static_assert(MCI_NOTIFY == 1 && MCI_WAIT == 2 && (MCI_STATUS_ITEM | MCI_WAIT) == 0x102);
-static_assert(MCI_STATUS_MODE == 4 && MCI_MODE_PLAY == 526 && MCI_DEVTYPE_WAVEFORM_AUDIO == 522);
+static_assert(MCI_STATUS_POSITION == 2 && MCI_STATUS_MODE == 4 && MCI_MODE_PLAY == 526);
+static_assert(MCI_DEVTYPE_WAVEFORM_AUDIO == 522);
 static_assert(HasSize<MCI_GENERIC_PARMS>(4, 8) && HasSize<MCI_WAVE_OPEN_PARMSA>(24, 40));
 static_assert(HasSize<MCI_PLAY_PARMS>(12, 16) && HasSize<MCI_STATUS_PARMS>(16, 24));
 
