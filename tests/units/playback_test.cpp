@@ -177,8 +177,13 @@ TEST_F(Playback, ByCommandsTellsItsModeAndGoesOnAfterAStop) {
 // exactly as the listener hears: the room sounds in blocks of 10 ms, and so does what comes to the file.
 TEST_F(Playback, ByCommandsTellsTheEndWhenItIsHeard) {
   const std::string file = Tone("-r 44100 -c 1 -b 16", "1.3");
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+  constexpr double kLatest = 0.2;  // the sanitizers' own time
+#else
+  constexpr double kLatest = 0.02;
+#endif
   double late = 1;  // a machine under load may look late: the best of three counts
-  for (int attempt = 0; attempt < 3 && late > 0.02; ++attempt) {
+  for (int attempt = 0; attempt < 3 && late > kLatest; ++attempt) {
     MCIDEVICEID id = 0;
     ASSERT_EQ(Open(file, &id), 0u);
     const std::size_t before = Heard().size();
@@ -194,7 +199,7 @@ TEST_F(Playback, ByCommandsTellsTheEndWhenItIsHeard) {
     EXPECT_GT(late, -0.15) << "nor before it, but for the listener's own delay";
     EXPECT_EQ(Send(id, MCI_CLOSE), 0u);
   }
-  EXPECT_LE(late, 0.02);
+  EXPECT_LE(late, kLatest);
 }
 
 // With so much of the sound still in the file, and with all of it in the device.
