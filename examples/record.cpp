@@ -100,6 +100,8 @@ bool Carry(CMMWAVCapture& capture, CaptureState wanted, Command command) {
   return false;
 }
 
+constexpr DWORD kLastLooks = 50;  // milliseconds
+
 enum class Ending { kWanted, kByItself, kNoData };
 
 // Shows the recording until it is to end or has ended. A disk that stalls is no silent device: what the device
@@ -122,7 +124,9 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
     } else if (Clock::now() - lastNews > 10s) {
       return Ending::kNoData;
     }
-    Sleep(meter.Interval());
+    // Close to the end more often, so that no further segment comes in between.
+    const bool almost = duration > 0 && duration - seconds < 0.5;
+    Sleep(almost ? kLastLooks : meter.Interval());
   }
 }
 

@@ -15,8 +15,9 @@ namespace {
 
 // What the worker may oversleep: as much as the device has, so that a process that is stopped loses little.
 constexpr unsigned kBufferMicroseconds = 10'000'000;
-// What a sound server hands over at a time; the last of it is lost at a stop.
-constexpr unsigned kPeriodMicroseconds = 125'000;
+// What a sound server hands over at a time: a recorder's segment. The part of one that a stop leaves with the
+// server would be no whole segment either.
+constexpr unsigned kPeriodMicroseconds = 250'000;
 // How often the device is asked: as often as a recorder's segments come. Being woken for each period instead
 // costs a sound server's client twice the time.
 constexpr int kLongestInterval = 250;  // milliseconds
