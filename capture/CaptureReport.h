@@ -18,7 +18,7 @@ enum class CaptureEnd : std::uint32_t {
   kStopped,       ///< it goes on, and StopREC has stopped the capture
   kExit,          ///< Exit, a destructor or the end of the process has ended it
   kFileLimit,     ///< the file can hold no more: 4 GiB
-  kFileFailed,    ///< the file took nothing more, or could not be finished: see fileError
+  kFileFailed,    ///< the file took nothing more: see fileError
   kDeviceLost,    ///< the device is gone: see deviceResult
   kDeviceFailed,  ///< the device failed, or signalled without a segment: see deviceResult
   kStartFailed,   ///< the start-up failed: see deviceResult, and GetState's state for the step
@@ -29,7 +29,8 @@ enum class CaptureEnd : std::uint32_t {
 struct CaptureReport {
   CaptureEnd end;
   std::int32_t deviceResult;  ///< HRESULT of the device's call that failed, or 0
-  std::int32_t fileError;     ///< the system's code, as std::system_category() names it, or 0
+  std::int32_t fileError;     ///< the system's code for a file that could not be opened, written or
+                              ///< finished, as std::system_category() names it, or 0
   std::uint32_t overruns;     ///< gaps in the sound
   std::uint64_t lostFrames;   ///< of all gaps
   std::uint64_t lastLossAt;   ///< where the last gap begins

@@ -63,7 +63,6 @@ void RunJournal::CaptureStarted(HRESULT result) {
   startedAt_ = delivered_ / block_ + report_.lostFrames;
   gapsBefore_ = report_.overruns;
   lostBefore_ = report_.lostFrames;
-  toCome_ = 0;
   capturing_ = result >= 0;
   lastLook_ = Clock::now();
   lastPosition_ = 0;

@@ -151,7 +151,7 @@ DWORD AlsaSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patience)
   if (frames == -EPIPE || frames == -ESTRPIPE) {  // overrun or suspended: what was lost is lost
     gone_ = !RestartAfterOverrun();
   } else {
-    gone_ = frames != 0 && frames != -EAGAIN;
+    gone_ = frames != 0 && frames != -EAGAIN && frames != -EINTR;
   }
   return 0;
 }
