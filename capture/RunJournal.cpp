@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "capture/Published.h"
 
@@ -64,7 +65,7 @@ void RunJournal::CaptureStarted(HRESULT result) {
   gapsBefore_ = report_.overruns;
   lostBefore_ = report_.lostFrames;
   capturing_ = result >= 0;
-  lastLook_ = Clock::now();
+  lastLook_ = {};
   lastPosition_ = 0;
   report_.deviceResult = result < 0 ? result : 0;
   if (GoesOn()) report_.end = cmm::CaptureEnd::kRunning;
@@ -136,16 +137,17 @@ void RunJournal::NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPositio
 }
 
 /// Such a buffer goes on whether it is read or not: so many rings as the clock has gone on and the position
-/// has not, went by unseen.
+/// has not, went by unseen. How long a device takes to begin is unknown, so the first look is the beginning.
 void RunJournal::EstimateLoss(DWORD readPosition, std::uint32_t ringBytes) {
   const auto now = Clock::now();
   const std::chrono::duration<double> away = now - lastLook_;
   const DWORD moved = readPosition >= lastPosition_ ? readPosition - lastPosition_
                                                     : readPosition + (ringBytes - lastPosition_);
-  const double rings = std::round((away.count() * bytesPerSecond_ - moved) / ringBytes);
-  lastLook_ = now;
+  constexpr double kJitter = 0.25;  // of a ring, by which the two may disagree
+  const double rings = std::floor((away.count() * bytesPerSecond_ - moved) / ringBytes + kJitter);
+  const bool isFirst = std::exchange(lastLook_, now) == Clock::time_point();
   lastPosition_ = readPosition;
-  if (!(rings >= 1.0)) return;
+  if (isFirst || rings < 1.0) return;
   CountLoss(static_cast<std::uint64_t>(rings) * ringBytes / block_);
   report_.lossIsEstimate = true;
 }

@@ -77,7 +77,7 @@ class RunJournal {
   bool foundNothing_ = true;
   std::uint32_t toCome_ = 0;  // notifications of segments that have been drained already
   bool capturing_ = false;
-  Clock::time_point lastLook_;  // of the present capture, for the estimate
+  Clock::time_point lastLook_;  // of the present capture, for the estimate; zero ahead of the first
   DWORD lastPosition_ = 0;
   bool givesUp_ = false;
 };
