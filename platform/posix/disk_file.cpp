@@ -84,6 +84,7 @@ int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTablePla
     return -1;
   }
   if (Settle(file, use, create, place)) return file;
+  SetLastError(EBUSY);  // in the way: another use of the file, or that it has no positions
   place.reset();
   close(file);
   return -1;

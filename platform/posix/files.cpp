@@ -10,6 +10,7 @@
 
 #include "platform/posix/codepage.h"
 #include "platform/posix/disk_file.h"
+#include "platform/posix/errors.h"
 #include "platform/posix/handles.h"
 
 namespace platform::detail {
@@ -52,6 +53,7 @@ bool MoveAll(Turn turn, DWORD bytes, DWORD& moved) {
   for (moved = 0; moved < bytes;) {
     const ssize_t now = turn(moved, bytes - moved);
     if (now < 0 && errno == EINTR) continue;
+    if (now < 0) SetLastError(static_cast<DWORD>(errno));
     if (now <= 0) return now == 0;
     moved += static_cast<DWORD>(now);
   }

@@ -66,6 +66,24 @@ TEST(Files, NeverTakeThePlaceOfAStandardOne) {
   EXPECT_EQ(status, 0) << "ended with " << WEXITSTATUS(status);
 }
 
+TEST(Files, TellTheSystemsCodeOfAFailure) {
+  const TempFolder folder;
+  const std::string missing = folder.File("no/file"), name = folder.File("a");
+  SetLastError(0);
+  EXPECT_EQ(Create(missing), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ENOENT));
+  const HANDLE file = Create(name);  // shares nothing
+  EXPECT_EQ(mmioOpenA(const_cast<char*>(name.c_str()), nullptr, MMIO_ALLOCBUF | MMIO_READ), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(EBUSY));
+  SetLastError(0);
+  test::HookSystemCalls([](const char* call, int) { return std::strcmp(call, "write") == 0 ? ENOSPC : 0; });
+  DWORD moved = 0;
+  EXPECT_EQ(WriteFile(file, "sound", 5, &moved, nullptr), FALSE);
+  test::HookSystemCalls(nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ENOSPC));
+  EXPECT_EQ(CloseHandle(file), TRUE);
+}
+
 TEST(Files, TellOfACloseThatFailed) {
   const TempFolder folder;
   const HANDLE file = Create(folder.File("a"));
