@@ -139,10 +139,8 @@ std::int32_t CMMCapture::StopREC() {
   if (captureBuffer == nullptr) return 0;
   const HRESULT result = captureBuffer->Stop();
   Say(result == 0 ? capture::kCaptureStopped : capture::kCaptureNotStopped);
-  if (result == 0) {
-    capture::RunJournal::Get().CaptureStopped();
-    return 1;
-  }
+  capture::RunJournal::Get().CaptureStopped(result);
+  if (result == 0) return 1;
   return result == 1 ? 0 : result;
 }
 

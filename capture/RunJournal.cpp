@@ -72,9 +72,12 @@ void RunJournal::CaptureStarted(HRESULT result) {
   Publish();
 }
 
-void RunJournal::CaptureStopped() {
-  capturing_ = false;
-  if (GoesOn()) report_.end = cmm::CaptureEnd::kStopped;
+void RunJournal::CaptureStopped(HRESULT result) {
+  if (result < 0) report_.deviceResult = result;
+  if (result == 0) {
+    capturing_ = false;
+    if (GoesOn()) report_.end = cmm::CaptureEnd::kStopped;
+  }
   Publish();
 }
 

@@ -22,7 +22,7 @@ class RunJournal {
   void EndRun(cmm::CaptureEnd why, HRESULT deviceResult = 0);
 
   void CaptureStarted(HRESULT result);
-  void CaptureStopped();
+  void CaptureStopped(HRESULT result);
 
   void FileOpened();
   void FileFailed(DWORD error);

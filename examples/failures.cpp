@@ -80,10 +80,13 @@ std::string EndText(const cmm::CaptureReport& report, const std::string& file) {
       return file + " has reached 4 GiB, the most that a WAV file can hold";
     case CaptureEnd::kDeviceLost:
       return "the capture device is gone: it was pulled out, or the sound server has ended";
-    case CaptureEnd::kDeviceFailed:
-      return report.deviceResult != 0 ? FailureText("the capture device", report.deviceResult)
-                                      : "the capture device has signalled sound and given none";
-    default:
+    case CaptureEnd::kFileFailed:
       return FileFailureText(report.fileError, file);
+    default:
+      break;
   }
+  if (report.deviceResult != 0) return FailureText("the capture device", report.deviceResult);
+  if (report.fileError != 0) return FileFailureText(report.fileError, file);
+  return report.end == CaptureEnd::kDeviceFailed ? "the capture device has signalled sound and given none"
+                                                 : "the capture device or the disk does not answer";
 }

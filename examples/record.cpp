@@ -132,7 +132,7 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
 
 [[noreturn]] void FailUnfinished(const std::string& time, const std::string& file) {
   const cmm::CaptureReport report = cmm::GetCaptureReport();
-  throw Failure("the recording ended by itself at " + time + ": " + EndText(report, file) + ".\n" +
+  throw Failure("the recording ended at " + time + ": " + EndText(report, file) + ".\n" +
                 (report.framesInFile > 0 ? "  What was recorded until then is in the file."
                                          : "  The file holds no sound."));
 }

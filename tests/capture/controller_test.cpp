@@ -131,6 +131,7 @@ TEST_F(Controller, FailedActionsShowAsTimeOutAndLeaveTheirResult) {
   EXPECT_EQ(capture.StopREC(), -2);
   EXPECT_EQ(StateOf(capture), kStateCapturing);
   EXPECT_EQ(StatusOf(capture).code, device.faults.stop);
+  EXPECT_EQ(cmm::GetCaptureReport().deviceResult, device.faults.stop);
   EXPECT_EQ(StatusAsOf(capture).code, 77);  // a result without a code
   device.faults.stop = S_OK;
   EXPECT_EQ(capture.StopREC(), 1);

@@ -164,7 +164,7 @@ TEST_F(Record, TellsThatTheDiskIsFull) {
     setrlimit(RLIMIT_FSIZE, &limit);
   });
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_THAT(outcome.err, AllOf(HasSubstr("ended by itself"), HasSubstr("largest size")));
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("the recording ended at"), HasSubstr("largest size")));
   EXPECT_THAT(RunProgram({CMM_INFO, file_}).out,
               HasSubstr("size      150000 bytes declared, 150000 on disk"));
   EXPECT_GT(Soxi("-s", file_), 30'000);
