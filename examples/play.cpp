@@ -17,6 +17,8 @@
 
 namespace {
 
+constexpr DWORD_PTR kOpenFlags = MCI_OPEN_TYPE | MCI_OPEN_TYPE_ID | MCI_OPEN_ELEMENT | MCI_WAVE_OPEN_BUFFER;
+constexpr DWORD kBufferSeconds = 4;
 constexpr DWORD kLook = 100;            // milliseconds
 constexpr double kAlmostTheEnd = 0.25;  // seconds: what a position may be behind the sound
 
@@ -45,7 +47,8 @@ class Player {
     MCI_WAVE_OPEN_PARMSA open{};
     open.lpstrDeviceType = reinterpret_cast<LPCSTR>(DWORD_PTR{MCI_DEVTYPE_WAVEFORM_AUDIO});
     open.lpstrElementName = file.c_str();
-    isOpen_ = Send(MCI_OPEN, MCI_OPEN_TYPE | MCI_OPEN_TYPE_ID | MCI_OPEN_ELEMENT, &open) == 0;
+    open.dwBufferSeconds = kBufferSeconds;
+    isOpen_ = Send(MCI_OPEN, kOpenFlags, &open) == 0;
     device_ = open.wDeviceID;
     MCI_PLAY_PARMS play{};
     if (isOpen_ && Send(MCI_PLAY, MCI_NOTIFY, &play) == 0) return;
