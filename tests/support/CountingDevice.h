@@ -77,7 +77,8 @@ class CountingDevice {
    private:
     std::uint64_t Due() const {
       const std::uint64_t recorded = cmm::GetCaptureReport().framesDelivered - before_;
-      if (owner_.unhurried) return recorded + 2 * rate_;
+      // By the clock until the reader has locked for the first time: before that a ring waits for nobody.
+      if (owner_.unhurried && recorded > 0) return recorded + 2 * rate_;
       const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin_;
       return static_cast<std::uint64_t>(time.count() * static_cast<double>(rate_));
     }
