@@ -7,11 +7,12 @@
 /// - A notification is signalled once the byte at its offset lies before the read position, and
 ///   GetCurrentPosition withdraws, in one step with reading the position, every notification that this
 ///   position covers. A reader that drains up to the position is so never woken for what it has taken.
-/// - A reader that locks and unlocks what it reads is never overrun. What it has not unlocked stays, and the
-///   position does not come round to it from behind; later sound waits in a backlog (60 seconds or 64 MiB,
-///   whichever is less) until an Unlock has made room. A backlog that is full loses its oldest sound, a
-///   ring's worth at a time, and counts it: the buffer has the interface of platform/capture_losses.h. To a
-///   reader that never locks the buffer is a ring that goes round.
+/// - A reader that locks and unlocks what it reads is never overrun, from its first Lock on, and before that
+///   as long as a notification waits for it unheard. What it has not unlocked stays, and the position does
+///   not come round to it from behind; later sound waits in a backlog (60 seconds or 64 MiB, whichever is
+///   less) until an Unlock has made room. A backlog that is full loses its oldest sound, a ring's worth at a
+///   time, and counts it: the buffer has the interface of platform/capture_losses.h. To a reader that never
+///   locks the buffer is a ring that goes round.
 /// - Stop keeps the position and what waits, so that a late drain can follow; Start begins at offset 0.
 /// - When the device is gone, the notifications are signalled. GetCurrentPosition goes on working until the
 ///   last whole piece up to a notification point has been unlocked, and gives DSERR_NODRIVER from then on,

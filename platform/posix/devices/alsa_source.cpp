@@ -18,8 +18,8 @@ constexpr unsigned kBufferMicroseconds = 10'000'000;
 // What a sound server hands over at a time: a recorder's segment. The part of one that a stop leaves with the
 // server would be no whole segment either.
 constexpr unsigned kPeriodMicroseconds = 250'000;
-// How often the device is asked: as often as a recorder's segments come. Being woken for each period instead
-// costs a sound server's client twice the time.
+// How often the device is asked: as often as a recorder's segments come. Waiting for a sound server's descriptor
+// instead wakes the worker five times as often.
 constexpr int kLongestInterval = 250;  // milliseconds
 constexpr int kLooksABuffer = 4;       // at the least
 
