@@ -12,7 +12,7 @@
 
 namespace {
 
-const WAVEFORMATEX kFormat = Pcm(44100, 2, 16);
+const WAVEFORMATEX kFormat = Format(44100, 2, 16);
 
 /// One segment of a quarter second: delivered untimed, then drained.
 void Drain(benchmark::State& state) {

@@ -6,26 +6,14 @@
 #include <cstddef>
 #include <iterator>
 
+#include "capture/Limits.h"
 #include "capture/Messages.h"
 #include "capture/RunJournal.h"
 
 namespace {
 
-constexpr std::uint32_t kSmallestSegment = 1024;  // bytes
-
-void Say(const capture::Message& message) {
-  OutputDebugStringA(message.bytes);
-}
-
-template <class Interface>
-void ReleaseAndClear(Interface*& object) {
+void Release(IUnknown* object) {
   if (object != nullptr) object->Release();
-  object = nullptr;
-}
-
-void CloseAndClear(HANDLE& handle) {
-  if (handle != nullptr) CloseHandle(handle);
-  handle = nullptr;
 }
 
 std::uint32_t CommandsOf(const ThreadDAT& dat) {
@@ -34,7 +22,7 @@ std::uint32_t CommandsOf(const ThreadDAT& dat) {
 
 }  // namespace
 
-CMMCapture::CMMCapture() : ownerEvent(nullptr), maxLevel(0) {
+CMMCapture::CMMCapture() {
   ClsDat();
 }
 CMMCapture::CMMCapture(const CMMCapture& other) = default;
@@ -54,6 +42,7 @@ std::int32_t CMMCapture::Init(ThreadDAT* dat) {
 
   std::int32_t result = CoInitialize(nullptr);
   if (result != 0) return result;
+  if (!owners.Begin()) return E_OUTOFMEMORY;
 
   dat->state = kStateDevice;
   result = DirectSoundCaptureCreate(dat->deviceGuid, &captureDevice, nullptr);
@@ -92,11 +81,12 @@ std::int32_t CMMCapture::InitEvents(ThreadDAT* dat) {
     replyEvents[i] = dat->replyEvents[i];
   }
 
-  const std::uint32_t bytesPerSecond = dat->format.nAvgBytesPerSec;
+  const auto ringSize =
+      static_cast<std::uint32_t>(std::uint64_t{dat->format.nAvgBytesPerSec} * capture::kRingTime / 1000);
   const std::uint32_t size =
-      std::max(bytesPerSecond / std::max<std::uint32_t>(dat->segmentCount, 1), kSmallestSegment);
+      std::max(ringSize / std::max<std::uint32_t>(dat->segmentCount, 1), capture::kSmallestSegment);
   // Only the record's count changes: the ring and its notification points go by the engine's own.
-  if (size == kSmallestSegment) dat->segmentCount = bytesPerSecond >> 10;
+  if (size == capture::kSmallestSegment) dat->segmentCount = ringSize / capture::kSmallestSegment;
   const std::uint32_t block = std::max<std::uint32_t>(dat->format.nBlockAlign, 1);
   segmentSize = size - size % block;
   return 1;
@@ -105,7 +95,7 @@ std::int32_t CMMCapture::InitEvents(ThreadDAT* dat) {
 std::int32_t CMMCapture::InitBuffer(ThreadDAT* dat) {
   if (captureDevice == nullptr) return DSERR_UNINITIALIZED;
   DSCBUFFERDESC desc{};
-  // Up to the format and no further, whatever later versions of the record hold behind it: 20 bytes where
+  // Up to the format and no further, whatever later versions of the record hold after it: 20 bytes where
   // pointers have four.
   desc.dwSize = offsetof(DSCBUFFERDESC, lpwfxFormat) + sizeof(desc.lpwfxFormat);
   desc.dwBufferBytes = segmentCount * segmentSize;
@@ -127,7 +117,7 @@ std::int32_t CMMCapture::InitNotifications(ThreadDAT*) {
 }
 
 std::int32_t CMMCapture::StartREC() {
-  if (captureBuffer == nullptr) return 0;
+  if (captureBuffer == nullptr || !owners.IsOpen()) return 0;
   const HRESULT result = captureBuffer->Start(DSCBSTART_LOOPING);
   Say(result == 0 ? capture::kCaptureStarted : capture::kCaptureNotStarted);
   readOffset = 0;
@@ -136,7 +126,7 @@ std::int32_t CMMCapture::StartREC() {
 }
 
 std::int32_t CMMCapture::StopREC() {
-  if (captureBuffer == nullptr) return 0;
+  if (captureBuffer == nullptr || !owners.IsOpen()) return 0;
   const HRESULT result = captureBuffer->Stop();
   Say(result == 0 ? capture::kCaptureStopped : capture::kCaptureNotStopped);
   capture::RunJournal::Get().CaptureStopped(result);
@@ -175,19 +165,13 @@ std::int32_t CMMCapture::fClose() {
 }
 
 std::int32_t CMMCapture::Free(std::uint32_t) {
-  // A copy has the same interfaces, uncounted. If it has given them back, the notification event is closed
-  // too.
-  if (waitHandles[0] != nullptr && !::ResetEvent(waitHandles[0])) {
-    captureBuffer = nullptr;
-    notify = nullptr;
-    captureDevice = nullptr;
-  }
-  ReleaseAndClear(captureBuffer);
-  ReleaseAndClear(notify);
-  ReleaseAndClear(captureDevice);
-  for (std::uint32_t i = 0; i < notifyEventCount + commandCount; ++i) {
-    CloseAndClear(waitHandles[i]);
-    if (i < commandCount) CloseAndClear(replyEvents[i]);
+  if (owners.IsOpen()) {  // otherwise a copy has given it all back
+    Release(captureBuffer);
+    Release(notify);
+    Release(captureDevice);
+    for (const HANDLE event : waitHandles) CloseHandle(event);
+    for (const HANDLE event : replyEvents) CloseHandle(event);
+    owners.End();
   }
   CoUninitialize();
   ClsDat();

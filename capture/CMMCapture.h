@@ -4,6 +4,7 @@
 
 #include "capture/ThreadDAT.h"
 #include "platform/export.h"
+#include "platform/owners.h"
 #include "platform/platform.h"
 #include "wavfile/CMMWav.h"
 
@@ -15,8 +16,8 @@
 class CMM_API CMMCapture {
  public:
   CMMCapture();
-  CMMCapture(const CMMCapture& other);             ///< shares every handle and interface; counts none
-  CMMCapture& operator=(const CMMCapture& other);  ///< shares every handle and interface; counts none
+  CMMCapture(const CMMCapture& other);             ///< shares every handle and interface
+  CMMCapture& operator=(const CMMCapture& other);  ///< shares every handle and interface
   /// Closes a file still open. Releases no device and closes no event: that is Free's.
   virtual ~CMMCapture();
 
@@ -33,7 +34,7 @@ class CMM_API CMMCapture {
 
   /// Starts capture at the ring's beginning. @return 1, also when the device refused; 0 without a ring
   std::int32_t StartREC();
-  /// Stops capture. What lies behind the last whole segment is not drained.
+  /// Stops capture. What comes after the last whole segment is not drained.
   /// @return 1; 0 without a ring or when the platform gave 1; another failure as its value
   std::int32_t StopREC();
 
@@ -41,9 +42,9 @@ class CMM_API CMMCapture {
   /// @return 0 the notification, 1 + index a command, 6 input, 258 time-out
   std::uint32_t MsgWait(std::uint32_t milliseconds);
 
-  /// Moves the whole segments that are ready into the file. @return bytes that the file took
+  /// A drain: moves the whole segments that are ready into the file. @return bytes that the file took
   std::int32_t Write();
-  /// The drain behind Write. Allocates nothing.
+  /// The same drain with the platform's result. Allocates nothing.
   /// @param total the bytes that the file took are added to it
   /// @return 0 moved; 1 nothing to do; negative: the platform's failure, nothing moved
   std::int32_t RecordData(std::uint32_t* total);
@@ -79,14 +80,15 @@ class CMM_API CMMCapture {
   std::uint32_t segmentSize;       // bytes, whole blocks
   std::uint32_t segmentCount;      // segments of the ring
   std::uint32_t readOffset;        // next byte of the ring to move to the file
-  std::uint32_t notifyEventCount;  // notification events at the head of waitHandles
-  std::uint32_t commandCount;      // command events behind them
+  std::uint32_t notifyEventCount;  // notification events, the first of waitHandles
+  std::uint32_t commandCount;      // command events after them
   DSBPOSITIONNOTIFY positions[5];  // one for each segment
   HANDLE waitHandles[7];           // the notification, then the commands
   HANDLE replyEvents[6];
-  HANDLE ownerEvent;  // of this run; null until InitEvents
+  HANDLE ownerEvent = nullptr;  // of this run; null until InitEvents
   CMMWav wav;
   std::uint32_t bitsPerSample;
   std::uint32_t channels;
-  std::int32_t maxLevel;
+  std::int32_t maxLevel = 0;
+  cmm::Owners owners;  // of device, ring and events
 };

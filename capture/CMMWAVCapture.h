@@ -1,10 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "capture/ThreadDAT.h"
 #include "platform/export.h"
 #include "platform/platform.h"
+
+namespace capture {
+struct CaptureRun;
+}
 
 /// Records from a sound capture device into WAV files, on a thread of the library's own.
 ///
@@ -48,8 +53,8 @@ class CMM_API CMMWAVCapture {
   /// Ends a run of this object first, as the destructor would.
   CMMWAVCapture& operator=(const CMMWAVCapture& other);
   /// Ends the run as Exit does, and waits until the thread has ended. A thread that hangs longer than the
-  /// table says is left behind: it keeps what it still touches, finishes the file when it goes on, and clears
-  /// up itself. Until then no capture can be created.
+  /// table says keeps what it still touches, finishes the file when it goes on, and clears up itself. Until
+  /// then no capture can be created.
   virtual ~CMMWAVCapture();
 
   /// Starts the capture thread, which opens the device; GetState tells how far it has come (3 is ready).
@@ -80,7 +85,7 @@ class CMM_API CMMWAVCapture {
   /// @param path directory, null or empty for none; copied
   std::int32_t fileOpen(const char* name, const char* path);
   /// Finishes the file (state 2), and releases the names whatever the result. A file that could not be
-  /// finished, as on a full disk, gives -2 and leaves state 2 with no file behind it: only Exit makes sense
+  /// finished, as on a full disk, gives -2 and leaves state 2 without an open file: only Exit makes sense
   /// then.
   std::int32_t fileClose();
   /// Clears the record. @return 1; 0 while there is a thread
@@ -118,7 +123,9 @@ class CMM_API CMMWAVCapture {
  private:
   std::int32_t WaitMutex(std::uint32_t wantedState, std::uint32_t commandIndex);
 
-  char timeText[10];
-  ThreadDAT threadDat;
-  HANDLE threadHandle;
+  char timeText[10] = {};
+  ThreadDAT threadDat = {};
+  HANDLE threadHandle = nullptr;
+  std::shared_ptr<capture::CaptureRun> run;  // of this object; a copy has none
+  std::shared_ptr<char[]> names;             // the characters of the record's names; copies share them
 };

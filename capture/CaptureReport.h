@@ -24,8 +24,8 @@ enum class CaptureEnd : std::uint32_t {
   kStartFailed,   ///< the start-up failed: see deviceResult, and GetState's state for the step
 };
 
-/// The report of a run. Frames count from the run's start, over all its files. A place counts the lost frames
-/// too, so it is a time of the sound; the last gap lies lostFrames - lastLossFrames earlier in the file.
+/// The report of a run. Frames count from the run's start, over all its files. A position counts the lost
+/// frames too, so it is a time of the sound; the last gap is lostFrames - lastLossFrames earlier in the file.
 struct CaptureReport {
   CaptureEnd end;
   std::int32_t deviceResult;  ///< HRESULT of the device's call that failed, or 0
@@ -33,7 +33,7 @@ struct CaptureReport {
                               ///< finished, as std::system_category() names it, or 0
   std::uint32_t overruns;     ///< gaps in the sound
   std::uint64_t lostFrames;   ///< of all gaps
-  std::uint64_t lastLossAt;   ///< where the last gap begins
+  std::uint64_t lastLossAt;   ///< position where the last gap begins
   std::uint64_t lastLossFrames;
   bool lossIsEstimate;            ///< a length rests on the clock: the device does not count
   std::uint64_t framesDelivered;  ///< handed over by the device

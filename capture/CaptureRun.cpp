@@ -2,65 +2,75 @@
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
 #include <new>
+#include <utility>
 
 #include "capture/Limits.h"
 #include "capture/RecordLock.h"
-#include "capture/SharedText.h"
 
 namespace capture {
 namespace {
 
-/// Guards the list of runs, for a few instructions at a time.
-class ListLock {
- public:
-  ListLock() {
-    while (flag_.test_and_set(std::memory_order_acquire)) Sleep(0);
-  }
-  ~ListLock() { flag_.clear(std::memory_order_release); }
-  ListLock(const ListLock&) = delete;
-  ListLock& operator=(const ListLock&) = delete;
-
- private:
-  static constinit inline std::atomic_flag flag_ = ATOMIC_FLAG_INIT;
-};
-
-constinit CaptureRun* runs = nullptr;
-
-/// The first run in the list for which @p test holds. Under the lock.
-template <class Test>
-CaptureRun** Seek(Test test) {
-  CaptureRun** link = &runs;
-  while (*link != nullptr && !test(**link)) link = &(*link)->next;
-  return link;
-}
-
-template <class Test>
-CaptureRun* SeekLocked(Test test) {
-  ListLock lock;
-  return *Seek(test);
-}
-
-/// Out of the list. Under the lock.
-std::unique_ptr<CaptureRun> TakeOut(CaptureRun** link) {
-  std::unique_ptr<CaptureRun> run(*link);
-  if (run != nullptr) *link = run->next;
-  return run;
-}
-
-bool IsAlive(const CaptureRun& run) {
-  return !run.Gone();
-}
+/// The record that the one capture thread works on; null while there is none. It is compared and never
+/// followed, but by its own thread.
+constinit std::atomic<const ThreadDAT*> boundThreadDat{nullptr};
 
 }  // namespace
 
-CaptureRun::~CaptureRun() {
-  DropText(record.fileName);
-  DropText(record.pathName);
+CaptureRun::CaptureRun(const WAVEFORMATEX& captureFormat, const GUID* guid) : ThreadDAT{} {
+  deviceGuid = guid;
+  segmentCount = kRingSegments;
+  commandCount = kCommandCount;
+  ownerEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  mutex = CreateMutexA(nullptr, FALSE, nullptr);
+  format = captureFormat;
 }
 
-void Follow(ThreadDAT& shown, const ThreadDAT& record) noexcept {
+CaptureRun::~CaptureRun() {
+  CloseHandle(ownerEvent);
+  CloseHandle(mutex);
+}
+
+std::shared_ptr<CaptureRun> CaptureRun::Begin(const WAVEFORMATEX& captureFormat, const GUID* guid) noexcept
+    try {
+  if (IsAnyRunAlive()) return nullptr;
+  auto run = std::make_shared<CaptureRun>(captureFormat, guid);
+  const ThreadDAT* none = nullptr;
+  if (!boundThreadDat.compare_exchange_strong(none, run.get(), std::memory_order_acq_rel)) return nullptr;
+  run->threadsPart_ = run;
+  return run;
+} catch (const std::bad_alloc&) {
+  return nullptr;
+}
+
+std::shared_ptr<CaptureRun> CaptureRun::OfThread(ThreadDAT* threadDat) noexcept {
+  if (boundThreadDat.load(std::memory_order_acquire) != threadDat) return nullptr;
+  return std::move(static_cast<CaptureRun*>(threadDat)->threadsPart_);
+}
+
+void CaptureRun::End() noexcept {
+  threadsPart_.reset();  // of a thread that could not be started
+  boundThreadDat.store(nullptr, std::memory_order_release);
+}
+
+bool CaptureRun::HasEnded() const noexcept {
+  return boundThreadDat.load(std::memory_order_acquire) != this;
+}
+
+void CaptureRun::RequestExit(DWORD milliseconds) noexcept {
+  exitRequested.store(true, std::memory_order_release);
+  const RecordLock lock(mutex, milliseconds);
+  if (lock.TimedOut()) return;
+  // The events live in these states and no others, and they cannot go while the record is held.
+  const bool eventsLive = state == kStateCapturing || state == kStateFileOpen || state == kStateReady;
+  if (eventsLive) SetEvent(commandEvents[kCommandExit]);
+}
+
+bool IsAnyRunAlive() noexcept {
+  return boundThreadDat.load(std::memory_order_acquire) != nullptr;
+}
+
+void Refresh(ThreadDAT& shown, const ThreadDAT& record) noexcept {
   shown.threadCount = record.threadCount;
   shown.state = record.state;
   shown.recordedBytes = record.recordedBytes;
@@ -69,76 +79,6 @@ void Follow(ThreadDAT& shown, const ThreadDAT& record) noexcept {
   std::copy(std::begin(record.replyEvents), std::end(record.replyEvents), shown.replyEvents);
   shown.result = record.result;
   shown.maxLevel = record.maxLevel;
-}
-
-CaptureRun* BeginRun(const ThreadDAT* owner) noexcept {
-  std::unique_ptr<CaptureRun> run(new (std::nothrow) CaptureRun(owner));
-  if (run == nullptr) return nullptr;
-  while (true) {
-    {
-      ListLock lock;
-      const CaptureRun* living = *Seek(IsAlive);
-      if (living == nullptr) {
-        run->next = runs;
-        return runs = run.release();
-      }
-      if (living->phase.load(std::memory_order_acquire) == CaptureRun::Phase::kAlive) return nullptr;
-    }
-    // The host has seen state 0, and the thread has a last signal to give: no reason to refuse.
-    Sleep(1);
-  }
-}
-
-CaptureRun* FindRun(const ThreadDAT* owner) noexcept {
-  return SeekLocked([owner](const CaptureRun& run) { return run.owner == owner; });
-}
-
-CaptureRun* FindRunOfThread(const ThreadDAT* record) noexcept {
-  return SeekLocked([record](const CaptureRun& run) { return &run.record == record; });
-}
-
-void EndRun(const ThreadDAT* owner) noexcept {
-  std::unique_ptr<CaptureRun> ended;
-  const ListLock lock;
-  ended = TakeOut(Seek([owner](const CaptureRun& run) { return run.owner == owner; }));
-}
-
-bool IsAnyRunAlive(bool ask) noexcept {
-  const ListLock lock;
-  CaptureRun* const living = *Seek(IsAlive);
-  if (living != nullptr && ask) living->exitRequested.store(true, std::memory_order_release);
-  return living != nullptr;
-}
-
-void MarkGone(CaptureRun& run) noexcept {
-  std::unique_ptr<CaptureRun> left;
-  {
-    const ListLock lock;
-    if (run.owner == nullptr)
-      left = TakeOut(Seek([&run](const CaptureRun& other) { return &other == &run; }));
-    run.phase.store(CaptureRun::Phase::kGone, std::memory_order_release);
-  }
-  if (left == nullptr) return;
-  CloseHandle(left->record.ownerEvent);
-  CloseHandle(left->record.mutex);
-}
-
-bool LeaveBehind(CaptureRun& run) noexcept {
-  const ListLock lock;
-  if (run.Gone()) return false;
-  run.owner = nullptr;
-  return true;
-}
-
-void RequestExit(CaptureRun& run, DWORD milliseconds) noexcept {
-  run.exitRequested.store(true, std::memory_order_release);
-  ThreadDAT& record = run.record;
-  const RecordLock lock(record.mutex, milliseconds);
-  if (lock.TimedOut()) return;
-  // The events live in these states and no others, and they cannot go while the record is held.
-  const bool eventsLive =
-      record.state == kStateCapturing || record.state == kStateFileOpen || record.state == kStateReady;
-  if (eventsLive) SetEvent(record.commandEvents[kCommandExit]);
 }
 
 }  // namespace capture

@@ -1,65 +1,54 @@
 #pragma once
-// What the process knows of the runs of the capture thread. A run goes from Create to the end of Exit. It
-// belongs to the controller that began it, and a copy of that controller has no run. At most one run has a
-// living thread.
+// A run of the capture thread, from Create to the end of Exit: what its controller and its thread share.
 
 #include <atomic>
+#include <memory>
 
 #include "capture/ThreadDAT.h"
 
 namespace capture {
 
-struct CaptureRun {
-  enum class Phase {
-    kAlive,
-    kEnding,  // the thread has let go of the record but for the mutex and the owner event
-    kGone,    // the thread touches nothing of the run any more
-  };
+/// The record that the thread works on, guarded by its mutex, and what else the two sides need. Controller
+/// and thread both own the run, and the last of them closes its handles: a controller that is destroyed while
+/// the thread hangs in a device or a disk takes nothing from it. The controller's own record follows this one.
+struct CaptureRun : ThreadDAT {
+  /// Opens a run with mutex and owner event, which are null when memory is short.
+  /// @return null at once while the thread of another run lives, or when memory is short
+  static std::shared_ptr<CaptureRun> Begin(const WAVEFORMATEX& captureFormat, const GUID* guid) noexcept;
+  /// @return the run whose thread has been given @p threadDat, for that thread to own; null for any other
+  static std::shared_ptr<CaptureRun> OfThread(ThreadDAT* threadDat) noexcept;
 
-  explicit CaptureRun(const ThreadDAT* dat) : owner(dat) {}
+  CaptureRun(const WAVEFORMATEX& captureFormat, const GUID* guid);
   CaptureRun(const CaptureRun&) = delete;
   CaptureRun& operator=(const CaptureRun&) = delete;
-  /// Gives up the run's part in the names.
   ~CaptureRun();
-  bool Gone() const { return phase.load(std::memory_order_acquire) == Phase::kGone; }
 
-  /// The record that the thread works on, guarded by its mutex; the controller's own follows it. It is here
-  /// so that it outlives a controller that is destroyed while the thread hangs in a device or a disk.
-  ThreadDAT record{};
-  const ThreadDAT* owner;  // the controller's record; null once that has left the run behind
-  std::atomic<Phase> phase{Phase::kAlive};
+  /// The thread's last act, but for letting go of mutex and run. Under the mutex, after the last state has
+  /// been stored: who has seen that state can begin another run.
+  void End() noexcept;
+  /// Once it has ended, the record changes no more.
+  bool HasEnded() const noexcept;
+
+  /// Asks the thread to end, however far it has come: by the command event where the events exist, and by a
+  /// flag that the thread looks at before each wait, for where they do not exist yet or the record cannot be
+  /// had in time.
+  void RequestExit(DWORD milliseconds) noexcept;
+
   std::atomic<bool> exitRequested{false};
   /// Commands of each kind that have been carried out, or have failed.
   std::atomic<std::uint32_t> answered[kCommandCount] = {};
-  CaptureRun* next = nullptr;
+  /// The characters of fileName and pathName. The controller has a part in the same block.
+  std::shared_ptr<char[]> names;
+
+ private:
+  std::shared_ptr<CaptureRun> threadsPart_;  // until the thread has taken it
 };
 
-/// Brings a controller's record up to date with what the thread has written. With the mutex held, or without
-/// a thread.
-void Follow(ThreadDAT& shown, const ThreadDAT& record) noexcept;
+/// Whether the thread of any run lives.
+bool IsAnyRunAlive() noexcept;
 
-/// Opens a run for the controller's record. Null at once while the thread of another run lives, or when
-/// memory is short.
-CaptureRun* BeginRun(const ThreadDAT* owner) noexcept;
-/// @return the run of a controller's record; null when there is none
-CaptureRun* FindRun(const ThreadDAT* owner) noexcept;
-/// @return the run whose thread works on @p record; null when there is none
-CaptureRun* FindRunOfThread(const ThreadDAT* record) noexcept;
-/// Forgets the run of a controller's record; its thread must be gone, or never have started.
-void EndRun(const ThreadDAT* owner) noexcept;
-/// Whether there is a run whose thread lives. It is asked to end if @p ask.
-bool IsAnyRunAlive(bool ask) noexcept;
-
-/// The thread's last act: nothing of the run is touched any more. A run that was left behind is cleared up.
-void MarkGone(CaptureRun& run) noexcept;
-/// Leaves a run whose thread does not answer to that thread, with all that it touches: handles, names,
-/// record.
-/// @return false when the thread is gone after all: the run is the caller's still
-bool LeaveBehind(CaptureRun& run) noexcept;
-
-/// Asks the thread of @p run to end, however far it has come: by the command event where the events exist,
-/// and by a flag that the thread looks at before each wait, for where they do not exist yet or the record
-/// cannot be had in time.
-void RequestExit(CaptureRun& run, DWORD milliseconds) noexcept;
+/// Brings a controller's record up to date with what the thread has written. With the mutex held, or at the
+/// run's end.
+void Refresh(ThreadDAT& shown, const ThreadDAT& record) noexcept;
 
 }  // namespace capture

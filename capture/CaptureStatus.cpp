@@ -11,9 +11,7 @@
 
 namespace {
 
-using capture::RecordLock;
-
-constexpr std::uint32_t kMinutesShown = 999;
+using capture::kMinutesShown;
 
 struct ResultCode {
   std::uint32_t result;
@@ -35,19 +33,18 @@ constexpr ResultCode kResultCodes[] = {
     {0x8878000A, -14},  // DSERR_ALLOCATED
 };
 
-/// Holds a controller's record, brought up to date, for one query.
+/// Holds the run's record for one query, and brings the controller's own up to date. Without a run there is
+/// nothing to hold.
 class RecordView {
  public:
-  explicit RecordView(ThreadDAT& dat) : lock_(dat.mutex, capture::kRecordWait), run_(capture::FindRun(&dat)) {
-    if (run_ != nullptr && !TimedOut()) capture::Follow(dat, run_->record);
+  RecordView(const capture::CaptureRun* run, ThreadDAT& shown)
+      : lock_(run != nullptr ? run->mutex : nullptr, capture::kRecordWait) {
+    if (run != nullptr && !TimedOut()) capture::Refresh(shown, *run);
   }
   bool TimedOut() const { return lock_.TimedOut(); }
-  /// The run behind the record; null when there is none.
-  capture::CaptureRun* Run() const { return run_; }
 
  private:
-  const RecordLock lock_;
-  capture::CaptureRun* const run_;
+  const capture::RecordLock lock_;
 };
 
 double Seconds(std::uint32_t bytes, std::uint32_t bytesPerSecond) {
@@ -75,15 +72,15 @@ const GUID* CMMWAVCapture::GetDirverID() {
 }
 
 std::uint32_t CMMWAVCapture::GetSamples() {
-  const RecordView view(threadDat);
+  const RecordView view(run.get(), threadDat);
   return view.TimedOut() ? 0 : threadDat.recordedBytes;
 }
 
 std::int32_t CMMWAVCapture::SetSamples(std::uint32_t value) {
-  const RecordView view(threadDat);
+  const RecordView view(run.get(), threadDat);
   if (view.TimedOut()) return 0;
   threadDat.recordedBytes = value;
-  if (view.Run() != nullptr) view.Run()->record.recordedBytes = value;
+  if (run != nullptr) run->recordedBytes = value;
   return 1;
 }
 
@@ -106,7 +103,7 @@ std::uint32_t CMMWAVCapture::GetSampleToByte(std::uint32_t frames) {
 double CMMWAVCapture::GetPlayTime() {
   const std::uint32_t bytesPerSecond = threadDat.format.nAvgBytesPerSec;
   if (bytesPerSecond == 0) return 0.0;
-  const RecordView view(threadDat);
+  const RecordView view(run.get(), threadDat);
   return view.TimedOut() ? 0.0 : Seconds(threadDat.recordedBytes, bytesPerSecond);
 }
 
@@ -136,7 +133,7 @@ std::int32_t CMMWAVCapture::GetFileInfo(WAVEFORMATEX* out) {
 }
 
 std::int32_t CMMWAVCapture::GetState(std::uint32_t* stateOut, std::int32_t* resultOut) {
-  const RecordView view(threadDat);
+  const RecordView view(run.get(), threadDat);
   if (view.TimedOut()) return WAIT_TIMEOUT;
   if (resultOut != nullptr) *resultOut = threadDat.result;
   // A run whose thread has not taken its first step yet has no state.
@@ -157,7 +154,7 @@ std::int32_t CMMWAVCapture::GetStateAs(std::uint32_t* stateOut, std::int32_t* co
 char* CMMWAVCapture::GetTimeString(std::int32_t* level) {
   const std::uint32_t bytesPerSecond = threadDat.format.nAvgBytesPerSec;
   if (bytesPerSecond == 0) return nullptr;
-  const RecordView view(threadDat);
+  const RecordView view(run.get(), threadDat);
   // Without a run there is no level; the record may still hold that of the last one.
   const bool running = threadDat.mutex != nullptr && !view.TimedOut();
   if (level != nullptr) *level = running ? threadDat.maxLevel : 0;

@@ -1,10 +1,10 @@
 // The one thread of the library: it waits for the ring's notification and for commands, and turns each into
-// calls of the engine. How it and the controller keep out of each other's way is told in
-// docs/architecture.md.
+// calls of the engine. Why it and the controller do not get in each other's way is in docs/architecture.md.
 
 #include "capture/CaptureThread.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
@@ -19,13 +19,9 @@
 namespace {
 
 using capture::CaptureRun;
+using capture::Deadline;
+using capture::RecordLock;
 using capture::RunJournal;
-
-constexpr DWORD kTurn = 100;                // milliseconds of one wait
-constexpr std::uint32_t kDrainsInARow = 4;  // a ring of segments at the least
-
-/// The record of the present run; it changes only while no thread lives.
-constinit ThreadDAT* boundThreadDat = nullptr;
 
 /// The engine outlives the threads: each run takes it through Init and Free. Built by the first one, in
 /// storage that starts zero, so that loading the library constructs nothing.
@@ -35,12 +31,15 @@ CMMCapture& BuiltEngine() {
   return *std::launder(reinterpret_cast<CMMCapture*>(engineStorage));
 }
 
-/// At process exit or unload. Where the system has not ended the thread by then, a host that left without
-/// Exit has it still at work: it is asked to end, which finishes its file, and an engine in use is left
-/// alone.
+/// The process ends, or unloads the library: no run is to go on.
+constinit std::atomic<bool> processEnds{false};
+
+/// Where the system has not ended the thread by then, a host that left without Exit has it still at work. It
+/// is asked to end, which finishes its file; an engine that is still in use then is left alone.
 void destroyEngine() {
-  const capture::Deadline deadline(capture::kExitWait);
-  for (bool ask = true; capture::IsAnyRunAlive(ask); ask = false) {
+  processEnds.store(true, std::memory_order_release);
+  const Deadline deadline(capture::kExitWait);
+  while (capture::IsAnyRunAlive()) {
     if (deadline.Over()) return;
     Sleep(1);
   }
@@ -54,35 +53,29 @@ CMMCapture& Engine() {
 
 // --- Drains -----------------------------------------------------------------------------------------------
 
+/// One drain, and what the record tells of it.
 /// @return bytes that the file took
-std::uint32_t MoveSegments(CMMCapture& engine, ThreadDAT& dat) {
+std::uint32_t Drain(CMMCapture& engine, ThreadDAT& dat) {
   const auto bytes = static_cast<std::uint32_t>(engine.Write());
   dat.recordedBytes += bytes;
   dat.maxLevel = engine.GetMaxLevel();
   return bytes;
 }
 
-/// @return whether the run goes on
-bool Drain(CMMCapture& engine, ThreadDAT& dat) {
-  const capture::RecordLock lock(dat.mutex, INFINITE);
-  const bool moved = MoveSegments(engine, dat) != 0;
-  return RunJournal::Get().EndDrain(moved);
-}
-
 /// After a stop: what still waits in whole segments goes into the file, as far as the time allows.
-void SaveRest(CMMCapture& engine, ThreadDAT& dat, DWORD milliseconds) {
-  const capture::Deadline deadline(milliseconds);
-  while (!deadline.Over() && MoveSegments(engine, dat) != 0) RunJournal::Get().EndDrain(true);
+void DrainRest(CMMCapture& engine, ThreadDAT& dat, DWORD milliseconds) {
+  const Deadline deadline(milliseconds);
+  while (!deadline.Over() && Drain(engine, dat) != 0) RunJournal::Get().EndDrain(true);
 }
 
-/// Ahead of the file's end: what the time was not enough for is taken out of the ring and counted, so that no
+/// Before the file's end: what the time was not enough for is taken out of the ring and counted, so that no
 /// notification of it comes when there is no file any more.
-void GiveUpRest(CMMCapture& engine) {
+void DiscardRest(CMMCapture& engine) {
   RunJournal& journal = RunJournal::Get();
   std::uint32_t bytes = 0;
-  journal.BeginGivingUp();
+  journal.BeginDiscard();
   while (engine.RecordData(&bytes) == 0) continue;
-  journal.EndGivingUp(bytes);
+  journal.EndDiscard(bytes);
 }
 
 // --- The file's end ---------------------------------------------------------------------------------------
@@ -95,7 +88,7 @@ std::uint32_t BytesInFile(const ThreadDAT& dat) {
   return static_cast<std::uint32_t>(std::llround(file.GetPlayTime() * format.nAvgBytesPerSec));
 }
 
-/// Finishes the file. A count of bytes that are not in it is put right.
+/// Finishes the file. Bytes that are not in it are taken off the count.
 std::int32_t CloseFile(CMMCapture& engine, ThreadDAT& dat) {
   RunJournal& journal = RunJournal::Get();
   const bool hadFile = dat.state == kStateCapturing || dat.state == kStateFileOpen;
@@ -110,14 +103,14 @@ std::int32_t CloseFile(CMMCapture& engine, ThreadDAT& dat) {
 
 std::int32_t Stop(CMMCapture& engine, ThreadDAT& dat) {
   const std::int32_t result = engine.StopREC();
-  if (result == 1) SaveRest(engine, dat, capture::kStopSaves);
+  if (result == 1) DrainRest(engine, dat, capture::kStopSaves);
   return result;
 }
 
 std::int32_t Close(CMMCapture& engine, ThreadDAT& dat) {
   engine.StopREC();
-  SaveRest(engine, dat, capture::kStopSaves);
-  GiveUpRest(engine);
+  DrainRest(engine, dat, capture::kStopSaves);
+  DiscardRest(engine);
   return CloseFile(engine, dat);
 }
 
@@ -135,12 +128,11 @@ constexpr Command kCommands[kCommandCount] = {
     {Close, kStateReady},
 };
 
-void Serve(CMMCapture& engine, CaptureRun& run, std::uint32_t index) {
-  ThreadDAT& dat = run.record;
-  const capture::RecordLock lock(dat.mutex, INFINITE);
-  dat.result = kCommands[index].act(engine, dat);
-  if (dat.result == 1) {
-    dat.state = kCommands[index].nextState;
+void ServeCommand(CMMCapture& engine, CaptureRun& run, std::uint32_t index) {
+  const RecordLock lock(run.mutex, INFINITE);
+  run.result = kCommands[index].act(engine, run);
+  if (run.result == 1) {
+    run.state = kCommands[index].nextState;
     engine.SetRevEvent(index);
   }
   // Under the mutex still: who got the reply cannot have sent the next command before this reset.
@@ -157,88 +149,81 @@ std::uint32_t WaitingCommand(const ThreadDAT& dat) {
 
 // --- The run ----------------------------------------------------------------------------------------------
 
-/// @return 1 when the run has come up; otherwise everything is given back
-std::int32_t StartUp(CMMCapture& engine, CaptureRun& run) {
-  ThreadDAT& dat = run.record;
-  const std::int32_t result = engine.Init(&dat);
-  dat.result = result;
-  if (result == 1) {
-    dat.state = kStateReady;
-  } else {
-    RunJournal::Get().EndRun(cmm::CaptureEnd::kStartFailed, result);
-    engine.Free(0);
-    --dat.threadCount;
-  }
-  engine.OwnerCall();
-  // Behind the call: Create, which need not wait any longer, finds the signal where there is one.
-  if (result != 1) run.phase.store(CaptureRun::Phase::kEnding, std::memory_order_release);
-  return result;
+/// @return whether the run goes on
+bool ServeNotification(CMMCapture& engine, CaptureRun& run) {
+  const RecordLock lock(run.mutex, INFINITE);
+  const bool moved = Drain(engine, run) != 0;
+  return RunJournal::Get().EndDrain(moved);
 }
 
 /// Waits and serves until the run is to end.
 /// @return whether it was asked to; otherwise it has ended by itself
 bool Loop(CMMCapture& engine, CaptureRun& run) {
-  std::uint32_t drains = 0;  // one right behind the other
-  while (!run.exitRequested.load(std::memory_order_acquire)) {
-    // The notification goes ahead of the commands. But when the disk is slower than the sound there always is
+  std::uint32_t drains = 0;  // one after the other, with nothing in between
+  while (!run.exitRequested.load(std::memory_order_acquire) && !processEnds.load(std::memory_order_acquire)) {
+    // The notification goes before the commands. But when the disk is slower than the sound there always is
     // one, and it must not shut them out.
-    const std::uint32_t waiting = drains < kDrainsInARow ? kCommandCount : WaitingCommand(run.record);
-    const std::uint32_t woken = waiting < kCommandCount ? 1 + waiting : engine.MsgWait(kTurn);
+    const std::uint32_t waiting = drains < capture::kDrainsInARow ? kCommandCount : WaitingCommand(run);
+    const std::uint32_t woken = waiting < kCommandCount ? 1 + waiting : engine.MsgWait(capture::kTurn);
     drains = woken == 0 ? drains + 1 : 0;
     if (woken > kCommandCount) continue;  // time-out, or input: nothing to do
     if (woken == 0) {
-      if (!Drain(engine, run.record)) return false;
+      if (!ServeNotification(engine, run)) return false;
     } else if (woken - 1 == kCommandExit) {
       return true;
     } else {
-      Serve(engine, run, woken - 1);
+      ServeCommand(engine, run, woken - 1);
     }
   }
   return true;
 }
 
-void ShutDown(CMMCapture& engine, CaptureRun& run, bool asked) {
-  ThreadDAT& dat = run.record;
-  {
-    const capture::RecordLock lock(dat.mutex, INFINITE);
-    engine.StopREC();
-    if (asked && dat.state != kStateReady) {
-      SaveRest(engine, dat, capture::kExitSaves);
-      GiveUpRest(engine);
-    }
-    RunJournal::Get().EndRun(cmm::CaptureEnd::kExit);
-    dat.result = CloseFile(engine, dat);
-    engine.Free(0);
-    --dat.threadCount;
-    dat.state = kStateNone;
-    run.phase.store(CaptureRun::Phase::kEnding, std::memory_order_release);
-  }
+/// Gives the device back and lets the controller know. Under the mutex; the record has its last state.
+void EndRun(CMMCapture& engine, CaptureRun& run) {
+  engine.Free(0);
+  --run.threadCount;
   engine.OwnerCall();
+  // After the call: Create, which waits no longer for a run that has ended, finds the signal if there is one.
+  run.End();
 }
 
-void Run(CaptureRun& run) {
-  ThreadDAT& dat = run.record;
-  {
-    const capture::RecordLock lock(dat.mutex, INFINITE);
-    if (++dat.threadCount != 1) {
-      --dat.threadCount;
-      return;
-    }
-    if (StartUp(Engine(), run) != 1) return;
+/// @return whether the run has come up; otherwise it has ended
+bool StartUp(CMMCapture& engine, CaptureRun& run) {
+  const RecordLock lock(run.mutex, INFINITE);
+  ++run.threadCount;
+  run.result = engine.Init(&run);
+  if (run.result != 1) {
+    RunJournal::Get().EndRun(cmm::CaptureEnd::kStartFailed, run.result);
+    EndRun(engine, run);
+    return false;
   }
-  CMMCapture& engine = Engine();
-  const bool asked = Loop(engine, run);
-  ShutDown(engine, run, asked);
+  run.state = kStateReady;
+  engine.OwnerCall();
+  return true;
+}
+
+void ShutDown(CMMCapture& engine, CaptureRun& run, bool asked) {
+  const RecordLock lock(run.mutex, INFINITE);
+  engine.StopREC();
+  if (asked && run.state != kStateReady) {
+    DrainRest(engine, run, capture::kExitSaves);
+    DiscardRest(engine);
+  }
+  RunJournal::Get().EndRun(cmm::CaptureEnd::kExit);
+  run.result = CloseFile(engine, run);
+  run.state = kStateNone;
+  EndRun(engine, run);
 }
 
 }  // namespace
 
 unsigned __stdcall CaptureThread(void* threadDat) {
-  if (CaptureRun* run = capture::FindRunOfThread(static_cast<ThreadDAT*>(threadDat))) {
-    boundThreadDat = &run->record;
-    Run(*run);
-    // From here on the record, the handles and the run itself may go.
-    capture::MarkGone(*run);
+  if (const auto run = CaptureRun::OfThread(static_cast<ThreadDAT*>(threadDat))) {
+    CMMCapture& engine = Engine();
+    if (StartUp(engine, *run)) {
+      const bool asked = Loop(engine, *run);
+      ShutDown(engine, *run, asked);
+    }
   }
   _endthreadex(0);
 }

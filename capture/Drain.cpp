@@ -1,4 +1,6 @@
-// The engine's drain: whole segments from the ring into the file, and the level of what was moved.
+// A drain: the whole segments that are ready in the ring go into the file, and the first part of them gives
+// the level. Its published names are Write, which gives the bytes, and RecordData, which gives the platform's
+// result.
 
 #include <algorithm>
 #include <cstdio>
@@ -8,6 +10,8 @@
 #include "capture/RunJournal.h"
 
 namespace {
+
+using capture::RunJournal;
 
 void SayDrain(std::uint32_t bytes, std::uint32_t offset) {
   char text[200];
@@ -23,10 +27,24 @@ std::int32_t Highest(const Sample* data, std::uint32_t count) {
   return level;
 }
 
-/// Writes a part of the ring, or gives it up.
-/// @return bytes that the file took, or that were given up
-std::uint32_t Save(capture::RunJournal& journal, CMMWav& wav, const void* data, DWORD bytes) {
-  if (journal.GivesUp()) return bytes;
+/// The device's read position. A notification that comes after the wait is for data that this drain takes
+/// too: a position that is taken later withdraws it.
+/// @param notifications that the drain answers
+HRESULT LookAtPosition(IDirectSoundCaptureBuffer& ring, HANDLE notification, DWORD* readPosition,
+                       std::uint32_t* notifications) {
+  HRESULT result = DS_OK;
+  do {
+    ++*notifications;
+    DWORD capturePosition = 0;
+    result = ring.GetCurrentPosition(&capturePosition, readPosition);
+  } while (result >= 0 && WaitForSingleObject(notification, 0) == WAIT_OBJECT_0);
+  return result;
+}
+
+/// Writes a part of the ring, or discards it.
+/// @return bytes that the file took, or that were discarded
+std::uint32_t Save(RunJournal& journal, CMMWav& wav, const void* data, DWORD bytes) {
+  if (journal.Discards()) return bytes;
   std::uint32_t written = 0;  // a refused write leaves the count alone
   SetLastError(0);
   wav.Write(bytes, data, &written);
@@ -43,23 +61,17 @@ std::int32_t CMMCapture::Write() {
 }
 
 std::int32_t CMMCapture::RecordData(std::uint32_t* total) {
-  capture::RunJournal& journal = capture::RunJournal::Get();
+  RunJournal& journal = RunJournal::Get();
   journal.BeginDrain();
-  if (captureBuffer == nullptr || segmentSize == 0) return 1;
+  if (captureBuffer == nullptr || !owners.IsOpen() || segmentSize == 0) return 1;
 
-  DWORD capturePosition = 0;
   DWORD readPosition = 0;
   std::uint32_t notifications = 0;
-  // A notification that came since the wait is for data that this drain takes too: it is withdrawn by a
-  // position behind it.
-  do {
-    ++notifications;
-    const HRESULT result = captureBuffer->GetCurrentPosition(&capturePosition, &readPosition);
-    if (result < 0) {
-      journal.DeviceFailed(result);
-      return result;
-    }
-  } while (waitHandles[0] != nullptr && WaitForSingleObject(waitHandles[0], 0) == WAIT_OBJECT_0);
+  HRESULT result = LookAtPosition(*captureBuffer, waitHandles[0], &readPosition, &notifications);
+  if (result < 0) {
+    journal.DeviceFailed(result);
+    return result;
+  }
 
   const std::uint32_t ringSize = segmentCount * segmentSize;
   journal.NoteLosses(captureBuffer, readPosition, ringSize);
@@ -69,20 +81,21 @@ std::int32_t CMMCapture::RecordData(std::uint32_t* total) {
   journal.Found(bytes / segmentSize, notifications, segmentCount);
   if (bytes == 0) return 1;
 
-  if (!journal.GivesUp()) SayDrain(bytes, readOffset);
+  if (!journal.Discards()) SayDrain(bytes, readOffset);
   void* parts[2] = {};
   DWORD lengths[2] = {};
-  const HRESULT result =
-      captureBuffer->Lock(readOffset, bytes, &parts[0], &lengths[0], &parts[1], &lengths[1], 0);
+  result = captureBuffer->Lock(readOffset, bytes, &parts[0], &lengths[0], &parts[1], &lengths[1], 0);
   if (result < 0) {
     journal.DeviceFailed(result);
     return result;
   }
-  for (int i = 0; i < 2 && (i == 0 || parts[i] != nullptr); ++i) {
+  for (int i = 0; i < 2 && parts[i] != nullptr; ++i) {
     const std::uint32_t written = Save(journal, wav, parts[i], lengths[i]);
     *total += written;
-    if (i == 0 && bitsPerSample == 16) GetMax16(static_cast<const std::int16_t*>(parts[i]), written);
-    if (i == 0 && bitsPerSample != 16) GetMax8(static_cast<const std::uint8_t*>(parts[i]), written);
+    if (i == 0) {
+      bitsPerSample == 16 ? GetMax16(static_cast<const std::int16_t*>(parts[i]), written)
+                          : GetMax8(static_cast<const std::uint8_t*>(parts[i]), written);
+    }
     captureBuffer->Unlock(parts[i], lengths[i], nullptr, 0);
     // By what was locked, whatever the file took: the ring goes on.
     readOffset = (readOffset + lengths[i]) % ringSize;

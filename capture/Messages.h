@@ -2,12 +2,18 @@
 // The debug messages of capture: the bytes in code page 932, as they go out, and beside them the text that
 // they spell. The bytes are escaped, so that the source reads the same in every editor and compiler.
 
+#include "platform/platform.h"
+
 namespace capture {
 
 struct Message {
   const char* bytes;    // code page 932
   const char8_t* text;  // the same in UTF-8, for the reader and for the test that compares the two
 };
+
+inline void Say(const Message& message) {
+  OutputDebugStringA(message.bytes);
+}
 
 // clang-format off
 inline constexpr Message kDeviceFailed{

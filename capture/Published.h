@@ -1,5 +1,5 @@
 #pragma once
-// A record that one thread writes and any thread reads.
+// A value that one thread writes and any thread reads.
 
 #include <array>
 #include <atomic>
@@ -14,7 +14,7 @@ namespace capture {
 /// time.
 ///
 /// The count is odd during a change. Each word is stored with release and loaded with acquire order: who has
-/// seen a word of a change sees its odd count, or a later one, in the look behind.
+/// seen a word of a change sees its odd count, or a later one, when it compares.
 template <class T>
 class Published {
   static_assert(std::is_trivially_copyable_v<T>);

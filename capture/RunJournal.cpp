@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "capture/Limits.h"
 #include "capture/Published.h"
 
 namespace capture {
@@ -134,7 +135,7 @@ void RunJournal::NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPositio
       report_.lastLossFrames = losses.lastLossFrames;
       report_.lossIsEstimate = report_.lossIsEstimate || losses.estimated;
     }
-  } else if (capturing_) {  // a position that has stopped falls behind the clock
+  } else if (capturing_) {  // the position of a stopped capture stays while the clock goes on
     EstimateLoss(readPosition, ringBytes);
   }
 }
@@ -146,8 +147,7 @@ void RunJournal::EstimateLoss(DWORD readPosition, std::uint32_t ringBytes) {
   const std::chrono::duration<double> away = now - lastLook_;
   const DWORD moved = readPosition >= lastPosition_ ? readPosition - lastPosition_
                                                     : readPosition + (ringBytes - lastPosition_);
-  constexpr double kJitter = 0.25;  // of a ring, by which the two may disagree
-  const double rings = std::floor((away.count() * bytesPerSecond_ - moved) / ringBytes + kJitter);
+  const double rings = std::floor((away.count() * bytesPerSecond_ - moved) / ringBytes + kClockTolerance);
   const bool isFirst = std::exchange(lastLook_, now) == Clock::time_point();
   lastPosition_ = readPosition;
   if (isFirst || rings < 1.0) return;
@@ -155,7 +155,7 @@ void RunJournal::EstimateLoss(DWORD readPosition, std::uint32_t ringBytes) {
   report_.lossIsEstimate = true;
 }
 
-/// A gap ahead of what is drained next.
+/// A gap before what is drained next.
 void RunJournal::CountLoss(std::uint64_t frames) {
   report_.lastLossAt = delivered_ / block_ + report_.lostFrames;
   report_.lastLossFrames = frames;
@@ -191,8 +191,8 @@ bool RunJournal::EndDrain(bool moved) {
   return false;
 }
 
-void RunJournal::EndGivingUp(std::uint32_t bytes) {
-  givesUp_ = false;
+void RunJournal::EndDiscard(std::uint32_t bytes) {
+  discards_ = false;
   if (bytes != 0) CountLoss(bytes / block_);
   Publish();
 }

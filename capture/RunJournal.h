@@ -35,7 +35,7 @@ class RunJournal {
   // A drain, step by step.
   void BeginDrain();
   void DeviceFailed(HRESULT result) { drainResult_ = result; }
-  /// @param segments whole ones that lie ready, in a ring of @p ringSegments
+  /// @param segments that are ready, in a ring of @p ringSegments
   /// @param notifications that this drain answers
   void Found(std::uint32_t segments, std::uint32_t notifications, std::uint32_t ringSegments);
   void Moved(std::uint32_t delivered, std::uint32_t written, DWORD fileError);
@@ -45,11 +45,11 @@ class RunJournal {
   /// @return whether the run goes on
   bool EndDrain(bool moved);
 
-  /// What a drain takes out of the ring is not written: the file is about to be closed.
-  bool GivesUp() const { return givesUp_; }
-  void BeginGivingUp() { givesUp_ = true; }
-  /// @param bytes that drains have taken out meanwhile; they count as lost
-  void EndGivingUp(std::uint32_t bytes);
+  /// Whether drains discard what they take out of the ring: the file is about to be closed.
+  bool Discards() const { return discards_; }
+  void BeginDiscard() { discards_ = true; }
+  /// @param bytes that drains have discarded; they count as lost
+  void EndDiscard(std::uint32_t bytes);
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -67,8 +67,8 @@ class RunJournal {
   std::uint64_t delivered_ = 0;  // bytes of the run
   std::uint64_t inFiles_ = 0;    // bytes of the run
   std::uint32_t fileBytes_ = 0;  // of the open file
-  std::uint64_t startedAt_ = 0;  // frames of the run ahead of the latest start, lost ones included
-  // What the buffer's own count does not hold: earlier starts, and what was given up.
+  std::uint64_t startedAt_ = 0;  // frames of the run before the latest start, lost ones included
+  // What the buffer's own count does not hold: earlier starts, and what was discarded.
   std::uint32_t gapsBefore_ = 0;
   std::uint64_t lostBefore_ = 0;
 
@@ -77,9 +77,9 @@ class RunJournal {
   bool foundNothing_ = true;
   std::uint32_t toCome_ = 0;  // notifications of segments that have been drained already
   bool capturing_ = false;
-  Clock::time_point lastLook_;  // of the present capture, for the estimate; zero ahead of the first
+  Clock::time_point lastLook_;  // of the present capture, for the estimate; zero before the first
   DWORD lastPosition_ = 0;
-  bool givesUp_ = false;
+  bool discards_ = false;
 };
 
 }  // namespace capture

@@ -6,7 +6,7 @@ macro(cmm_find_cli11)
     find_package(CLI11 QUIET)
     if(NOT CLI11_FOUND)
       message(FATAL_ERROR "The example programs need CLI11 (Debian: libcli11-dev). Install it, or leave them out "
-                          "with -DCMM_BUILD_EXAMPLES=OFF.")
+                          "with -DCMM_BUILD_TOOLS=OFF.")
     endif()
   elseif(NOT TARGET CLI11::CLI11)
     find_path(CMM_CLI11_FOLDER CLI/CLI.hpp NO_CMAKE_FIND_ROOT_PATH PATHS /usr/include REQUIRED)

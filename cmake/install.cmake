@@ -16,7 +16,7 @@ set(CMM_INSTALLED_HEADERS
   units/MMWavUnit.h
   units/MCIWavUnit.h
   units/PathHelpers.h
-  platform/platform.h platform/export.h platform/capture_losses.h)
+  platform/platform.h platform/export.h platform/owners.h platform/capture_losses.h)
 if(NOT WIN32)
   list(APPEND CMM_INSTALLED_HEADERS
     platform/posix/find.h

@@ -1,6 +1,7 @@
 # What is built beside the library.
 option(CMM_BUILD_TESTS "Build the tests (needs GoogleTest)" OFF)
-option(CMM_BUILD_EXAMPLES "Build the example programs (need CLI11)" OFF)
+option(CMM_BUILD_TOOLS "Build the programs cmm-... (need CLI11)" OFF)
+option(CMM_BUILD_EXAMPLES "Build the short example programs" OFF)
 option(CMM_BUILD_BENCH "Build the benchmarks (need Google Benchmark)" OFF)
 option(CMM_BUILD_FUZZ "Build the libFuzzer targets (need clang)" OFF)
 option(CMM_WERROR "Treat warnings as errors" OFF)

@@ -1,87 +1,28 @@
-#include "examples/meter.h"
-
-#include <algorithm>
-#include <chrono>
-#include <cmath>
+// Records for three seconds, shows time and level four times a second, and tells what became of the recording.
 #include <cstdio>
 
+#include "capture/CMMWAVCapture.h"
 #include "capture/CaptureReport.h"
-#include "examples/terminal.h"
-#include "examples/wav_text.h"
 
-namespace {
-
-constexpr std::chrono::seconds kPlainInterval{10};
-constexpr double kFloorDb = -60.0;
-constexpr int kBarLength = 30;
-
-const char* StateName(std::uint32_t state) {
-  switch (state) {
-    case kStateCapturing:
-      return "recording";
-    case kStateFileOpen:
-      return "file open";
-    case kStateReady:
-      return "ready";
-    case kStateNone:
-      return "ended";
-    case kStateUnknown:
-      return "stalled";
-    default:
-      return "starting";
+int main() {
+  const WAVEFORMATEX mono{WAVE_FORMAT_PCM, 1, 48000, 96000, 2, 16, 0};
+  CMMWAVCapture recorder;
+  const HANDLE thread = recorder.Create(mono, "meter.wav", nullptr, nullptr);
+  if (thread == nullptr) return 1;
+  CloseHandle(thread);
+  if (recorder.StartREC() != 1) return 1;
+  for (int look = 0; look < 12; ++look) {
+    Sleep(250);
+    std::int32_t level = 0;
+    const char* const time = recorder.GetTimeString(&level);  // of the last segment its highest sample
+    std::printf("%s  %6.1f %%\n", time, level * 100.0 / 32768);
   }
-}
-
-// The level is the highest sample of the latest quarter second: signed with 16 bits, around 128 with 8.
-double LevelDb(std::int32_t level, std::uint32_t bits) {
-  const double fullScale = bits == 16 ? level / 32768.0 : (level - 128) / 128.0;
-  return fullScale <= 0.0 ? kFloorDb : std::max(kFloorDb, 20.0 * std::log10(fullScale));
-}
-
-}  // namespace
-
-std::string StatusText(CMMWAVCapture& capture, std::uint32_t state) {
-  std::int32_t level = 0;
-  const char* time = capture.GetTimeString(&level);
-  const double db = LevelDb(level, capture.GetSampleSizeInBits());
-  const auto filled = static_cast<std::size_t>(std::lround(kBarLength * (1.0 - db / kFloorDb)));
-  const std::string bar = std::string(filled, '#') + std::string(kBarLength - filled, '.');
-  char text[120];
-  std::snprintf(text, sizeof text, "%s  [%s] %5.1f dB  %-9s",
-                time != nullptr && *time != '\0' ? time : "--:--.--", bar.c_str(), db, StateName(state));
-  return text;
-}
-
-Meter::Meter(CMMWAVCapture& capture)
-    : capture_(capture),
-      live_(IsTerminal(stdout)),
-      nextPlain_(std::chrono::steady_clock::now() + kPlainInterval) {}
-
-Meter::~Meter() {
-  if (live_) std::printf("\n");
-  std::fflush(stdout);
-}
-
-// A gap may still grow: what is told is what has come since.
-void Meter::ShowLoss() {
-  const cmm::CaptureReport report = cmm::GetCaptureReport();
-  if (report.lostFrames <= told_) return;
-  const std::uint64_t lost = report.lostFrames - told_;
-  told_ = report.lostFrames;
-  const std::uint64_t at = report.lastLossAt + report.lastLossFrames - std::min(lost, report.lastLossFrames);
-  const double rate = capture_.GetSampleRate();
-  std::printf("%slost %s%.2f s at %s%s\n", live_ ? "\r" : "", report.lossIsEstimate ? "about " : "",
-              static_cast<double>(lost) / rate, TimeText(static_cast<double>(at) / rate).c_str(),
-              live_ ? "                                        " : "");
-}
-
-void Meter::Show(std::uint32_t state) {
-  ShowLoss();
-  if (live_) {
-    std::printf("\r%s", StatusText(capture_, state).c_str());
-  } else if (std::chrono::steady_clock::now() >= nextPlain_) {
-    nextPlain_ += kPlainInterval;
-    std::printf("%s\n", StatusText(capture_, state).c_str());
-  }
-  std::fflush(stdout);
+  recorder.StopREC();
+  recorder.fileClose();
+  recorder.Exit();
+  const cmm::CaptureReport report = cmm::GetCaptureReport();  // any thread may ask, at any time
+  std::printf("%llu frames in the file, %u gaps, %.2f s lost\n",
+              static_cast<unsigned long long>(report.framesInFile), report.overruns,
+              static_cast<double>(report.lostFrames) / 48000);
+  return report.end == cmm::CaptureEnd::kExit ? 0 : 1;
 }

@@ -1,121 +1,14 @@
-// cmm-play: plays a WAV file on the system's default sound device, to its end or until Ctrl-C.
-//
-// MCIWavUnit starts a playback and ends it, and that is all: it gives no word when the file is over, and does
-// not tell how far it has come. A program that wants to know both, and whether the device is still there,
-// sends the commands of the media control itself, as this one does: MCI_STATUS tells the end as soon as it
-// has been heard, and the position. A device that fails stops too, but short of the length that the file has.
-
-#include <CLI/CLI.hpp>
-#include <cstdio>
-#include <string>
-
-#include "examples/terminal.h"
-#include "examples/tool.h"
-#include "examples/wav_length.h"
-#include "examples/wav_text.h"
-#include "platform/platform.h"
-
-namespace {
-
-constexpr DWORD_PTR kOpenFlags = MCI_OPEN_TYPE | MCI_OPEN_TYPE_ID | MCI_OPEN_ELEMENT | MCI_WAVE_OPEN_BUFFER;
-constexpr DWORD kBufferSeconds = 4;
-constexpr DWORD kLook = 100;            // milliseconds
-constexpr double kAlmostTheEnd = 0.25;  // seconds: what a position may be behind the sound
-
-// The line on the terminal; elsewhere there is none.
-class TimeLine {
- public:
-  explicit TimeLine(double total) : total_(TimeText(total)) {}
-  TimeLine(const TimeLine&) = delete;
-  TimeLine& operator=(const TimeLine&) = delete;
-  ~TimeLine() {
-    if (live_) std::fprintf(stderr, "\r%40s\r", "");
-  }
-  void Show(double seconds) const {
-    if (live_) std::fprintf(stderr, "\r%s / %s", TimeText(seconds).c_str(), total_.c_str());
-  }
-
- private:
-  const bool live_ = IsTerminal(stderr);
-  const std::string total_;
-};
-
-// A file on the media control's waveform device.
-class Player {
- public:
-  explicit Player(const std::string& file) {
-    MCI_WAVE_OPEN_PARMSA open{};
-    open.lpstrDeviceType = reinterpret_cast<LPCSTR>(DWORD_PTR{MCI_DEVTYPE_WAVEFORM_AUDIO});
-    open.lpstrElementName = file.c_str();
-    open.dwBufferSeconds = kBufferSeconds;
-    isOpen_ = Send(MCI_OPEN, kOpenFlags, &open) == 0;
-    device_ = open.wDeviceID;
-    MCI_PLAY_PARMS play{};
-    if (isOpen_ && Send(MCI_PLAY, MCI_NOTIFY, &play) == 0) return;
-    Close();
-    throw Failure(file + " cannot be played:\n" +
-                  "  there is no sound device (connect one, or start the sound server), another program is\n"
-                  "  using it, or nothing here plays this file's format; cmm-info tells which that is");
-  }
-  ~Player() { Close(); }
-  Player(const Player&) = delete;
-  Player& operator=(const Player&) = delete;
-
-  bool IsPlaying() const { return Status(MCI_STATUS_MODE) == MCI_MODE_PLAY; }
-  double Seconds() const { return static_cast<double>(Status(MCI_STATUS_POSITION)) / 1000.0; }
-  void Stop() {
-    MCI_GENERIC_PARMS none{};
-    Send(MCI_STOP, MCI_WAIT, &none);
-  }
-
- private:
-  MCIERROR Send(UINT command, DWORD_PTR flags, void* parameters) const {
-    return mciSendCommandA(device_, command, flags, reinterpret_cast<DWORD_PTR>(parameters));
-  }
-  DWORD_PTR Status(DWORD item) const {
-    MCI_STATUS_PARMS status{};
-    status.dwItem = item;
-    Send(MCI_STATUS, MCI_STATUS_ITEM | MCI_WAIT, &status);
-    return status.dwReturn;
-  }
-  void Close() {
-    MCI_GENERIC_PARMS none{};
-    if (isOpen_) Send(MCI_CLOSE, MCI_WAIT, &none);
-  }
-
-  MCIDEVICEID device_ = 0;
-  bool isOpen_ = false;
-};
-
-void Play(const std::string& file) {
-  const double length = LengthOfSound(file).seconds.value_or(0.0);
-  Player player(file);
-  std::printf("Playing %s: %s. Ctrl-C stops it.\n", file.c_str(), TimeText(length).c_str());
-  std::fflush(stdout);
-  {
-    const TimeLine line(length);
-    for (; player.IsPlaying() && !StopWanted(); Sleep(kLook)) line.Show(player.Seconds());
-  }
-  if (StopWanted()) {
-    player.Stop();
-    std::printf("Stopped at %s\n", TimeText(player.Seconds()).c_str());
-  } else if (player.Seconds() < length - kAlmostTheEnd) {
-    throw Failure("the sound ended at " + TimeText(player.Seconds()) +
-                  ": the sound device is gone, or the file cannot be read any further");
-  }
-}
-
-void Tool(int argc, char** argv) {
-  CLI::App app("Plays a WAV file on the system's default sound device.", "cmm-play");
-  std::string file;
-  app.add_option("file", file, "The WAV file")->type_name("")->required();
-  ReadOptions(app, argc, argv);
-  CatchStops();
-  Play(file);
-}
-
-}  // namespace
+// Plays a WAV file in the background: take.wav, or the one that is named.
+#include "units/MCIWavUnit.h"
+#include "wavfile/CMMWav.h"
 
 int main(int argc, char** argv) {
-  return RunTool("cmm-play", Tool, argc, argv);
+  const char* const file = argc > 1 ? argv[1] : "take.wav";
+  CMMWav wav;
+  if (wav.Open(file) != 1) return 1;
+  MCIWavUnit player;
+  if (!player.WavPlay(file)) return 1;  // no device, or a format that nothing here plays
+  // The unit gives no word of the end, and the sound begins a little after WavPlay.
+  Sleep(static_cast<DWORD>(1000 * wav.GetPlayTime()) + 300);
+  player.MCIClose();  // as does the destructor
 }

@@ -4,7 +4,6 @@
 
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
-#include "harmony/Hints.h"
 #include "harmony/Products.h"
 
 namespace {
@@ -15,18 +14,18 @@ double Step(double delay, double rate, double bound) {
   return moved * rate >= 0.0 && std::fabs(moved) >= bound ? -moved : moved;
 }
 
-/// A tap between two entries, or on the lower one.
-struct Place {
+/// Between two entries, or on the lower one.
+struct Position {
   std::int64_t lower;
   double fraction;
 };
 
-/// @param whole the delay value cut toward zero
-Place Between(double delay, std::int32_t whole) {
-  // Cutting went up, past the lower entry, where a negative value is not whole.
-  const bool up = delay < whole;
+/// @param truncated the delay value without its fraction
+Position PositionAt(double delay, std::int32_t truncated) {
+  // Truncation goes up, past the lower entry, where a negative value has a fraction.
+  const bool up = delay < truncated;
   // What is added turns -0.0 into 0.0, which no tap shows: the product is added to an entry.
-  return {std::int64_t{512} + whole - up, (delay - whole) + up};
+  return {std::int64_t{512} + truncated - up, (delay - truncated) + up};
 }
 
 double Interpolate(std::int32_t lo, std::int32_t hi, double fraction) {
@@ -38,8 +37,8 @@ struct Straight {
   const std::int32_t* line;
 
   double At(double delay) const {
-    const Place place = Between(delay, harmony::Saturate(delay));
-    return Interpolate(line[place.lower], line[place.lower + 1], place.fraction);
+    const Position position = PositionAt(delay, harmony::Saturate(delay));
+    return Interpolate(line[position.lower], line[position.lower + 1], position.fraction);
   }
 };
 
@@ -50,9 +49,9 @@ struct Ring {
 
   double At(double delay) const {
     if (delay >= -512.0 && delay < 512.0) [[likely]] {
-      const Place place = Between(delay, static_cast<std::int32_t>(delay));
-      const auto lower = static_cast<std::uint32_t>(place.lower);
-      return Interpolate(Entry(lower), Entry(lower + 1), place.fraction);
+      const Position position = PositionAt(delay, static_cast<std::int32_t>(delay));
+      const auto lower = static_cast<std::uint32_t>(position.lower);
+      return Interpolate(Entry(lower), Entry(lower + 1), position.fraction);
     }
     return Beyond(delay);
   }
@@ -61,10 +60,10 @@ struct Ring {
   std::int32_t Entry(std::uint32_t position) const { return line[(position + ring) & 1023]; }
 
   /// Positions are held at 0 and 1024, the first and the last that the ring has.
-  HARMONY_RARE double Beyond(double delay) const {
-    const Place place = Between(delay, harmony::Saturate(delay));
-    const std::int32_t held = Entry(place.lower < 0 ? 0 : 1024);
-    return Interpolate(held, held, place.fraction);
+  double Beyond(double delay) const {
+    const Position position = PositionAt(delay, harmony::Saturate(delay));
+    const std::int32_t held = Entry(position.lower < 0 ? 0 : 1024);
+    return Interpolate(held, held, position.fraction);
   }
 };
 
@@ -76,9 +75,9 @@ double Tap(const Line& line, const double* delay, double gain, Product times) {
 template <class Line>
 double Mix(const Line& line, const HarmonyUnit& unit, const double* tap1, const double* tap2,
            const double* tap3) {
-  const bool faded =
-      harmony::Faded(unit.hgain1) || harmony::Faded(unit.hgain2) || harmony::Faded(unit.hgain3);
-  return harmony::WithProducts(faded, [&](auto times) {
+  const bool subnormal = harmony::MayUnderflow(unit.hgain1) || harmony::MayUnderflow(unit.hgain2) ||
+                         harmony::MayUnderflow(unit.hgain3);
+  return harmony::WithProducts(subnormal, [&](auto times) {
     const double t1 = Tap(line, tap1, unit.hgain1, times);
     const double t2 = Tap(line, tap2, unit.hgain2, times);
     const double t3 = Tap(line, tap3, unit.hgain3, times);

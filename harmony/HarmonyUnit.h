@@ -32,7 +32,7 @@
 /// reset a unit, assign a new one. There is no copy construction.
 class CMM_API HarmonyUnit {
  public:
-  /// Ready for every stage: coefficients as told at the fields, all states 0.
+  /// Ready for every stage: each field has the value that stands at it.
   HarmonyUnit();
   ~HarmonyUnit();
   HarmonyUnit(const HarmonyUnit&) = delete;
@@ -60,7 +60,7 @@ class CMM_API HarmonyUnit {
 
   /// Turns a voice into pulses: a strong steady tone gives one sharp pulse a period. Nonlinear; its states
   /// stay bounded for samples up to somewhat above the 32-bit range. After a tone it rings on for some dozens
-  /// of calls and then gives 0, while its states settle at a rest point that is not 0.
+  /// of calls and then gives 0, while its states settle at values that are not 0.
   /// @return the pulse signal, what PitchExt searches for peaks
   double VPF(double sample);
 
@@ -135,98 +135,98 @@ class CMM_API HarmonyUnit {
 
   /// @name FstLPF
   /// @{
-  double fstLPFState;     ///< recursive state; 0
-  double fstLPFFeedback;  ///< feedback coefficient; 0.9935
-  double fstLPFOldGain;   ///< output coefficient on the state before the update; 0.0066
-  double fstLPFNewGain;   ///< output coefficient on the state after the update; 0.0066
+  double fstLPFState = 0.0;        ///< recursive state
+  double fstLPFFeedback = 0.9935;  ///< feedback coefficient
+  double fstLPFOldGain = 0.0066;   ///< output coefficient on the state before the update
+  double fstLPFNewGain = 0.0066;   ///< output coefficient on the state after the update
   /// @}
 
   /// @name LVS
   /// @{
-  double lvsLevel;  ///< followed level, full scale 2^31; 0
-  double lvsRise;   ///< part of the gap closed by a call when the magnitude is at or above the level; 2^-11
-  double lvsFall;   ///< the same when it is below the level; 2^-11
+  double lvsLevel = 0.0;     ///< followed level, full scale 2^31
+  double lvsRise = 0x1p-11;  ///< part of the gap closed by a call when the magnitude is at or above the level
+  double lvsFall = 0x1p-11;  ///< the same when it is below the level
   /// @}
 
   /// @name CPRS
   /// @{
-  double cprsOffset;           ///< constant term of the curve above the threshold; 0.10101010101
-  double cprsScale;            ///< numerator of the curve above the threshold; 856824283.796
-  std::int32_t cprsThreshold;  ///< level up to which the gain is flat; 21474836, 0.01 of full scale
-  double cprsMaxGain;          ///< the flat gain; 40
+  double cprsOffset = 0.10101010101;      ///< constant term of the curve above the threshold
+  double cprsScale = 856824283.796;       ///< numerator of the curve above the threshold
+  std::int32_t cprsThreshold = 21474836;  ///< level up to which the gain is flat: 0.01 of full scale
+  double cprsMaxGain = 40.0;              ///< the flat gain
   /// @}
 
   /// @name VPF
   /// @{
-  double vpfInputScale;  ///< factor on the input; 1e-8
-  double vpfX;           ///< first state variable; 0
-  double vpfCubic;       ///< coefficient of the cube of vpfX in the first equation; 0.0667
-  double vpfSquare;      ///< coefficient of the square of vpfX in the first equation; 0.7
-  double vpfY;           ///< second state variable; 0
-  double vpfOutputGain;  ///< factor on the output; 5000000
-  double vpfDamping;     ///< coefficient of vpfY in the second equation; 10
-  double vpfStep;        ///< integration step; 0.05
-  double vpfDiff1;       ///< memory of the first difference; 0
-  double vpfDiff2;       ///< memory of the second difference; 0
+  double vpfInputScale = 1e-08;      ///< factor on the input
+  double vpfX = 0.0;                 ///< first state variable
+  double vpfCubic = 0.0667;          ///< coefficient of the cube of vpfX in the first equation
+  double vpfSquare = 0.7;            ///< coefficient of the square of vpfX in the first equation
+  double vpfY = 0.0;                 ///< second state variable
+  double vpfOutputGain = 5000000.0;  ///< factor on the output
+  double vpfDamping = 10.0;          ///< coefficient of vpfY in the second equation
+  double vpfStep = 0.05;             ///< integration step
+  double vpfDiff1 = 0.0;             ///< memory of the first difference
+  double vpfDiff2 = 0.0;             ///< memory of the second difference
   /// @}
 
   /// @name PitchExt
   /// @{
-  std::int32_t pitchLevelFloor;  ///< level below which PitchExt does nothing; 2^22
-  double pitchPeak;              ///< decaying peak of the pulse signal; 0
-  double pitchPeakDecay;         ///< factor on pitchPeak in each counted call; 1 - 2^-9
-  std::int32_t pitchCountStep;   ///< what a counted call adds to pitchCount; 2^20
-  std::int32_t pitchCount;       ///< calls since the last accepted peak, with 20 fraction bits; 0
-  std::int32_t pitchCountMax;    ///< pitchCount stops here; 768 * 2^20
-  std::int32_t pitchCountMin;    ///< least pitchCount at which a peak is accepted; 44 * 2^20
-  double pitchValue;             ///< pitch: half a period in samples, 22.0 to 384.0 in steps of 0.5; 0 before
-                                 ///< the first accepted peak
+  std::int32_t pitchLevelFloor = 1 << 22;  ///< level below which PitchExt does nothing
+  double pitchPeak = 0.0;                  ///< decaying peak of the pulse signal
+  double pitchPeakDecay = 1.0 - 0x1p-9;    ///< factor on pitchPeak in each counted call
+  std::int32_t pitchCountStep = 1 << 20;   ///< what a counted call adds to pitchCount
+  std::int32_t pitchCount = 0;             ///< calls since the last accepted peak, with 20 fraction bits
+  std::int32_t pitchCountMax = 768 << 20;  ///< pitchCount stops here
+  std::int32_t pitchCountMin = 44 << 20;   ///< least pitchCount at which a peak is accepted
+  double pitchValue = 0.0;  ///< pitch: half a period in samples, 22.0 to 384.0 in steps of 0.5; 0 before
+                            ///< the first accepted peak
   /// @}
 
   /// @name LF0adr
   /// @{
-  double lf0Delay1;  ///< delay value of voice 1 in samples; 0
-  double lf0Delay2;  ///< delay value of voice 2 in samples; 0
-  double lf0Delay3;  ///< delay value of voice 3 in samples; 0
+  double lf0Delay1 = 0.0;  ///< delay value of voice 1 in samples
+  double lf0Delay2 = 0.0;  ///< delay value of voice 2 in samples
+  double lf0Delay3 = 0.0;  ///< delay value of voice 3 in samples
   /// @}
 
   /// @name HgainUnit
   /// @{
-  double hgainInput;  ///< coefficient of the target; 2^-5
-  double hgainHold;   ///< coefficient of the gain so far; 1 - 2^-5
-  double hgain1;      ///< gain of tap 1; 0
-  double hgain2;      ///< gain of tap 2; 0
-  double hgain3;      ///< gain of tap 3; 0
+  double hgainInput = 0x1p-5;       ///< coefficient of the target
+  double hgainHold = 1.0 - 0x1p-5;  ///< coefficient of the gain so far
+  double hgain1 = 0.0;              ///< gain of tap 1
+  double hgain2 = 0.0;              ///< gain of tap 2
+  double hgain3 = 0.0;              ///< gain of tap 3
   /// @}
 
   /// @name NR and NRAuto
   /// @{
-  double nrLpfState;     ///< state of the low-pass section; 0
-  double nrHpfState;     ///< state of the high-pass section; 0
-  double nrLpfFeedback;  ///< stored low-pass feedback coefficient, for 1000 Hz; 0.8668
-  double nrLpfOldGain;   ///< stored low-pass coefficient on the old state; 0.0666
-  double nrLpfNewGain;   ///< stored low-pass coefficient on the new state; 0.0666
-  double nrHpfFeedback;  ///< stored high-pass feedback coefficient, for 200 Hz; 0.9719
-  double nrHpfOldGain;   ///< stored high-pass coefficient on the old state; -0.986
-  double nrHpfNewGain;   ///< stored high-pass coefficient on the new state; 0.986
-  double nrOutputGain;   ///< output gain; (2^31 - 1) / 2^31
+  double nrLpfState = 0.0;              ///< state of the low-pass section
+  double nrHpfState = 0.0;              ///< state of the high-pass section
+  double nrLpfFeedback = 0.8668;        ///< stored low-pass feedback coefficient, for 1000 Hz
+  double nrLpfOldGain = 0.0666;         ///< stored low-pass coefficient on the old state
+  double nrLpfNewGain = 0.0666;         ///< stored low-pass coefficient on the new state
+  double nrHpfFeedback = 0.9719;        ///< stored high-pass feedback coefficient, for 200 Hz
+  double nrHpfOldGain = -0.986;         ///< stored high-pass coefficient on the old state
+  double nrHpfNewGain = 0.986;          ///< stored high-pass coefficient on the new state
+  double nrOutputGain = 1.0 - 0x1p-31;  ///< output gain
   /// @}
 
   /// @name NRIn
   /// @{
-  double nrInLpfState;     ///< state of the low-pass section; 0
-  double nrInHpfState;     ///< state of the high-pass section; 0
-  double nrInLpfFeedback;  ///< stored low-pass feedback coefficient, for 800 Hz; 0.89205429
-  double nrInLpfOldGain;   ///< stored low-pass coefficient on the old state; 0.05397286
-  double nrInLpfNewGain;   ///< stored low-pass coefficient on the new state; 0.05397286
-  double nrInHpfFeedback;  ///< stored high-pass feedback coefficient, for 200 Hz; 0.9719
-  double nrInHpfOldGain;   ///< stored high-pass coefficient on the old state; -0.986
-  double nrInHpfNewGain;   ///< stored high-pass coefficient on the new state; 0.986
-  double nrInOutputGain;   ///< output gain; 3
-                           /// @}
+  double nrInLpfState = 0.0;            ///< state of the low-pass section
+  double nrInHpfState = 0.0;            ///< state of the high-pass section
+  double nrInLpfFeedback = 0.89205429;  ///< stored low-pass feedback coefficient, for 800 Hz
+  double nrInLpfOldGain = 0.05397286;   ///< stored low-pass coefficient on the old state
+  double nrInLpfNewGain = 0.05397286;   ///< stored low-pass coefficient on the new state
+  double nrInHpfFeedback = 0.9719;      ///< stored high-pass feedback coefficient, for 200 Hz
+  double nrInHpfOldGain = -0.986;       ///< stored high-pass coefficient on the old state
+  double nrInHpfNewGain = 0.986;        ///< stored high-pass coefficient on the new state
+  double nrInOutputGain = 3.0;          ///< output gain
+                                        /// @}
 
  private:
-  /// Every field as told above.
+  /// Gives every field the value of a new unit.
   void InitParam();
 
   /// @p value shifted left by @p count bits, or right by -@p count, keeping the sign. Bits beyond the word

@@ -1,40 +1,53 @@
 // Noise reduction: two chains of a low-pass and a high-pass section, on stored or computed coefficients.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "harmony/Arithmetic.h"
 #include "harmony/HarmonyUnit.h"
 #include "harmony/Products.h"
 #include "harmony/Section.h"
 
-namespace {
-
-using harmony::Coefficients;
-
-/// Whether silence changes nothing and comes out as 0: both states are at rest, nothing gets from the first
-/// section to the second, and what that one gives is far below 1.
-bool Resting(double lpfState, double hpfState, const Coefficients& lpf, const Coefficients& hpf,
-             double gain) {
-  constexpr double kLarge = 0x1p400;
-  return harmony::AtRest(lpf.feedback, lpfState) && harmony::AtRest(hpf.feedback, hpfState) &&
-         harmony::Vanishes(std::fabs(lpf.oldGain), lpfState) &&
-         harmony::Vanishes(std::fabs(lpf.newGain), lpfState) && std::fabs(hpf.oldGain) < kLarge &&
-         std::fabs(hpf.newGain) < kLarge && std::fabs(gain) < kLarge;
-}
+namespace harmony {
 
 /// A low-pass section, a high-pass section and the gain.
-std::int32_t Chain(double& lpfState, double& hpfState, double sample, const Coefficients& lpf,
-                   const Coefficients& hpf, double gain) {
-  const double lpfBefore = lpfState;
-  const double hpfBefore = hpfState;
-  const bool faded = harmony::Faded(lpfBefore) || harmony::Faded(hpfBefore);
-  if (faded && sample == 0.0 && Resting(lpfBefore, hpfBefore, lpf, hpf, gain)) return 0;
-  return harmony::WithProducts(faded, [&](auto times) {
-    const double lpfAfter = harmony::Advance(lpfState, sample, lpf.feedback, times);
-    const double y = harmony::Output(lpfBefore, lpfAfter, lpf, times);
-    const double hpfAfter = harmony::Advance(hpfState, y, hpf.feedback, times);
-    return harmony::Saturate(times(gain, harmony::Output(hpfBefore, hpfAfter, hpf, times)));
-  });
+template <class Product>
+std::int32_t RunChain(double& lpfState, double& hpfState, double sample, const Section& lpf,
+                      const Section& hpf, double gain, Product times) {
+  const double low = lpf.Step(lpfState, sample, times);
+  return Saturate(times(gain, hpf.Step(hpfState, low, times)));
+}
+
+/// The long form. Has external linkage so that compilers keep it out of the stages, where it would take
+/// registers in sound, too.
+std::int32_t RunSubnormalChain(double& lpfState, double& hpfState, double sample, const Section& lpf,
+                               const Section& hpf, double gain) {
+  return RunChain(lpfState, hpfState, sample, lpf, hpf, gain, MultiplySubnormal());
+}
+
+}  // namespace harmony
+
+namespace {
+
+using harmony::Section;
+
+/// Whether silence changes nothing and comes out as 0: both states have settled, nothing gets from the first
+/// section to the second, and what that one gives is far below 1.
+bool IsSilent(double lpfState, double hpfState, const Section& lpf, const Section& hpf, double gain) {
+  constexpr double kLarge = 0x1p400;
+  const std::uint64_t units = harmony::Units(lpfState);
+  return harmony::IsSettled(lpf.feedback, lpfState) && harmony::IsSettled(hpf.feedback, hpfState) &&
+         harmony::Underflows(lpf.oldGain, units) && harmony::Underflows(lpf.newGain, units) &&
+         std::fabs(hpf.oldGain) < kLarge && std::fabs(hpf.newGain) < kLarge && std::fabs(gain) < kLarge;
+}
+
+std::int32_t Chain(double& lpfState, double& hpfState, double sample, const Section& lpf, const Section& hpf,
+                   double gain) {
+  if (harmony::MayUnderflow(lpfState) || harmony::MayUnderflow(hpfState)) [[unlikely]] {
+    if (sample == 0.0 && IsSilent(lpfState, hpfState, lpf, hpf, gain)) return 0;
+    return harmony::RunSubnormalChain(lpfState, hpfState, sample, lpf, hpf, gain);
+  }
+  return harmony::RunChain(lpfState, hpfState, sample, lpf, hpf, gain, harmony::Multiply());
 }
 
 /// The pole that both kinds of section have, negated.
@@ -43,19 +56,19 @@ double Pole(double hertz) {
   return (std::sin(angle) - 1.0) / std::cos(angle);
 }
 
-Coefficients LowPass(double hertz) {
+Section LowPass(double hertz) {
   const double t = Pole(hertz);
   const double gain = (t + 1.0) * 0.5;
   return {-t, gain, gain};
 }
 
-Coefficients HighPass(double hertz) {
+Section HighPass(double hertz) {
   const double t = Pole(hertz);
   const double gain = (1.0 - t) * 0.5;
   return {-t, -gain, gain};
 }
 
-void Store(const Coefficients& c, double* feedback, double* oldGain, double* newGain) {
+void Store(const Section& c, double* feedback, double* oldGain, double* newGain) {
   *feedback = c.feedback;
   *oldGain = c.oldGain;
   *newGain = c.newGain;

@@ -6,7 +6,7 @@
 #include "harmony/Products.h"
 
 double HarmonyUnit::VPF(double sample) {
-  const double u = harmony::WithProducts(harmony::Faded(sample),
+  const double u = harmony::WithProducts(harmony::MayUnderflow(sample),
                                          [this, sample](auto times) { return times(vpfInputScale, sample); });
   const double x = vpfX;
   const double y = vpfY;
@@ -28,7 +28,7 @@ void HarmonyUnit::PitchExt(double pulse, double level) {
   const double highest = pitchPeak;
   const bool peak = pulse > highest;
   const double now = peak ? pulse : highest;
-  pitchPeak = harmony::WithProducts(harmony::Faded(now),
+  pitchPeak = harmony::WithProducts(harmony::MayUnderflow(now),
                                     [this, now](auto times) { return times(pitchPeakDecay, now); });
   const std::int32_t next = harmony::WrappingAdd(pitchCount, pitchCountStep);
   const std::int32_t count = next >= pitchCountMax ? pitchCountMax : next;

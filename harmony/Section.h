@@ -3,22 +3,19 @@
 
 namespace harmony {
 
-struct Coefficients {
+struct Section {
   double feedback;
   double oldGain;
   double newGain;
+
+  /// Takes one sample and moves the state on. @return what comes out, from the state before and after
+  template <class Product>
+  double Step(double& state, double sample, Product times) const {
+    const double before = state;
+    const double after = times(feedback, before) + sample;
+    state = after;
+    return times(newGain, after) + times(oldGain, before);
+  }
 };
-
-/// Moves the state on. @return the state after
-template <class Product>
-double Advance(double& state, double sample, double feedback, Product times) {
-  return state = times(feedback, state) + sample;
-}
-
-/// What comes out between two states.
-template <class Product>
-double Output(double before, double after, const Coefficients& c, Product times) {
-  return times(c.newGain, after) + times(c.oldGain, before);
-}
 
 }  // namespace harmony

@@ -4,8 +4,6 @@
 #include <cstring>
 #include <limits>
 
-#include "resample/Forms.h"
-
 namespace resample {
 
 namespace {
@@ -23,12 +21,7 @@ bool Overlap(const void* begin, const void* end, const void* otherBegin, const v
 }  // namespace
 
 template <class Sample>
-std::uint8_t LinearStream<Sample>::Process(const Block<Sample>& block) {
-  return Process(block, BestForm());
-}
-
-template <class Sample>
-std::uint8_t LinearStream<Sample>::Process(const Block<Sample>& block, const Form& form) {
+std::uint8_t LinearStream<Sample>::Process(const Block<Sample>& block, Map map) {
   if (block.src == nullptr || block.dst == nullptr) return 0;
   if (block.channels == 0 || block.channels > kMaxChannels) return 0;
   if (block.srcRate == 0 || block.dstRate == 0) return 0;
@@ -39,25 +32,25 @@ std::uint8_t LinearStream<Sample>::Process(const Block<Sample>& block, const For
     return 1;
   }
   if (block.channels == 1) {
-    Run<1>(block, form);
+    Run<1>(block, map);
   } else if (block.channels == 2) {
-    Run<2>(block, form);
+    Run<2>(block, map);
   } else if constexpr (kMaxChannels > 2) {
     if (block.channels == 3) {
-      Run<3>(block, form);
+      Run<3>(block, map);
     } else {
-      Run<4>(block, form);
+      Run<4>(block, map);
     }
   }
   return 1;
 }
 
-/// The filter step by step. Once both ends of an interval lie in the block, Leap makes all outputs but the
-/// last at once; the steps make the outputs across the seam, and they alone decide how the call ends. They
-/// keep both ends of the interval, so that outputs may take the place of frames that have been taken.
+/// The filter output by output. Once both ends of an interval lie in the block, MapBlock makes all outputs
+/// but the last; the loop makes the outputs across the seam, and it alone decides how the call ends. It keeps
+/// both ends of the interval, so that outputs may take the place of frames that have been taken.
 template <class Sample>
 template <std::uint32_t kChannels>
-void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
+void LinearStream<Sample>::Run(const Block<Sample>& block, Map map) {
   const Sample* const src = block.src;
   Sample* out = block.dst;
   std::uint32_t written = 0;
@@ -79,7 +72,7 @@ void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
   const auto newest = [&] { return src + std::size_t{taken - 1} * kChannels; };
   Sample cur[kChannels];
   CopyFrame<kChannels>(cur, newest());
-  bool canLeap = CanLeap(block);
+  bool canMap = CanMap(block);
   for (;;) {
     while (phase_ > block.dstRate) {
       phase_ -= block.dstRate;
@@ -91,12 +84,12 @@ void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
       ++taken;
       CopyFrame<kChannels>(cur, newest());
     }
-    if (canLeap && taken >= 2) {
-      canLeap = false;
+    if (canMap && taken >= 2) {
+      canMap = false;
       // A count that has passed the limit meets it again only after all 2^32 values.
       const std::uint32_t left = block.maxOut - written;
       const std::uint64_t room = left != 0 ? left : std::uint64_t{1} << 32;
-      const std::uint64_t made = Leap<kChannels>(block, form, out, taken, room);
+      const std::uint64_t made = MapBlock<kChannels>(block, map, out, taken, room);
       out += made * kChannels;
       written += static_cast<std::uint32_t>(made);
       CopyFrame<kChannels>(cur, newest());
@@ -118,9 +111,9 @@ void LinearStream<Sample>::Run(const Block<Sample>& block, const Form& form) {
   }
 }
 
-/// A phase that may wrap, and the fractions of another rate, are left to the steps.
+/// A phase that may wrap, and the fractions of another rate, are left to the loop of Run.
 template <class Sample>
-bool LinearStream<Sample>::CanLeap(const Block<Sample>& block) const {
+bool LinearStream<Sample>::CanMap(const Block<Sample>& block) const {
   return block.srcRate <= std::numeric_limits<std::uint32_t>::max() - block.dstRate && phase_ != 0 &&
          invOf_ == block.dstRate;
 }
@@ -129,24 +122,25 @@ bool LinearStream<Sample>::CanLeap(const Block<Sample>& block) const {
 /// on it.
 /// @param out  where the next output goes
 /// @param room outputs up to the limit
-/// @return the number of outputs made; 0 too where they and the block overlap, as the forms read frames again
+/// @return the number of outputs made; 0 too where they and the block overlap, as the AVX2 map reads ahead
 template <class Sample>
 template <std::uint32_t kChannels>
-std::uint64_t LinearStream<Sample>::Leap(const Block<Sample>& block, const Form& form, Sample* out,
-                                         std::uint32_t& taken, std::uint64_t room) {
+std::uint64_t LinearStream<Sample>::MapBlock(const Block<Sample>& block, Map map, Sample* out,
+                                             std::uint32_t& taken, std::uint64_t room) {
   // The outputs at or below the block's last frame, counted from the lower end of the interval at hand.
   const std::uint64_t span = std::uint64_t{block.srcFrames - taken + 1} * block.dstRate;
   const std::uint64_t outputs = std::min((span - phase_) / block.srcRate + 1, room) - 1;
   if (outputs == 0) return 0;
-  if (Overlap(block.dst, out + outputs * kChannels, block.src,
+  if (Overlap(block.dst, out + (outputs + 1) * kChannels, block.src,
               block.src + std::size_t{block.srcFrames} * kChannels)) {
     return 0;
   }
-  MapJob<Sample> job{block.src,     block.srcFrames, out,  outputs, {taken - 2, phase_},
-                     block.srcRate, block.dstRate,   inv_, &plan_};
-  form.Map<Sample, kChannels>()(job);
-  taken = static_cast<std::uint32_t>(job.at.frame) + 2;
-  phase_ = job.at.phase;
+  Outputs<Sample> rest = {block.src, block.srcFrames, out,           outputs, taken - 2,
+                          phase_,    block.srcRate,   block.dstRate, inv_};
+  if (map == Map::kAvx2 && outputs >= kFewestForAvx2) MapAvx2<Sample, kChannels>(rest);
+  MapPortable<Sample, kChannels>(rest);
+  taken = static_cast<std::uint32_t>(rest.frame) + 2;
+  phase_ = rest.phase;
   CopyFrame<kChannels>(prev_, block.src + std::size_t{taken - 2} * kChannels);
   return outputs;
 }

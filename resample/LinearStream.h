@@ -2,11 +2,9 @@
 
 #include <cstdint>
 
-#include "resample/Plan.h"
+#include "resample/Map.h"
 
 namespace resample {
-
-struct Form;
 
 /// One call: the arguments of the exported filters (resample/AudioLinearFilter.h).
 template <class Sample>
@@ -34,25 +32,21 @@ class LinearStream {
   /// first.
   constexpr LinearStream() = default;
 
-  /// Filters one block by the quickest form that the processor has. @return as the exported filters
-  std::uint8_t Process(const Block<Sample>& block);
-
-  /// The same by a given form: all give the same bits.
-  std::uint8_t Process(const Block<Sample>& block, const Form& form);
+  /// Filters one block. @return as the exported filters
+  std::uint8_t Process(const Block<Sample>& block, Map map = BestMap());
 
  private:
   template <std::uint32_t kChannels>
-  void Run(const Block<Sample>& block, const Form& form);
+  void Run(const Block<Sample>& block, Map map);
   template <std::uint32_t kChannels>
-  std::uint64_t Leap(const Block<Sample>& block, const Form& form, Sample* out, std::uint32_t& taken,
-                     std::uint64_t room);
-  bool CanLeap(const Block<Sample>& block) const;
+  std::uint64_t MapBlock(const Block<Sample>& block, Map map, Sample* out, std::uint32_t& taken,
+                         std::uint64_t room);
+  bool CanMap(const Block<Sample>& block) const;
 
   Sample prev_[kMaxChannels] = {};  ///< lower end of the interval in which the next output lies
   std::uint32_t phase_ = 0;  ///< of the next output, in 1/dstRate of that interval; dstRate is its upper end
   std::uint32_t invOf_ = 0;  ///< the rate that inv_ belongs to
   double inv_ = 0.0;         ///< 1.0 / dstRate, computed by the stream's first block
-  Plan plan_;
 };
 
 extern template class LinearStream<std::int16_t>;

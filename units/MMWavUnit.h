@@ -3,7 +3,13 @@
 #include <cstdint>
 
 #include "platform/export.h"
+#include "platform/owners.h"
 #include "platform/platform.h"
+
+namespace units {
+template <class Unit>
+struct Reader;
+}
 
 /// A searching reader of one WAV file, with a mirror: a second file that begins as the first one does and
 /// takes what the host writes to it, at once or through a buffer of 8192 bytes for small pieces.
@@ -26,13 +32,14 @@
 ///
 /// Threads: an object serves one thread at a time, and so do an object and its copies together.
 ///
-/// Copies share everything, the sub-buffer too, from then on: what one opens or closes is open or closed for
-/// all. They may go in any order; the last closes what is open.
+/// Copies share what is open when the copy is made: source, mirror and sub-buffer. What one closes is closed
+/// for all; they may go in any order, and the last closes what is open. Sizes are each object's own, but a
+/// file has one position, which each of them moves for all: let one of them write.
 class CMM_API MMWavUnit {
  public:
   MMWavUnit();
   MMWavUnit(const MMWavUnit& other);
-  /// Closes what is open and is no other's, then shares all that @p other has.
+  /// Closes what is open and is no other's, then shares what @p other has open.
   MMWavUnit& operator=(const MMWavUnit& other);
   /// Closes what is open, unless it is a copy's too; waiting bytes are written.
   ~MMWavUnit();
@@ -71,7 +78,7 @@ class CMM_API MMWavUnit {
   std::int32_t WriteMirrorBuf(const void* data, std::uint32_t bytes);
 
   /// Appends to the mirror by way of the sub-buffer: a piece that would fill it pushes out what waits, and
-  /// waits alone. One of more than 8192 bytes is written at once behind that.
+  /// waits alone. One that is larger than the sub-buffer is written at once behind that.
   /// @return 0; 16; 17: the mirror is closed then, and what waited may be lost
   std::int32_t WriteMirrorSubBuf(const void* data, std::uint32_t bytes);
 
@@ -85,18 +92,22 @@ class CMM_API MMWavUnit {
   std::int32_t CloseMFile();
 
  private:
-  struct CMM_LOCAL Copies;
-  struct CMM_LOCAL Header;
+  friend struct units::Reader<MMWavUnit>;
+  struct CMM_LOCAL Source;
   struct CMM_LOCAL SubBuffer;
 
-  HANDLE heap;        // null: it could not be had
-  HMMIO hmmio;        // null: none is open
-  HANDLE mirrorFile;  // null: none is open
-  std::uint32_t dataSize;
-  std::uint32_t headerSize;  // of the file without its samples
-  PCMWAVEFORMAT waveFormat;
-  std::uint32_t subBufSize;
-  std::uint8_t* subBuf;  // null: there is none
-  std::uint32_t subBufFill;
-  MMWavUnit* nextCopy;  // itself, without copies
+  // What the fields name is valid while its owners say that it is open: a copy may have closed it.
+  HANDLE heap = nullptr;  // null: it could not be had
+  HMMIO hmmio = nullptr;
+  HANDLE mirrorFile = nullptr;
+  std::uint32_t dataSize = 0;
+  std::uint32_t headerSize = 0;  // of the file without its samples
+  PCMWAVEFORMAT waveFormat = {};
+  std::uint32_t subBufSize = 8192;
+  std::uint8_t* subBuf = nullptr;
+  std::uint32_t subBufFill = 0;
+  cmm::Owners heapOwners;
+  cmm::Owners sourceOwners;
+  cmm::Owners mirrorOwners;
+  cmm::Owners subBufOwners;
 };

@@ -4,7 +4,8 @@
 
 namespace units {
 
-HANDLE NewHeap() {
+HANDLE NewHeap(cmm::Owners& owners) {
+  if (!owners.Begin()) return nullptr;
   return HeapCreate(HEAP_NO_SERIALIZE, 0, 0);
 }
 

@@ -3,12 +3,13 @@
 
 #include <cstdint>
 
+#include "platform/owners.h"
 #include "platform/platform.h"
 
 namespace units {
 
-/// @return a heap without internal locking; null when there is none to be had
-HANDLE NewHeap();
+/// @return a heap without internal locking, with one owner; null when there is none to be had
+HANDLE NewHeap(cmm::Owners& owners);
 
 /// A zeroed block of a unit's heap, given back with the object. Empty when it could not be had, also because
 /// there is no heap.

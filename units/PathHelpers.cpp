@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "platform/platform.h"
+
 namespace {
 
 constexpr bool IsSeparator(char c) {

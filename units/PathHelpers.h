@@ -6,7 +6,6 @@
 #include <cstdint>
 
 #include "platform/export.h"
-#include "platform/platform.h"
 
 /// The file name of a path: what stands behind the last '\', '/' or ':'.
 /// @return a pointer into @p path: at its terminator when it ends with a separator, @p path without one

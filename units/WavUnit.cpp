@@ -1,10 +1,9 @@
 #include "units/WavUnit.h"
 
 #include <cstring>
+#include <tuple>
 
-#include "units/Copies.h"
-#include "units/Mirror.h"
-#include "units/codes.h"
+#include "units/Reader.h"
 
 using namespace units;
 
@@ -20,15 +19,15 @@ bool Read(HANDLE file, void* to, std::uint32_t bytes) {
 
 }  // namespace
 
-struct WavUnit::Copies : CopyRing<WavUnit, &WavUnit::nextCopy, &WavUnit::heap, &WavUnit::wavFile,
-                                  &WavUnit::mirrorFile, &WavUnit::fileSize, &WavUnit::dataSize,
-                                  &WavUnit::fmtId, &WavUnit::fmtSize, &WavUnit::waveFormat> {
-  // Lets go of all that the object has a part in; its fields are dead then.
-  static void GiveUp(WavUnit& unit) {
-    if (!Alone(unit)) return Leave(unit);
-    if (unit.wavFile != nullptr) unit.CloseWFile();
-    if (unit.mirrorFile != nullptr) unit.CloseMFile();
-    if (unit.heap != nullptr) HeapDestroy(unit.heap);
+struct WavUnit::Source {
+  static bool Read(WavUnit& unit, void* to, std::uint32_t bytes) { return ::Read(unit.wavFile, to, bytes); }
+  static bool Rewind(WavUnit& unit) {
+    return SetFilePointer(unit.wavFile, 0, nullptr, FILE_BEGIN) != INVALID_SET_FILE_POINTER;
+  }
+  static std::uint32_t HeaderSize(const WavUnit& unit) { return unit.fileSize - unit.dataSize; }
+  static auto Fields(auto& unit) {
+    return std::tie(unit.heap, unit.wavFile, unit.mirrorFile, unit.fileSize, unit.dataSize, unit.fmtId,
+                    unit.fmtSize, unit.waveFormat, unit.heapOwners, unit.sourceOwners, unit.mirrorOwners);
   }
 };
 
@@ -83,110 +82,71 @@ struct WavUnit::Header {
     if (!Is(id, "data")) return kNotInPlace;
     return Read(unit.wavFile, &unit.dataSize, sizeof unit.dataSize) ? kDone : kNotRead;
   }
-
-  // To the mirror. The block is given back when this returns, ahead of the handle that a failure closes.
-  static std::int32_t Copy(WavUnit& unit) {
-    const std::uint32_t bytes = unit.fileSize - unit.dataSize;
-    const HeapBlock block(unit.heap, bytes);
-    if (!block) return kNotWritten;
-    if (SetFilePointer(unit.wavFile, 0, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER ||
-        !Read(unit.wavFile, block.Get(), bytes)) {
-      return kNotRead;
-    }
-    return WriteMirror(unit.mirrorFile, block.Get(), bytes) ? kDone : kNotWritten;
-  }
 };
 
-WavUnit::WavUnit()
-    : heap(NewHeap()),
-      wavFile(nullptr),
-      mirrorFile(nullptr),
-      fileSize(0),
-      dataSize(0),
-      fmtId(),
-      fmtSize(0),
-      waveFormat(),
-      nextCopy(this) {}
-
-WavUnit::WavUnit(const WavUnit& other) : nextCopy(this) {
-  Copies::Join(*this, other);
+WavUnit::WavUnit() {
+  heap = NewHeap(heapOwners);
 }
 
+WavUnit::WavUnit(const WavUnit& other) = default;
+
 WavUnit& WavUnit::operator=(const WavUnit& other) {
-  if (Copies::Together(*this, other)) return *this;
-  Copies::GiveUp(*this);
-  Copies::Join(*this, other);
+  if (this == &other) return *this;
+  Reader<WavUnit>::GiveUp(*this);
+  Source::Fields(*this) = Source::Fields(other);
   return *this;
 }
 
 WavUnit::~WavUnit() {
-  Copies::GiveUp(*this);
+  Reader<WavUnit>::GiveUp(*this);
 }
 
 std::int32_t WavUnit::OpenWFile(const char* file) {
-  const Copies::Telling telling(*this);
   CloseWFile();
-  const HANDLE opened = CreateFileA(file, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (opened == INVALID_HANDLE_VALUE) return kNotOpened;
-  wavFile = opened;
+  if (!sourceOwners.Begin()) return kNotOpened;
+  wavFile = CreateFileA(file, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                        nullptr);
+  if (wavFile == INVALID_HANDLE_VALUE) {
+    sourceOwners.End();
+    return kNotOpened;
+  }
   const std::int32_t result = Header{*this}.Check();
   if (result != kDone) CloseWFile();
   return result;
 }
 
 std::uint32_t WavUnit::PcmDataSize() {
-  return dataSize;
+  return sourceOwners.IsOpen() ? dataSize : 0;
 }
 
 std::int32_t WavUnit::ChkPcmFile(std::uint16_t tag, std::uint16_t channels, std::uint32_t rate,
                                  std::uint16_t bits) {
-  return (tag != waveFormat.wFormatTag ? kOtherTag : 0) +
-         (channels != waveFormat.nChannels ? kOtherChannels : 0) +
-         (rate != waveFormat.nSamplesPerSec ? kOtherRate : 0) +
-         (bits != waveFormat.wBitsPerSample ? kOtherBits : 0);
+  return Reader<WavUnit>::Differences(waveFormat, tag, channels, rate, bits == waveFormat.wBitsPerSample);
 }
 
 std::int32_t WavUnit::ReadPcmData(void* buffer, std::uint32_t bytes) {
-  if (wavFile == nullptr) return kNoSource;
-  if (Read(wavFile, buffer, bytes)) return kDone;
-  CloseWFile();
-  return kNotRead;
+  return Reader<WavUnit>::ReadPcmData(*this, buffer, bytes);
 }
 
 std::int32_t WavUnit::CreateMirrorFile(const char* file) {
-  if (mirrorFile != nullptr) return kMirrorIsOpen;
-  if (wavFile == nullptr) return kNoSource;
-  const Copies::Telling telling(*this);
-  mirrorFile = CreateMirror(file);
-  if (mirrorFile == nullptr) return kNotWritten;
-  const std::int32_t result = Header::Copy(*this);
-  if (result == kNotRead) CloseWFile();
-  if (result == kNotWritten) CloseMFile();
-  return result;
+  return Reader<WavUnit>::CreateMirrorFile(*this, file);
 }
 
 std::int32_t WavUnit::WriteMirrorBuf(const void* data, std::uint32_t bytes) {
-  if (mirrorFile == nullptr) return kNoMirror;
-  if (WriteMirror(mirrorFile, data, bytes)) return kDone;
-  CloseMFile();
-  return kNotWritten;
+  return Reader<WavUnit>::WriteMirrorBuf(*this, data, bytes);
 }
 
 std::int32_t WavUnit::CloseWFile() {
-  const Copies::Telling telling(*this);
-  const bool wasOpen = wavFile != nullptr;
+  const bool wasOpen = sourceOwners.IsOpen();
   if (wasOpen) CloseHandle(wavFile);
-  wavFile = nullptr;
+  sourceOwners.End();
   fileSize = 0;
   dataSize = 0;
   return wasOpen ? kDone : kNothingToClose;
 }
 
 std::int32_t WavUnit::CloseMFile() {
-  const Copies::Telling telling(*this);
-  const bool wasOpen = mirrorFile != nullptr;
-  if (wasOpen) CloseHandle(mirrorFile);
-  mirrorFile = nullptr;
-  return wasOpen ? kDone : kNothingToClose;
+  if (!mirrorOwners.IsOpen()) return kNothingToClose;
+  Reader<WavUnit>::CloseMirror(*this);
+  return kDone;
 }

@@ -4,7 +4,13 @@
 #include <cstdint>
 
 #include "platform/export.h"
+#include "platform/owners.h"
 #include "platform/platform.h"
+
+namespace units {
+template <class Unit>
+struct Reader;
+}
 
 /// A strict reader of one WAV file, with a mirror: a second file that begins as the first one does and takes
 /// what the host writes to it. What happens to the samples between the two is the host's affair.
@@ -30,13 +36,14 @@
 ///
 /// Threads: an object serves one thread at a time, and so do an object and its copies together.
 ///
-/// Copies share everything, from then on: what one opens or closes is open or closed for all. They may go in
-/// any order; the last closes what is open.
+/// Copies share what is open when the copy is made: source and mirror. What one closes is closed for all;
+/// they may go in any order, and the last closes what is open. Sizes are each object's own, but a file has
+/// one position, which each of them moves for all.
 class CMM_API WavUnit {
  public:
   WavUnit();
   WavUnit(const WavUnit& other);
-  /// Closes what is open and is no other's, then shares all that @p other has.
+  /// Closes what is open and is no other's, then shares what @p other has open.
   WavUnit& operator=(const WavUnit& other);
   /// Closes what is open, unless it is a copy's too.
   ~WavUnit();
@@ -78,16 +85,20 @@ class CMM_API WavUnit {
   std::int32_t CloseMFile();
 
  private:
-  struct CMM_LOCAL Copies;
+  friend struct units::Reader<WavUnit>;
+  struct CMM_LOCAL Source;
   struct CMM_LOCAL Header;
 
-  HANDLE heap;        // null: it could not be had
-  HANDLE wavFile;     // null: none is open
-  HANDLE mirrorFile;  // null: none is open
-  std::uint32_t fileSize;
-  std::uint32_t dataSize;
-  std::array<std::uint8_t, 4> fmtId;
-  std::int32_t fmtSize;
-  WAVEFORMATEX waveFormat;
-  WavUnit* nextCopy;  // itself, without copies
+  // What the fields name is valid while its owners say that it is open: a copy may have closed it.
+  HANDLE heap = nullptr;  // null: it could not be had
+  HANDLE wavFile = nullptr;
+  HANDLE mirrorFile = nullptr;
+  std::uint32_t fileSize = 0;
+  std::uint32_t dataSize = 0;
+  std::array<std::uint8_t, 4> fmtId = {};
+  std::int32_t fmtSize = 0;
+  WAVEFORMATEX waveFormat = {};
+  cmm::Owners heapOwners;
+  cmm::Owners sourceOwners;
+  cmm::Owners mirrorOwners;
 };

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "platform/export.h"
+#include "platform/owners.h"
 #include "platform/platform.h"
 
 /// A RIFF/WAVE file, open for reading or for writing.
@@ -20,15 +21,18 @@
 ///
 /// Threads: an object serves one thread at a time, and so do an object and its copies together.
 ///
-/// Copies share everything: file, position and blocks. Closing one closes the file for all; destroying one
-/// leaves it to the others, and the last finishes it.
+/// Copies share the file and the conversion that are open when the copy is made. What one closes or ends is
+/// closed or ended for all; destroying one leaves both to the others, and the last closes them. Counts and
+/// cursors are each object's own, but the file has one position, which each of them moves for all: let one
+/// read or write. In a file open for writing that one is to close, too: a copy does not have its latest
+/// bytes, and would finish the file without them.
 class CMM_API CMMWav {
  public:
   CMMWav();
   CMMWav(const CMMWav& other);
-  /// Gives up what this object holds, as its destructor would, and shares what @p other holds.
+  /// Gives up what this object holds, as its destructor does, and shares what @p other holds.
   CMMWav& operator=(const CMMWav& other);
-  /// Closes an open file as Close(0) does.
+  /// Closes an open file as Close(0) does, unless a copy holds it too.
   virtual ~CMMWav();
 
   /// Opens an existing file for reading, standing on its first sample byte.
@@ -144,8 +148,9 @@ class CMM_API CMMWav {
   std::int32_t GetDriverDetails(ACMDRIVERDETAILSA* details);
 
  private:
-  struct CMM_LOCAL Share;       // what an object and its copies have in common
-  struct CMM_LOCAL Opening;     // what the two Opens have in common
+  enum OpenMode : std::uint32_t { kClosed, kReading, kWriting };
+
+  struct CMM_LOCAL Object;      // opening, assigning and giving up
   struct CMM_LOCAL Conversion;  // setting up and giving back
 
   // The container layer: the RIFF structure of the file.
@@ -164,21 +169,24 @@ class CMM_API CMMWav {
   MMRESULT softStreamConvert(HACMSTREAM stream, ACMSTREAMHEADER* header, DWORD flags,
                              std::uint32_t* outBytes);
 
-  char* fileName;
-  char* pathName;
-  std::uint8_t* convertBuf;
-  WAVEFORMATEX* srcFormat;  // not null: a file is open
-  WAVEFORMATEX* dstFormat;
-  HMMIO hmmio;
-  MMIOINFO mmioInfo;   // write mode: the live cursor in the file's buffer
-  MMCKINFO dataChunk;  // read mode: cksize counts down the bytes still to be read
-  MMCKINFO riffChunk;
-  std::uint32_t openMode;   // 0 closed, 1 read, 2 write
-  std::uint32_t dataBytes;  // read mode: size of the data; write mode: bytes written so far
-  std::uint32_t convertSize;
-  HACMDRIVERID driverId;
-  HACMSTREAM acmStream;
-  ACMSTREAMHEADER* streamHeader;
-  std::uint32_t convertKind;  // 0 none, 1 single stage, 2 two stages, 3 refused
-  std::uint8_t firstBlock;    // 1 until the first block has gone through the filter
+  // What the fields name is valid while its owners say that it is open: a copy may have closed it.
+  char* fileName = nullptr;
+  char* pathName = nullptr;
+  std::uint8_t* convertBuf = nullptr;
+  WAVEFORMATEX* srcFormat = nullptr;
+  WAVEFORMATEX* dstFormat = nullptr;
+  HMMIO hmmio = nullptr;
+  MMIOINFO mmioInfo = {};   // write mode: the live cursor in the file's buffer
+  MMCKINFO dataChunk = {};  // read mode: cksize counts down the bytes still to be read
+  MMCKINFO riffChunk = {};
+  std::uint32_t openMode = kClosed;
+  std::uint32_t dataBytes = 0;  // read mode: size of the data; write mode: bytes written so far
+  std::uint32_t convertSize = 0;
+  HACMDRIVERID driverId = nullptr;
+  HACMSTREAM acmStream = nullptr;
+  ACMSTREAMHEADER* streamHeader = nullptr;
+  std::uint32_t convertKind = 0;  // 0 none, 1 single stage, 2 two stages, 3 refused
+  std::uint8_t firstBlock = 1;    // 1 until the first block has gone through the filter
+  cmm::Owners fileOwners;         // of file, names and srcFormat
+  cmm::Owners conversionOwners;   // of stream, header, buffers and dstFormat
 };

@@ -1,5 +1,8 @@
 // The container layer: what the file holds around the samples, when it is opened and when it is finished.
-#include "wavfile/share.h"
+#include <utility>
+
+#include "wavfile/CMMWav.h"
+#include "wavfile/FormatBlock.h"
 
 namespace {
 
@@ -18,9 +21,18 @@ bool WriteExactly(HMMIO file, const void* data, LONG count) {
   return mmioWrite(file, static_cast<const char*>(data), count) == count;
 }
 
+// Writes out all that waits, so that what follows counts the bytes that the disk really has.
+// @return those bytes of data, or `written` where a position cannot tell
+std::uint32_t BytesOnDisk(HMMIO file, const MMCKINFO& data, std::uint32_t written) {
+  mmioFlush(file, 0);
+  const LONG end = mmioSeek(file, 0, SEEK_CUR);
+  if (end == -1) return written;
+  const auto position = static_cast<std::uint32_t>(end);
+  return position > data.dwDataOffset ? position - data.dwDataOffset : 0;
+}
+
 // Puts the sizes and the frame count where their placeholders are.
-bool FinishFile(HMMIO file, const MMIOINFO& cursor, MMCKINFO* data, MMCKINFO* riff, std::uint32_t frames) {
-  if (mmioSetInfo(file, &cursor, 0) != 0) return false;
+bool FinishHeader(HMMIO file, MMCKINFO* data, MMCKINFO* riff, std::uint32_t frames) {
   // On a disk without room for the pad byte both fail, with sizes that are right all the same: go on.
   const bool dataEnded = mmioAscend(file, data, 0) == 0;
   const bool riffEnded = mmioAscend(file, riff, 0) == 0;
@@ -48,15 +60,13 @@ std::int32_t CMMWav::ReadMMIO(HMMIO file, MMCKINFO* riff, WAVEFORMATEX** format)
   // The extra size of a PCM format says nothing, and is not read.
   const bool pcm = record.wFormatTag == WAVE_FORMAT_PCM;
   if (!pcm && !ReadExactly(file, &record.cbSize, sizeof(record.cbSize))) return 0;
-  WAVEFORMATEX* const block = Share::NewFormat(this, record.cbSize);
-  if (block == nullptr) return 0;
-  *block = record;
-  if (ReadExactly(file, block + 1, record.cbSize) && mmioAscend(file, &chunk, 0) == 0) {
-    *format = block;
-    return 1;
+  FormatBlock block = NewFormat(record);
+  if (block == nullptr || !ReadExactly(file, block.get() + 1, record.cbSize) ||
+      mmioAscend(file, &chunk, 0) != 0) {
+    return 0;
   }
-  Share::FreeFormat(block);
-  return 0;
+  *format = block.release();
+  return 1;
 }
 
 std::int32_t CMMWav::WriteMMIO(HMMIO file, MMCKINFO* scratch, MMCKINFO* riff, WAVEFORMATEX* format) {
@@ -121,15 +131,25 @@ std::int32_t CMMWav::ResetW() {
 
 std::int32_t CMMWav::CloseR() {
   const bool closed = mmioClose(hmmio, 0) == 0;
-  Share::EndFile(*this);
+  FreeFormat()(std::exchange(srcFormat, nullptr));
   return closed;
 }
 
+// With 0 the frames are counted.
 std::int32_t CMMWav::CloseW(std::uint32_t frames) {
-  mmioInfo.dwFlags |= MMIO_DIRTY;
-  Share::EndFile(*this);
-  const bool finished = FinishFile(hmmio, mmioInfo, &dataChunk, &riffChunk, frames);
+  bool finished = mmioInfo.pchBuffer != nullptr;  // otherwise an Open has failed ahead of the data
+  if (finished) {
+    mmioInfo.dwFlags |= MMIO_DIRTY;
+    // Refused when a copy has moved the buffer on: then what has left it is finished.
+    finished = mmioSetInfo(hmmio, &mmioInfo, 0) == 0;
+    const std::uint32_t held = BytesOnDisk(hmmio, dataChunk, dataBytes);
+    if (held < dataBytes) finished = false;
+    dataBytes = held;
+    if (!FinishHeader(hmmio, &dataChunk, &riffChunk, frames != 0 ? frames : GetSampleSize())) {
+      finished = false;
+    }
+  }
+  FreeFormat()(std::exchange(srcFormat, nullptr));
   // Closed in any case: what could not be finished is no reason to keep the handle.
-  const bool closed = mmioClose(hmmio, 0) == 0;
-  return finished && closed;
+  return mmioClose(hmmio, 0) == 0 && finished;
 }

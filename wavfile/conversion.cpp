@@ -5,13 +5,13 @@
 #include <new>
 
 #include "resample/AudioLinearFilter.h"
-#include "wavfile/modes.h"
-#include "wavfile/share.h"
+#include "wavfile/CMMWav.h"
+#include "wavfile/FormatBlock.h"
+#include "wavfile/limits.h"
 
 namespace {
 
 constexpr DWORD kConvertFlags = ACM_STREAMCONVERTF_BLOCKALIGN | ACM_STREAMCONVERTF_END;
-constexpr std::uint32_t kLargestBuffer = 0x7FFFFFFE;  // what a 32-bit process can have at the very most
 
 enum ConvertKind : std::uint32_t { kNone, kSingleStage, kTwoStages, kRefused };
 
@@ -25,21 +25,6 @@ void FreeBuffer(BYTE*& buffer) {
   if (buffer != nullptr) GlobalFree(buffer);
   buffer = nullptr;
 }
-
-// A format as the platform reads it: with the bytes that cbSize promises, which cannot have come along and
-// are zero.
-class WholeFormat {
- public:
-  explicit WholeFormat(const WAVEFORMATEX& format)
-      : block_(new (std::nothrow) char[sizeof format + format.cbSize]()) {
-    if (block_ != nullptr) std::memcpy(block_.get(), &format, sizeof format);
-  }
-  // Null when memory is short.
-  WAVEFORMATEX* Get() { return reinterpret_cast<WAVEFORMATEX*>(block_.get()); }
-
- private:
-  std::unique_ptr<char[]> block_;
-};
 
 // A change of tag never goes together with a change of channels or rate.
 bool GoTogether(const WAVEFORMATEX& source, const WAVEFORMATEX& target) {
@@ -61,14 +46,19 @@ bool FitsFilter(const WAVEFORMATEX& source, const WAVEFORMATEX& target) {
 }  // namespace
 
 struct CMMWav::Conversion {
+  // Whether a stream is open, for a file that is.
+  static bool Begun(const CMMWav& wav) { return wav.fileOwners.IsOpen() && wav.conversionOwners.IsOpen(); }
+
   // Opens the stream and prepares header and buffers for one second of source. Gives the size of the stage's
   // output; on 0 the stream may be open, and nothing else is there.
   static std::uint32_t BeginStage(CMMWav& wav, const WAVEFORMATEX& target, HACMDRIVER driver) {
-    WholeFormat whole(target);
-    if (whole.Get() == nullptr) return 0;
-    if (acmStreamOpen(&wav.acmStream, driver, wav.srcFormat, whole.Get(), nullptr, 0, 0,
+    // What the target has behind its record has not come along: zeros, which no driver takes for sense.
+    const FormatBlock complete = NewFormat(target);
+    if (complete == nullptr || !wav.conversionOwners.Begin()) return 0;
+    if (acmStreamOpen(&wav.acmStream, driver, wav.srcFormat, complete.get(), nullptr, 0, 0,
                       ACM_STREAMOPENF_NONREALTIME) != 0) {
       wav.acmStream = nullptr;
+      wav.conversionOwners.End();
       return 0;
     }
     acmDriverID(reinterpret_cast<HACMOBJ>(wav.acmStream), &wav.driverId, 0);
@@ -109,9 +99,18 @@ struct CMMWav::Conversion {
   }
 
   // Whether a conversion is set up to its end; a BeginConvert that failed may have left a stream without one.
-  static bool Ready(CMMWav& wav) {
-    return Share::Live(wav) && wav.openMode == kReading && wav.acmStream != nullptr &&
-           wav.streamHeader != nullptr && wav.dstFormat != nullptr;
+  static bool Ready(const CMMWav& wav) {
+    return Begun(wav) && wav.streamHeader != nullptr && wav.dstFormat != nullptr;
+  }
+
+  // The fields name nothing any more. The kind stays.
+  static void Clear(CMMWav& wav) {
+    wav.convertBuf = nullptr;
+    wav.dstFormat = nullptr;
+    wav.convertSize = 0;
+    wav.driverId = nullptr;
+    wav.acmStream = nullptr;
+    wav.streamHeader = nullptr;
   }
 
   // Frames of the stage's output that the filter may be given, so that its own output fits into convertBuf
@@ -128,7 +127,7 @@ struct CMMWav::Conversion {
 std::uint32_t CMMWav::BeginConvert(std::int32_t singleStage, WAVEFORMATEX target, std::uint8_t** outBuffer,
                                    HACMDRIVER driver) {
   if (outBuffer == nullptr || *outBuffer != nullptr) return 0;
-  if (!Share::Live(*this) || openMode != kReading || acmStream != nullptr) return 0;
+  if (!fileOwners.IsOpen() || openMode != kReading || conversionOwners.IsOpen()) return 0;
   if (!GoTogether(*srcFormat, target)) {
     convertKind = kRefused;
     return 0;
@@ -136,6 +135,7 @@ std::uint32_t CMMWav::BeginConvert(std::int32_t singleStage, WAVEFORMATEX target
   if (srcFormat->nBlockAlign == 0 || srcFormat->nAvgBytesPerSec == 0) return 0;
   const bool single = singleStage == 1;
   if (!single && !FitsFilter(*srcFormat, target)) return 0;
+  Conversion::Clear(*this);  // a copy may have ended the conversion that the fields still name
   const std::uint32_t size =
       single ? BeginConvOnce(target, outBuffer, driver) : BeginConvTwice(target, outBuffer, driver);
   if (size == 0) return 0;
@@ -227,7 +227,7 @@ MMRESULT CMMWav::softStreamConvert(HACMSTREAM stream, ACMSTREAMHEADER* header, D
 }
 
 std::uint32_t CMMWav::GetConvertSize() {
-  return Share::Live(*this) && openMode == kReading && acmStream != nullptr ? convertSize : 0;
+  return Conversion::Begun(*this) ? convertSize : 0;
 }
 
 std::uint8_t* CMMWav::GetConvertBuf() {
@@ -235,19 +235,16 @@ std::uint8_t* CMMWav::GetConvertBuf() {
 }
 
 std::uint32_t CMMWav::EndConvert() {
-  if (!Share::Live(*this) || openMode != kReading || acmStream == nullptr) return 0;
+  if (!conversionOwners.IsOpen()) return 0;
   if (streamHeader != nullptr) acmStreamUnprepareHeader(acmStream, streamHeader, 0);
   acmStreamClose(acmStream, 0);
-  acmStream = nullptr;
   if (streamHeader != nullptr) {
     Conversion::FreeHeader(*this);
     if (convertKind == kTwoStages) FreeBuffer(convertBuf);
   }
-  convertBuf = nullptr;
   delete dstFormat;
-  dstFormat = nullptr;
-  driverId = nullptr;
-  convertSize = 0;
+  Conversion::Clear(*this);
   convertKind = kNone;
+  conversionOwners.End();
   return 1;
 }

@@ -1,7 +1,7 @@
 // The directory of conversion drivers, on a combo box of the host.
 #include <cstring>
 
-#include "wavfile/share.h"
+#include "wavfile/CMMWav.h"
 
 namespace {
 
@@ -32,11 +32,12 @@ HACMDRIVERID CMMWav::ListFromDriver(HWND hwnd, std::uint32_t index) {
 }
 
 HACMDRIVERID CMMWav::GetNowDriverID() {
-  return Share::Live(*this) ? driverId : nullptr;
+  return fileOwners.IsOpen() && conversionOwners.IsOpen() ? driverId : nullptr;
 }
 
 std::int32_t CMMWav::GetDriverDetails(ACMDRIVERDETAILSA* details) {
-  if (details == nullptr || !Share::Live(*this) || driverId == nullptr) return 0;
+  const HACMDRIVERID driver = GetNowDriverID();
+  if (details == nullptr || driver == nullptr) return 0;
   details->cbStruct = sizeof *details;
-  return acmDriverDetailsA(driverId, details, 0) == 0;
+  return acmDriverDetailsA(driver, details, 0) == 0;
 }

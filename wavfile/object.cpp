@@ -2,9 +2,10 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <tuple>
 
-#include "wavfile/modes.h"
-#include "wavfile/share.h"
+#include "wavfile/CMMWav.h"
+#include "wavfile/FormatBlock.h"
 
 namespace {
 
@@ -15,123 +16,84 @@ char* CopyText(const char* text) {
   return copy != nullptr ? static_cast<char*>(std::memcpy(copy, text, size)) : nullptr;
 }
 
-void ReleaseText(char** text) {
-  delete[] * text;
-  *text = nullptr;
+void ReleaseText(char*& text) {
+  delete[] text;
+  text = nullptr;
 }
-
-// Room for a full path: the usual length without an allocation.
-class PathRoom {
- public:
-  // At least that many bytes; null when memory is short.
-  char* Get(std::size_t size) {
-    if (size <= sizeof(usual_)) return usual_;
-    long_.reset(new (std::nothrow) char[size]);
-    return long_.get();
-  }
-
- private:
-  char usual_[260];
-  std::unique_ptr<char[]> long_;
-};
 
 }  // namespace
 
-struct CMMWav::Opening {
-  PathRoom room;
-
-  // Sets mode and names. Gives the full path, or null.
-  char* Begin(CMMWav& wav, std::uint32_t mode, const char* file, const char* directory) {
+struct CMMWav::Object {
+  // Begins an opening: from here on Close gives back what there is. Gives the full path; null when there is
+  // none, or memory is short.
+  static std::unique_ptr<char[]> BeginOpen(CMMWav& wav, OpenMode mode, const char* file,
+                                           const char* directory) {
+    wav = CMMWav();  // a copy may have closed the file that the fields still name
+    if (!wav.fileOwners.Begin()) return nullptr;
     wav.openMode = mode;
     wav.pathName = CopyText(directory != nullptr ? directory : "");
     if (wav.pathName == nullptr || file == nullptr) return nullptr;
     wav.fileName = CopyText(file);
     if (wav.fileName == nullptr) return nullptr;
-    char* const path = room.Get(std::strlen(wav.pathName) + sizeof("\\") + std::strlen(file));
-    return path != nullptr && wav.FullPath(path, wav.fileName, wav.pathName) != 0 ? path : nullptr;
+    const std::size_t size = std::strlen(wav.pathName) + sizeof("\\") + std::strlen(file);
+    std::unique_ptr<char[]> path(new (std::nothrow) char[size]);
+    if (path != nullptr && wav.FullPath(path.get(), wav.fileName, wav.pathName) == 0) path.reset();
+    return path;
   }
 
   // The format of a file to be written: always PCM, with what follows from the sizes computed.
-  static WAVEFORMATEX* NewFormat(CMMWav& wav, const WAVEFORMATEX& wanted) {
-    WAVEFORMATEX* const format = Share::NewFormat(&wav, 0);
-    if (format == nullptr) return nullptr;
+  static FormatBlock FormatToWrite(const WAVEFORMATEX& wanted) {
     const auto blockAlign = static_cast<std::uint16_t>((wanted.wBitsPerSample >> 3) * wanted.nChannels);
-    *format = {
-        WAVE_FORMAT_PCM, wanted.nChannels,      wanted.nSamplesPerSec, blockAlign * wanted.nSamplesPerSec,
-        blockAlign,      wanted.wBitsPerSample, wanted.cbSize};
-    return format;
+    return NewFormat({WAVE_FORMAT_PCM, wanted.nChannels, wanted.nSamplesPerSec,
+                      blockAlign * wanted.nSamplesPerSec, blockAlign, wanted.wBitsPerSample, wanted.cbSize});
   }
 
-  // Hands the cursor back and writes all out, so that what follows counts the bytes that the disk really has.
-  // Gives false when those are fewer than Write has taken.
-  static bool SettleData(CMMWav& wav) {
-    wav.mmioInfo.dwFlags |= MMIO_DIRTY;
-    if (mmioSetInfo(wav.hmmio, &wav.mmioInfo, 0) != 0) return true;  // no data yet; CloseW fails the same way
-    mmioFlush(wav.hmmio, 0);
-    const LONG end = mmioSeek(wav.hmmio, 0, SEEK_CUR);
-    mmioGetInfo(wav.hmmio, &wav.mmioInfo, 0);
-    if (end == -1) return true;  // beyond what a position can say, so no short disk
-    const std::uint32_t start = wav.dataChunk.dwDataOffset;
-    const std::uint32_t held =
-        static_cast<std::uint32_t>(end) > start ? static_cast<std::uint32_t>(end) - start : 0;
-    const bool complete = held >= wav.dataBytes;
-    wav.dataBytes = complete ? wav.dataBytes : held;
-    return complete;
+  // Ends and closes what no copy holds.
+  static void GiveUp(CMMWav& wav) {
+    if (wav.conversionOwners.IsLast()) wav.EndConvert();
+    if (wav.fileOwners.IsLast()) wav.Close(0);
+  }
+
+  // All fields, for assignment.
+  static auto Fields(auto& wav) {
+    return std::tie(wav.fileName, wav.pathName, wav.convertBuf, wav.srcFormat, wav.dstFormat, wav.hmmio,
+                    wav.mmioInfo, wav.dataChunk, wav.riffChunk, wav.openMode, wav.dataBytes, wav.convertSize,
+                    wav.driverId, wav.acmStream, wav.streamHeader, wav.convertKind, wav.firstBlock,
+                    wav.fileOwners, wav.conversionOwners);
   }
 };
 
-CMMWav::CMMWav()
-    : fileName(nullptr),
-      pathName(nullptr),
-      convertBuf(nullptr),
-      srcFormat(nullptr),
-      dstFormat(nullptr),
-      hmmio(nullptr),
-      mmioInfo(),
-      dataChunk(),
-      riffChunk(),
-      openMode(kClosed),
-      dataBytes(0),
-      convertSize(0),
-      driverId(nullptr),
-      acmStream(nullptr),
-      streamHeader(nullptr),
-      convertKind(0),
-      firstBlock(1) {}
+CMMWav::CMMWav() = default;
 
-CMMWav::CMMWav(const CMMWav& other) {
-  Share::CopyFields(*this, other);
-  if (srcFormat != nullptr) ++Share::Of(*this)->sharers;
-}
+CMMWav::CMMWav(const CMMWav& other) = default;
 
 CMMWav& CMMWav::operator=(const CMMWav& other) {
   if (this == &other) return *this;
-  Share::GiveUp(*this);
-  Share::CopyFields(*this, other);
-  if (srcFormat != nullptr) ++Share::Of(*this)->sharers;
+  Object::GiveUp(*this);
+  Object::Fields(*this) = Object::Fields(other);
   return *this;
 }
 
 CMMWav::~CMMWav() {
-  Share::GiveUp(*this);
+  Object::GiveUp(*this);
 }
 
 std::int32_t CMMWav::Open(const char* file, const char* directory) {
-  if (Share::Live(*this)) return 0;
-  Opening opening;
-  char* const path = opening.Begin(*this, kReading, file, directory);
-  if (path != nullptr && OpenFileR(path, &hmmio, &srcFormat, &riffChunk) != 0 && ResetR() != 0) return 1;
+  if (fileOwners.IsOpen()) return 0;
+  const std::unique_ptr<char[]> path = Object::BeginOpen(*this, kReading, file, directory);
+  if (path != nullptr && OpenFileR(path.get(), &hmmio, &srcFormat, &riffChunk) != 0 && ResetR() != 0) {
+    return 1;
+  }
   Close(0);
   return 0;
 }
 
 std::int32_t CMMWav::Open(WAVEFORMATEX format, const char* file, const char* directory) {
-  if (Share::Live(*this)) return 0;
-  Opening opening;
-  char* const path = opening.Begin(*this, kWriting, file, directory);
-  mmioInfo = MMIOINFO();  // no cursor until ResetW takes one
-  if (path != nullptr && (srcFormat = Opening::NewFormat(*this, format)) != nullptr &&
-      OpenFileW(path, &hmmio, srcFormat, &dataChunk, &riffChunk) != 0 && ResetW() != 0) {
+  if (fileOwners.IsOpen()) return 0;
+  const std::unique_ptr<char[]> path = Object::BeginOpen(*this, kWriting, file, directory);
+  if (path != nullptr) srcFormat = Object::FormatToWrite(format).release();
+  if (srcFormat != nullptr && OpenFileW(path.get(), &hmmio, srcFormat, &dataChunk, &riffChunk) != 0 &&
+      ResetW() != 0) {
     return 1;
   }
   Close(0);
@@ -148,32 +110,19 @@ std::int32_t CMMWav::FullPath(char* out, const char* file, const char* directory
 }
 
 std::int32_t CMMWav::Close(std::uint32_t frames) {
-  Share::Live(*this);
   EndConvert();
-  const bool last = Share::Last(*this);
-  std::int32_t result;
-  if (openMode == kReading) {
-    result = CloseR();
-  } else if (openMode == kWriting) {
-    const bool complete = Opening::SettleData(*this);
-    result = CloseW(frames != 0 ? frames : GetSampleSize());
-    if (!complete) result = 0;
-  } else {
-    return 0;
-  }
-  // Copies may still hold the names: the last to let go releases them.
-  if (last) {
-    ReleaseText(&pathName);
-    ReleaseText(&fileName);
-  }
-  pathName = fileName = nullptr;
+  if (!fileOwners.IsOpen()) return 0;
+  const std::int32_t result = openMode == kReading ? CloseR() : CloseW(frames);
+  ReleaseText(pathName);
+  ReleaseText(fileName);
   hmmio = nullptr;
   dataBytes = 0;
   openMode = kClosed;
+  fileOwners.End();
   return result;
 }
 
 std::int32_t CMMWav::Reset() {
   // A file being written has one "data" chunk, which has begun already.
-  return Share::Live(*this) && openMode == kReading ? ResetR() : 0;
+  return fileOwners.IsOpen() && openMode == kReading ? ResetR() : 0;
 }

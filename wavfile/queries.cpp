@@ -1,7 +1,5 @@
-// What an open file says about itself.
-#include "wavfile/low_bits.h"
-#include "wavfile/modes.h"
-#include "wavfile/share.h"
+// What an open file says about itself, and seeking in it.
+#include "wavfile/CMMWav.h"
 
 namespace {
 
@@ -11,75 +9,98 @@ std::uint32_t FramesOf(const WAVEFORMATEX& format, std::uint32_t bytes) {
   return bytes * 8 / format.nChannels / format.wBitsPerSample;
 }
 
+// The low 32 bits of a value truncated toward zero; `otherwise` when it does not fit a 64-bit integer, or is
+// no number.
+std::uint32_t LowBits(double value, std::uint32_t otherwise) {
+  constexpr double kLimit = 9223372036854775808.0;  // 2^63
+  if (!(value >= -kLimit && value < kLimit)) return otherwise;
+  return static_cast<std::uint32_t>(static_cast<std::int64_t>(value));
+}
+
 }  // namespace
 
 std::uint32_t CMMWav::GetSampleSize() {
-  return Share::Live(*this) ? FramesOf(*srcFormat, dataBytes) : 0;
+  return fileOwners.IsOpen() ? FramesOf(*srcFormat, dataBytes) : 0;
 }
 
 std::uint32_t CMMWav::GetNowSampleSize() {
-  return Share::Live(*this) ? FramesOf(*srcFormat, dataBytes - dataChunk.cksize) : 0;
+  return fileOwners.IsOpen() ? FramesOf(*srcFormat, dataBytes - dataChunk.cksize) : 0;
 }
 
 std::uint32_t CMMWav::GetSampleSizeInBits() {
-  return Share::Live(*this) ? srcFormat->wBitsPerSample : 0;
+  return fileOwners.IsOpen() ? srcFormat->wBitsPerSample : 0;
 }
 
 std::uint32_t CMMWav::GetSampleRate() {
-  return Share::Live(*this) ? srcFormat->nSamplesPerSec : 0;
+  return fileOwners.IsOpen() ? srcFormat->nSamplesPerSec : 0;
 }
 
 std::uint32_t CMMWav::GetChannels() {
-  return Share::Live(*this) ? srcFormat->nChannels : 0;
+  return fileOwners.IsOpen() ? srcFormat->nChannels : 0;
 }
 
 std::uint16_t CMMWav::GetFormat() {
-  return Share::Live(*this) ? srcFormat->wFormatTag : std::uint16_t{0};
+  return fileOwners.IsOpen() ? srcFormat->wFormatTag : std::uint16_t{0};
 }
 
 char* CMMWav::GetFileName() {
-  return Share::Live(*this) ? fileName : nullptr;
+  return fileOwners.IsOpen() ? fileName : nullptr;
 }
 
 char* CMMWav::GetPathName() {
-  return Share::Live(*this) ? pathName : nullptr;
+  return fileOwners.IsOpen() ? pathName : nullptr;
 }
 
 std::uint32_t CMMWav::GetFSize() {
-  return Share::Live(*this) ? riffChunk.dwDataOffset + riffChunk.cksize : 0;
+  return fileOwners.IsOpen() ? riffChunk.dwDataOffset + riffChunk.cksize : 0;
 }
 
 double CMMWav::GetPlayTime() {
-  return Share::Live(*this) ? static_cast<double>(dataBytes) / srcFormat->nAvgBytesPerSec : 0.0;
+  return fileOwners.IsOpen() ? static_cast<double>(dataBytes) / srcFormat->nAvgBytesPerSec : 0.0;
 }
 
 double CMMWav::GetNowTime() {
-  if (!Share::Live(*this)) return 0.0;
+  if (!fileOwners.IsOpen()) return 0.0;
   const std::uint32_t consumed = dataBytes - dataChunk.cksize;
   return static_cast<double>(consumed) / srcFormat->nAvgBytesPerSec;
 }
 
 std::int32_t CMMWav::ChkFileSize() {
   // The position of a file being written is the cursor's.
-  if (!Share::Live(*this) || openMode != kReading) return 0;
+  if (!fileOwners.IsOpen() || openMode != kReading) return 0;
   const LONG end = mmioSeek(hmmio, 0, SEEK_END);
   return end != -1 && static_cast<std::uint32_t>(end) == dataChunk.dwDataOffset + dataChunk.cksize;
 }
 
 std::int32_t CMMWav::GetFileInfo(WAVEFORMATEX* out) {
-  if (!Share::Live(*this) || out == nullptr) return 0;
+  if (!fileOwners.IsOpen() || out == nullptr) return 0;
   *out = *srcFormat;
   return 1;
 }
 
 std::uint32_t CMMWav::GetSampleToByte(std::uint32_t samples) {
-  if (!Share::Live(*this) || samples > GetSampleSize()) return 0;
+  if (!fileOwners.IsOpen() || samples > GetSampleSize()) return 0;
   const std::uint32_t bits = std::uint32_t{srcFormat->wBitsPerSample} * srcFormat->nChannels * samples;
   return (bits >> 3) + ((bits & 7) != 0 ? 1 : 0);
 }
 
 std::uint32_t CMMWav::GetTimeToByte(double seconds) {
-  if (!Share::Live(*this) || srcFormat->nBlockAlign == 0) return 0;
+  if (!fileOwners.IsOpen() || srcFormat->nBlockAlign == 0) return 0;
   const std::uint32_t bytes = LowBits(srcFormat->nAvgBytesPerSec * seconds, 0);
   return bytes / srcFormat->nBlockAlign * srcFormat->nBlockAlign;
+}
+
+std::int32_t CMMWav::SampleFind(std::uint32_t sample) {
+  if (!fileOwners.IsOpen() || openMode == kWriting || sample > GetSampleSize()) return 0;
+  const std::uint32_t offset = srcFormat->nBlockAlign * sample;
+  mmioSeek(hmmio, static_cast<LONG>(dataChunk.dwDataOffset + offset), SEEK_SET);
+  dataChunk.cksize = dataBytes - offset;
+  return 1;
+}
+
+std::int32_t CMMWav::TimeFind(double seconds) {
+  if (!fileOwners.IsOpen() || openMode == kWriting || srcFormat->nBlockAlign == 0) return 0;
+  const double block = srcFormat->nAvgBytesPerSec * seconds / srcFormat->nBlockAlign;
+  constexpr std::uint32_t kNoFrame = 0xFFFFFFFF;  // above every file's count of frames
+  return SampleFind(LowBits(block, kNoFrame));
 }

@@ -1,20 +1,11 @@
-// Sample bytes in and out, and seeking.
+// Sample bytes in and out.
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
-#include "wavfile/low_bits.h"
-#include "wavfile/modes.h"
-#include "wavfile/share.h"
+#include "wavfile/CMMWav.h"
+#include "wavfile/limits.h"
 
 namespace {
-
-// From this many bytes on they go between the caller's memory and the file in one call, past the buffer.
-constexpr std::uint32_t kLargeRest = 4096;
-// The most that one call is given; its count is signed.
-constexpr std::uint32_t kLargestCall = 1u << 30;
-// The largest signed position.
-constexpr std::uint32_t kHalf = 0x7FFFFFFF;
 
 std::size_t Distance(const char* from, const char* to) {
   return static_cast<std::size_t>(to - from);
@@ -22,7 +13,7 @@ std::size_t Distance(const char* from, const char* to) {
 
 // The data size with which the RIFF size, which counts the pad byte and all from the form type on, just fits.
 std::uint32_t LargestData(const MMCKINFO& riff, const MMCKINFO& data) {
-  return (0xFFFFFFFF - (data.dwDataOffset - riff.dwDataOffset)) & ~1u;
+  return (kLargestChunk - (data.dwDataOffset - riff.dwDataOffset)) & ~1u;
 }
 
 std::uint32_t Position(const MMIOINFO& cursor) {
@@ -73,7 +64,7 @@ bool ReadLarge(HMMIO file, const MMIOINFO& cursor, char* to, std::uint32_t count
 std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* delivered) {
   if (delivered == nullptr) return 0;
   *delivered = 0;
-  if (!Share::Live(*this) || (buffer == nullptr && bytes > 0)) return 0;
+  if (!fileOwners.IsOpen() || (buffer == nullptr && bytes > 0)) return 0;
   if (srcFormat->nBlockAlign == 0 || bytes % srcFormat->nBlockAlign != 0) return 0;
   const std::uint32_t take = std::min<std::uint32_t>(bytes, dataChunk.cksize);
   if (take == 0) return 1;
@@ -90,7 +81,7 @@ std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* deli
     cursor.pchNext += held;
     to += held;
     rest -= held;
-    if (rest == 0 || rest >= kLargeRest) break;
+    if (rest == 0 || rest >= kDirectBytes) break;
     if (mmioAdvance(hmmio, &cursor, MMIO_READ) != 0) return 0;
     if (cursor.pchNext == cursor.pchEndRead) return 0;  // the file ends ahead of its declared size
   }
@@ -100,7 +91,7 @@ std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* deli
 }
 
 std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t* taken) {
-  if (!Share::Live(*this) || openMode != kWriting || taken == nullptr || (data == nullptr && bytes > 0))
+  if (!fileOwners.IsOpen() || openMode != kWriting || taken == nullptr || (data == nullptr && bytes > 0))
     return 0;
   const std::uint32_t align = srcFormat->nBlockAlign;
   if (align == 0) {
@@ -109,13 +100,13 @@ std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t*
   }
   if (bytes % align != 0) return 0;
   std::uint32_t room = LargestData(riffChunk, dataChunk) - dataBytes;
-  const std::uint32_t toHalf = (kHalf & ~1u) - dataChunk.dwDataOffset;
+  const std::uint32_t toHalf = (kLargestPosition & ~1u) - dataChunk.dwDataOffset;
   if (dataBytes <= toHalf && bytes > toHalf - dataBytes) {
     if (!FlushesUpTo(hmmio, &mmioInfo, dataChunk.dwDataOffset + dataBytes)) {
       *taken = 0;
       return 0;
     }
-    if (!SeeksBehind(hmmio, &mmioInfo, kHalf + 1)) room = toHalf - dataBytes;
+    if (!SeeksBehind(hmmio, &mmioInfo, kLargestPosition + 1)) room = toHalf - dataBytes;
   }
   const std::uint32_t fit = bytes <= room ? bytes : room / align * align;
 
@@ -129,7 +120,7 @@ std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t*
     }
     const std::size_t space = Distance(mmioInfo.pchNext, mmioInfo.pchEndWrite);
     std::uint32_t part;
-    if (rest > space && rest >= kLargeRest) {
+    if (rest > space && rest >= kDirectBytes) {
       part = WriteLarge(hmmio, &mmioInfo, from, rest);
       if (part == 0) break;
     } else {
@@ -143,18 +134,4 @@ std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t*
   *taken = fit - rest;
   dataBytes += fit - rest;
   return rest == 0 && fit == bytes;
-}
-
-std::int32_t CMMWav::SampleFind(std::uint32_t sample) {
-  if (!Share::Live(*this) || openMode == kWriting || sample > GetSampleSize()) return 0;
-  const std::uint32_t offset = srcFormat->nBlockAlign * sample;
-  mmioSeek(hmmio, static_cast<LONG>(dataChunk.dwDataOffset + offset), SEEK_SET);
-  dataChunk.cksize = dataBytes - offset;
-  return 1;
-}
-
-std::int32_t CMMWav::TimeFind(double seconds) {
-  if (!Share::Live(*this) || openMode == kWriting || srcFormat->nBlockAlign == 0) return 0;
-  const double block = srcFormat->nAvgBytesPerSec * seconds / srcFormat->nBlockAlign;
-  return SampleFind(LowBits(block, 0xFFFFFFFF));  // a number above every file's count of frames
 }

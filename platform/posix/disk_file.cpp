@@ -32,29 +32,29 @@ bool Forbids(const FileUse& use, const FileUse& other) noexcept {
 }
 
 // Enters a file. False when an open one stands against it, or memory is short.
-bool Enter(const struct stat& status, const FileUse& use, FileTablePlace& place) noexcept {
-  auto* const entry = new (std::nothrow) FileTableEntry{status.st_dev, status.st_ino, use, nullptr};
-  if (entry == nullptr) return false;
+bool Enter(const struct stat& status, const FileUse& use, FileTableEntryPtr& entry) noexcept {
+  std::unique_ptr<FileTableEntry> made(new (std::nothrow)
+                                           FileTableEntry{status.st_dev, status.st_ino, use, nullptr});
+  if (made == nullptr) return false;
   const std::lock_guard lock(tableMutex);
   for (const FileTableEntry* other = firstEntry; other != nullptr; other = other->next) {
-    if (other->device == entry->device && other->number == entry->number &&
+    if (other->device == made->device && other->number == made->number &&
         (Forbids(other->use, use) || Forbids(use, other->use))) {
-      delete entry;
       return false;
     }
   }
-  entry->next = firstEntry;
-  firstEntry = entry;
-  place.reset(entry);
+  made->next = firstEntry;
+  firstEntry = made.get();
+  entry.reset(made.release());
   return true;
 }
 
 // The file is cut only after it was entered: one that is refused keeps its contents.
-bool Settle(int file, const FileUse& use, bool create, FileTablePlace& place) noexcept {
+bool Settle(int file, const FileUse& use, bool create, FileTableEntryPtr& entry) noexcept {
   struct stat status;
   if (fstat(file, &status) != 0) return false;
   if (S_ISREG(status.st_mode)) {
-    return Enter(status, use, place) && (!create || status.st_size == 0 || ftruncate(file, 0) == 0);
+    return Enter(status, use, entry) && (!create || status.st_size == 0 || ftruncate(file, 0) == 0);
   }
   return (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode)) && lseek(file, 0, SEEK_CUR) != -1;
 }
@@ -71,7 +71,7 @@ void LeaveFileTable::operator()(FileTableEntry* entry) const noexcept {
   delete entry;
 }
 
-int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTablePlace& place) noexcept {
+int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTableEntryPtr& entry) noexcept {
   const int access = use.writes ? use.reads ? O_RDWR : O_WRONLY : O_RDONLY;
   // Without O_NONBLOCK the opening of a pipe waits for its other end.
   const int mode = O_CLOEXEC | O_NOCTTY | O_NONBLOCK | access | (create ? O_CREAT : 0);
@@ -83,9 +83,9 @@ int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTablePla
     SetLastError(static_cast<DWORD>(errno));
     return -1;
   }
-  if (Settle(file, use, create, place)) return file;
+  if (Settle(file, use, create, entry)) return file;
   SetLastError(EBUSY);  // in the way: another use of the file, or that it has no positions
-  place.reset();
+  entry.reset();
   close(file);
   return -1;
 }

@@ -16,16 +16,16 @@ struct FileUse {
 struct LeaveFileTable {
   void operator()(struct FileTableEntry* entry) const noexcept;
 };
-/// An open file's place in the process's table of files; given up before the descriptor is closed. Files of
+/// An open file's entry in the process's table of files; given up before the descriptor is closed. Files of
 /// other processes are not in the table.
-using FileTablePlace = std::unique_ptr<struct FileTableEntry, LeaveFileTable>;
+using FileTableEntryPtr = std::unique_ptr<struct FileTableEntry, LeaveFileTable>;
 
 /// Opens a file that has positions: a folder, a pipe, a socket or a terminal has none.
 /// @param path   native
 /// @param create makes the file, or cuts an existing one to zero length; for writing only
-/// @param place  receives the file's place in the table
+/// @param entry  receives the file's entry in the table
 /// @return the descriptor; -1 when it cannot be opened, or another use of it in this process forbids it: the
 ///         file is then as it was
-int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTablePlace& place) noexcept;
+int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTableEntryPtr& entry) noexcept;
 
 }  // namespace platform::detail

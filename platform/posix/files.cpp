@@ -12,6 +12,7 @@
 #include "platform/posix/disk_file.h"
 #include "platform/posix/errors.h"
 #include "platform/posix/handles.h"
+#include "platform/posix/limits.h"
 
 namespace platform::detail {
 namespace {
@@ -24,12 +25,12 @@ class File final : public Object {
 
   bool Close() override {
     closed_ = true;
-    place_.reset();
+    entry_.reset();
     return file_ < 0 || close(file_) == 0 || errno == EINTR;
   }
 
   bool Open(const char* path, const FileUse& use, bool create) noexcept {
-    file_ = OpenDiskFile(path, use, create, place_);
+    file_ = OpenDiskFile(path, use, create, entry_);
     return file_ >= 0;
   }
   int Descriptor() const noexcept { return file_; }
@@ -37,7 +38,7 @@ class File final : public Object {
  private:
   int file_ = -1;  // stays as it is: other calls may have been looking at it
   bool closed_ = false;
-  FileTablePlace place_;
+  FileTableEntryPtr entry_;
 };
 
 bool Understood(DWORD access, DWORD share, DWORD disposition, DWORD flags) {
@@ -105,7 +106,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, PLONG high, DWORD origin) {
   if (!file || high != nullptr || origin > FILE_END) return INVALID_SET_FILE_POINTER;
   const off_t before = lseek(file->Descriptor(), 0, SEEK_CUR);
   const off_t position = lseek(file->Descriptor(), distance, kOrigins[origin]);
-  if (position >= INVALID_SET_FILE_POINTER) {
+  if (position > kLastPosition) {
     lseek(file->Descriptor(), before, SEEK_SET);
     return INVALID_SET_FILE_POINTER;
   }

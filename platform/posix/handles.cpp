@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/posix/immortal.h"
+#include "platform/posix/limits.h"
 #include "platform/posix/sync.h"
 
 namespace platform::detail {
@@ -13,11 +14,8 @@ namespace {
 
 // A handle is a generation above an index. The generation of a slot moves on when its handle is closed, so
 // the stale handle of a slot in use again does not match. It begins at 1, so no handle is null.
-constexpr unsigned kIndexBits = 16;
-constexpr std::uintptr_t kIndexMask = (std::uintptr_t{1} << kIndexBits) - 1;
-constexpr std::uintptr_t kLastGeneration = UINTPTR_MAX >> kIndexBits;
-constexpr std::size_t kMostSlots =
-    kIndexMask;  // the index of all ones stays unused: a published mark of failure
+constexpr std::uintptr_t kLastGeneration = UINTPTR_MAX >> kHandleIndexBits;
+constexpr std::size_t kMostSlots = kHandleIndexMask;  // a handle of all ones is a published mark of failure
 
 class HandleTable {
  public:
@@ -32,7 +30,7 @@ class HandleTable {
     Slot& slot = slots_[index];
     free_ = slot.nextFree;
     slot.object = std::move(object);
-    return reinterpret_cast<HANDLE>(slot.generation << kIndexBits | index);
+    return reinterpret_cast<HANDLE>(slot.generation << kHandleIndexBits | index);
   }
 
   std::shared_ptr<Object> Find(HANDLE handle) {
@@ -61,10 +59,10 @@ class HandleTable {
 
   Slot* Look(HANDLE handle) {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
-    const std::size_t index = value & kIndexMask;
+    const std::size_t index = value & kHandleIndexMask;
     if (index >= slots_.size()) return nullptr;
     Slot& slot = slots_[index];
-    return slot.object && slot.generation == value >> kIndexBits ? &slot : nullptr;
+    return slot.object && slot.generation == value >> kHandleIndexBits ? &slot : nullptr;
   }
 
   std::mutex lock_;

@@ -8,11 +8,10 @@
 #include <unordered_set>
 
 #include "platform/posix/handles.h"
+#include "platform/posix/limits.h"
 
 namespace platform::detail {
 namespace {
-
-constexpr SIZE_T kBlockLimit = SIZE_T{1} << 31;
 
 class Heap final : public Object {
  public:
@@ -70,7 +69,8 @@ BOOL HeapDestroy(HANDLE heap) {
 
 LPVOID HeapAlloc(HANDLE handle, DWORD flags, SIZE_T bytes) try {
   const auto heap = FindObject<Heap>(handle);
-  if (!heap || (flags & ~(HEAP_NO_SERIALIZE | HEAP_ZERO_MEMORY)) != 0 || bytes >= kBlockLimit) return nullptr;
+  if (!heap || (flags & ~(HEAP_NO_SERIALIZE | HEAP_ZERO_MEMORY)) != 0 || bytes > kMostBlockBytes)
+    return nullptr;
   return heap->Take(std::max<SIZE_T>(bytes, 1), (flags & HEAP_ZERO_MEMORY) != 0);
 } catch (const std::bad_alloc&) {
   return nullptr;

@@ -4,6 +4,7 @@
 #include <climits>
 
 #include "platform/posix/codepage.h"
+#include "platform/posix/limits.h"
 #include "platform/posix/mmio_handles.h"
 
 using namespace platform::detail;
@@ -12,7 +13,6 @@ namespace {
 
 constexpr DWORD kOpenRead = MMIO_ALLOCBUF | MMIO_READ;
 constexpr DWORD kOpenCreate = MMIO_ALLOCBUF | MMIO_CREATE | MMIO_READWRITE;
-constexpr std::int64_t kLastPosition = 0xFFFFFFFE;  // what lies above cannot be told from the failure
 
 std::int64_t SeekTarget(const MmioFile& file, LONG offset, int origin) {
   if (origin == SEEK_SET) return static_cast<DWORD>(offset);

@@ -1,6 +1,7 @@
 // RIFF chunks: an identifier and a size of four bytes each, then the data, padded to an even length.
 #include <cstring>
 
+#include "platform/posix/limits.h"
 #include "platform/posix/mmio_handles.h"
 
 using namespace platform::detail;
@@ -8,7 +9,6 @@ using namespace platform::detail;
 namespace {
 
 constexpr std::int64_t kHeaderSize = 8;
-constexpr std::int64_t kEndOfPositions = std::int64_t{1} << 32;
 
 bool HasFormType(FOURCC id) {
   return id == FOURCC_RIFF || id == FOURCC_LIST;

@@ -15,13 +15,13 @@ namespace platform::detail {
 bool MmioFile::Open(const char* path, DWORD flags) noexcept {
   writable_ = (flags & MMIO_READWRITE) != 0;
   flags_ = flags;
-  fd_ = OpenDiskFile(path, {true, writable_, true, true}, (flags & MMIO_CREATE) != 0, place_);
+  fd_ = OpenDiskFile(path, {true, writable_, true, true}, (flags & MMIO_CREATE) != 0, entry_);
   return fd_ >= 0;
 }
 
 MMRESULT MmioFile::Close() noexcept {
   const bool flushed = Flush();
-  place_.reset();
+  entry_.reset();
   const bool closed = close(fd_) == 0 || errno == EINTR;
   if (!closed) SetLastError(static_cast<DWORD>(errno));
   *this = MmioFile();

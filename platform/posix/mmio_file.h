@@ -85,7 +85,7 @@ class MmioFile {
   std::int64_t disk_ = 0;              // file position behind the last transfer
   DWORD flags_ = 0;
   int fd_ = -1;
-  FileTablePlace place_;  // shares reading and writing
+  FileTableEntryPtr entry_;  // shares reading and writing
   bool writable_ = false;
   bool failed_ = false;  // a write failed: the window presents no room until Forgive
 };

@@ -13,7 +13,7 @@ constinit std::mutex tableMutex;          // guards what follows
 constinit MmioSlot* freeSlots = nullptr;  // most recently closed first
 constinit std::uintptr_t numSegments = 0;
 
-constexpr std::uintptr_t kGeneration = std::uintptr_t{1} << kMmioIndexBits;
+constexpr std::uintptr_t kGeneration = kHandleIndexMask + 1;
 
 bool AddSegment() noexcept {
   if (numSegments == kMmioSegments) return false;

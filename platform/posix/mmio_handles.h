@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "platform/posix/limits.h"
 #include "platform/posix/mmio_file.h"
 
 namespace platform::detail {
@@ -18,15 +19,14 @@ struct MmioSlot {
   MmioFile file;
 };
 
-inline constexpr unsigned kMmioIndexBits = 16;
 inline constexpr std::uintptr_t kMmioSegmentSlots = 64;
-inline constexpr std::uintptr_t kMmioSegments = (std::uintptr_t{1} << kMmioIndexBits) / kMmioSegmentSlots;
+inline constexpr std::uintptr_t kMmioSegments = (kHandleIndexMask + 1) / kMmioSegmentSlots;
 extern constinit std::atomic<MmioSlot*> mmioSegments[kMmioSegments];
 
 /// @return the slot of an open handle; null for any other value
 inline MmioSlot* FindMmioSlot(HMMIO handle) noexcept {
   const auto key = reinterpret_cast<std::uintptr_t>(handle);
-  const std::uintptr_t index = key & ((std::uintptr_t{1} << kMmioIndexBits) - 1);
+  const std::uintptr_t index = key & kHandleIndexMask;
   MmioSlot* const segment = mmioSegments[index / kMmioSegmentSlots].load(std::memory_order_acquire);
   if (segment == nullptr || key == 0) return nullptr;
   MmioSlot* const slot = segment + index % kMmioSegmentSlots;

@@ -12,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/posix/limits.h"
 #include "platform/posix/signals.h"
 #include "platform/posix/sync.h"
 #include "platform/posix/waits.h"
@@ -145,11 +146,10 @@ bool LoadUnwinder() {
 }
 
 bool StartThread(std::unique_ptr<Start> start, std::size_t stackSize) {
-  // The system's own need of a stack is part of the size.
-  constexpr std::size_t kLeastStack = std::size_t{64} << 10;
   DetachedAttributes attributes;
   if (!attributes.Get() || !LoadUnwinder()) return false;
-  if (stackSize != 0 && pthread_attr_setstacksize(attributes.Get(), std::max(stackSize, kLeastStack)) != 0) {
+  if (stackSize != 0 &&
+      pthread_attr_setstacksize(attributes.Get(), std::max(stackSize, kLeastStackBytes)) != 0) {
     return false;
   }
   const SignalsBlocked blocked;

@@ -1,13 +1,10 @@
 #pragma once
-// What the tests of capture share: bounded waiting, the debug messages.
+// What the tests of capture share: bounded waiting, the state, the debug messages.
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
-#include <utility>
 #include <vector>
 
 #include "capture/CMMWAVCapture.h"
@@ -16,62 +13,35 @@
 #include "tests/support/Formats.h"
 #include "tests/support/files.h"
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::uint32_t kHeaderBytes = 56;
 
-inline WAVEFORMATEX Pcm(DWORD rate, WORD channels, WORD bits) {
-  return Format(rate, channels, bits);
+inline double SecondsSince(Clock::time_point begin) {
+  return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
 /// Waits until @p condition holds, far longer than it should need. @return whether it came to hold
 inline bool Eventually(const std::function<bool()>& condition, int milliseconds = 10000) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  for (const auto begin = Clock::now(); !condition(); Sleep(1)) {
+    if (SecondsSince(begin) * 1000 > milliseconds) return false;
   }
   return true;
 }
 
-/// What GetState and GetStateAs tell; 99 and 77 where they tell nothing.
-struct Status {
-  std::uint32_t state = 99;
-  std::int32_t code = 77;
-};
-inline Status StatusOf(CMMWAVCapture& capture) {
-  Status status;
-  capture.GetState(&status.state, &status.code);
-  return status;
-}
-inline Status StatusAsOf(CMMWAVCapture& capture) {
-  Status status;
-  capture.GetStateAs(&status.state, &status.code);
-  return status;
-}
 inline std::uint32_t StateOf(CMMWAVCapture& capture) {
-  return StatusOf(capture).state;
+  std::uint32_t state = 99;  // where it tells nothing
+  capture.GetState(&state, nullptr);
+  return state;
 }
 
-/// Collects the debug messages while it lives.
-class MessageLog {
- public:
+/// The debug messages while it lives, which come one after another.
+struct MessageLog {
   MessageLog() { platform::SetDebugSink(&MessageLog::Take, this); }
   ~MessageLog() { platform::SetDebugSink(nullptr, nullptr); }
-  MessageLog(const MessageLog&) = delete;
-  MessageLog& operator=(const MessageLog&) = delete;
-
-  /// The messages so far, which are then forgotten.
-  std::vector<std::string> Fetch() {
-    const std::lock_guard lock(mutex_);
-    return std::exchange(messages_, {});
+  static void Take(void* log, const char* text) {
+    static_cast<MessageLog*>(log)->messages.emplace_back(text);
   }
 
- private:
-  static void Take(void* context, const char* text) {
-    auto& log = *static_cast<MessageLog*>(context);
-    const std::lock_guard lock(log.mutex_);
-    log.messages_.emplace_back(text);
-  }
-
-  std::mutex mutex_;
-  std::vector<std::string> messages_;
+  std::vector<std::string> messages;
 };

@@ -18,17 +18,12 @@ inline double (*const volatile Power)(double, double) = std::pow;
 
 inline std::int32_t Fix(double x) {
   if (x < 2147483647.0 && x > -2147483648.0) return static_cast<std::int32_t>(x);
-  if (x < 0.0 || x != x) return std::numeric_limits<std::int32_t>::min();
-  return std::numeric_limits<std::int32_t>::max();
+  return x > 0.0 ? std::numeric_limits<std::int32_t>::max() : std::numeric_limits<std::int32_t>::min();
 }
 
 /// The fields of a unit under stages of their own.
 struct Unit : HarmonyUnit {
-  double FstLPF(double x) {
-    const double old = fstLPFState;
-    fstLPFState = fstLPFFeedback * old + x;
-    return old * fstLPFOldGain + fstLPFState * fstLPFNewGain;
-  }
+  double FstLPF(double x) { return Section(fstLPFState, x, {fstLPFFeedback, fstLPFOldGain, fstLPFNewGain}); }
   double LVS(double x) {
     const double old = lvsLevel;
     const double d = std::fabs(x) - old;
@@ -55,10 +50,8 @@ struct Unit : HarmonyUnit {
   void PitchExt(double pulse, double level) {
     if (pitchLevelFloor > level) return;
     const bool found = pulse > pitchPeak;
-    if (found) pitchPeak = pulse;
-    pitchPeak = pitchPeakDecay * pitchPeak;
-    pitchCount = pitchCount + pitchCountStep;
-    if (pitchCount >= pitchCountMax) pitchCount = pitchCountMax;
+    pitchPeak = pitchPeakDecay * (found ? pulse : pitchPeak);
+    pitchCount = std::min(pitchCount + pitchCountStep, pitchCountMax);
     if (found && pitchCount >= pitchCountMin) {
       pitchValue = pitchCount / 2097152.0;
       pitchCount = 0;
@@ -72,78 +65,72 @@ struct Unit : HarmonyUnit {
   double MDLY(const std::int32_t* line, std::int32_t ring, const double* tap1, const double* tap2,
               const double* tap3) const {
     const double t1 = Tap(line, ring, tap1, hgain1), t2 = Tap(line, ring, tap2, hgain2);
-    const double t3 = Tap(line, ring, tap3, hgain3);
-    return ((t3 + t2) + t1) * 0.3333333333333333;
+    return ((Tap(line, ring, tap3, hgain3) + t2) + t1) * 0.3333333333333333;
   }
   double MDLY(const std::int32_t* line, const double* tap1, const double* tap2, const double* tap3) const {
     return MDLY(line, 0, tap1, tap2, tap3);
   }
   std::int32_t NR(double x) { return NR(x, nrOutputGain); }
   std::int32_t NR(double x, double gain) {
-    const double y = Section(nrLpfState, x, {nrLpfFeedback, nrLpfOldGain, nrLpfNewGain});
-    return Fix(Section(nrHpfState, y, {nrHpfFeedback, nrHpfOldGain, nrHpfNewGain}) * gain);
+    return NR(x, gain, {nrLpfFeedback, nrLpfOldGain, nrLpfNewGain},
+              {nrHpfFeedback, nrHpfOldGain, nrHpfNewGain});
   }
   double NRIn(double x) { return NRIn(x, nrInOutputGain); }
   double NRIn(double x, double gain) {
-    const double y = Section(nrInLpfState, x, {nrInLpfFeedback, nrInLpfOldGain, nrInLpfNewGain});
-    return Fix(Section(nrInHpfState, y, {nrInHpfFeedback, nrInHpfOldGain, nrInHpfNewGain}) * gain);
+    return NRIn(x, gain, {nrInLpfFeedback, nrInLpfOldGain, nrInLpfNewGain},
+                {nrInHpfFeedback, nrInHpfOldGain, nrInHpfNewGain});
   }
   double NRIn(double x, double lpfHz, double hpfHz) {
-    const double y = Section(nrInLpfState, x, LowPass(lpfHz));
-    return Fix(Section(nrInHpfState, y, HighPass(hpfHz)) * nrInOutputGain);
+    return NRIn(x, nrInOutputGain, LowPass(T(lpfHz)), HighPass(T(hpfHz)));
   }
   std::int32_t NRAuto(double x, double cents1, double cents2, double cents3) {
-    double f[3] = {};
-    if (pitchValue != 0.0) {
-      const double base = 44100.0 / pitchValue;
-      f[0] = Power(2.0, cents1 * 0.0008333333333333334) * base;
-      f[1] = Power(2.0, cents2 * 0.0008333333333333334) * base;
-      f[2] = Power(2.0, cents3 * 0.0008333333333333334) * base;
+    double f[] = {cents1, cents2, cents3};
+    for (double& each : f) {
+      each = pitchValue != 0.0 ? Power(2.0, each * 0.0008333333333333334) * (44100.0 / pitchValue) : 0.0;
     }
     const auto [smallest, largest] = std::pair(std::min({f[0], f[1], f[2]}), std::max({f[0], f[1], f[2]}));
-    const double y = Section(nrLpfState, x, LowPass(largest + 50.0));
-    return Fix(Section(nrHpfState, y, HighPass(smallest >= 50.0 ? smallest - 50.0 : 0.0)) * nrOutputGain);
+    const double lowest = smallest >= 50.0 ? smallest - 50.0 : 0.0;
+    return NR(x, nrOutputGain, LowPass(T(largest + 50.0)), HighPass(T(lowest)));
   }
 
  private:
   struct Coefficients {
     double feedback, oldGain, newGain;
   };
+  std::int32_t NR(double x, double gain, Coefficients lpf, Coefficients hpf) {
+    return Fix(Section(nrHpfState, Section(nrLpfState, x, lpf), hpf) * gain);
+  }
+  double NRIn(double x, double gain, Coefficients lpf, Coefficients hpf) {
+    return Fix(Section(nrInHpfState, Section(nrInLpfState, x, lpf), hpf) * gain);
+  }
   static double Section(double& state, double x, Coefficients c) {
     const double old = state;
     state = c.feedback * old + x;
     return state * c.newGain + old * c.oldGain;
   }
   static double T(double hertz) {
-    const double a = hertz * 0.00014247585732426305;
-    return (Sine(a) - 1.0) / Cosine(a);
+    const double angle = hertz * 0.00014247585732426305;
+    return (Sine(angle) - 1.0) / Cosine(angle);
   }
-  static Coefficients LowPass(double hertz) {
-    const double t = T(hertz);
-    return {-t, (t + 1.0) * 0.5, (t + 1.0) * 0.5};
-  }
-  static Coefficients HighPass(double hertz) {
-    const double t = T(hertz);
-    return {-t, -((1.0 - t) * 0.5), (1.0 - t) * 0.5};
-  }
+  static Coefficients LowPass(double t) { return {-t, (t + 1.0) * 0.5, (t + 1.0) * 0.5}; }
+  static Coefficients HighPass(double t) { return {-t, -((1.0 - t) * 0.5), (1.0 - t) * 0.5}; }
   void Step(double* out, double& delay, double r) const {
     if (!out) return;
     const double v = r + delay;
-    *out = v;
-    if (v * r >= 0.0) {
-      if (v < 0.0 && -v >= pitchValue) *out = -v;
-      if (v >= 0.0 && v >= pitchValue) *out = -v;
-    }
-    delay = *out;
+    const bool passes = v * r >= 0.0 && (v < 0.0 ? -v : v) >= pitchValue;
+    *out = delay = passes ? -v : v;
   }
   static double Tap(const std::int32_t* line, std::int32_t ring, const double* tap, double gain) {
     if (!tap) return 0.0;
     const double d = *tap;
     const std::int32_t k = Fix(d);
     const bool below = d < 0.0 && d - k != 0.0;
-    const std::int32_t lower = below ? 511 + k : 512 + k;
+    const std::int64_t lower = below ? 511LL + k : 512LL + k;
     const double f = below ? (d - k) + 1.0 : d - k;
-    const auto entry = [=](std::int32_t j) { return line[j < 1024 - ring ? j + ring : j + ring - 1024]; };
+    // Beyond both ends a ring holds.
+    const auto entry = [=](std::int64_t j) {
+      return line[(std::clamp<std::int64_t>(j, 0, 1024) + ring) & 1023];
+    };
     const std::int32_t lo = entry(lower), hi = entry(lower + 1);
     const auto diff = static_cast<std::int32_t>(static_cast<std::int64_t>(hi) - lo);
     return (diff * f + lo) * gain;

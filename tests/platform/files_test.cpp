@@ -1,68 +1,108 @@
-// Plain files, private heaps, the search for a file, double-byte text, as published.
+// Plain files, the search for one and private heaps, and what the layer promises of them beyond the published
+// calls.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 #include "platform/platform.h"
+#include "platform/posix/layer.h"
 #include "tests/support/System.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/files.h"
 
 namespace {
 
-TEST(Files, HavePositionsUpToFourGigabytes) {
-  const TempFolder folder;
-  const HANDLE file = CreateFileA(folder.File("file").c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  char bytes[] = "abcd....";
-  DWORD moved = 9;
-  EXPECT_EQ(SetFilePointer(file, 0x7FFFFFFF, nullptr, FILE_BEGIN), 0x7FFFFFFFu);
-  EXPECT_EQ(SetFilePointer(file, 0x7FFFFFEF, nullptr, FILE_CURRENT), 0xFFFFFFEEu);
-  EXPECT_TRUE(WriteFile(file, bytes, 4, &moved, nullptr));
-  EXPECT_EQ(GetFileSize(file, nullptr), 0xFFFFFFF2u);
-  EXPECT_EQ(SetFilePointer(file, -4, nullptr, FILE_END), 0xFFFFFFEEu);
-  EXPECT_EQ(SetFilePointer(file, -1, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
-  for (const DWORD expected : {4u, 0u}) {
-    EXPECT_TRUE(ReadFile(file, bytes + 4, 4000, &moved, nullptr));
-    EXPECT_EQ(moved, expected);
-  }
-  EXPECT_STREQ(bytes, "abcdabcd");
-  EXPECT_TRUE(CloseHandle(file));
-  EXPECT_FALSE(CloseHandle(file));
-  EXPECT_FALSE(ReadFile(file, bytes, 4, &moved, nullptr) || WriteFile(file, bytes, 4, &moved, nullptr));
-  EXPECT_EQ(GetFileSize(file, nullptr), INVALID_FILE_SIZE);
+HANDLE Create(const std::string& path) {
+  return CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+HMMIO OpenBuffered(std::string path, DWORD flags) {
+  return mmioOpenA(path.data(), nullptr, MMIO_ALLOCBUF | flags);
 }
 
-TEST(Heaps, GiveBlocks) {
+TEST(Files, HaveNamesInTheCodePageAndPositionsUpToFourGigabytes) {
+  const TempFolder folder;
+  platform::SetCodePage(932);
+  const std::string name = "\x83\x5C";  // one character, whose second byte is no separator
+  const std::string path = folder.Name() + "\\" + name;
+  const HANDLE file = Create(path);
+  EXPECT_EQ(mmioClose(OpenBuffered(path + "b", MMIO_CREATE | MMIO_READWRITE), 0), 0u);
+  DWORD moved = 0;
+  EXPECT_TRUE(WriteFile(file, "sound", 5, &moved, nullptr));
+  WIN32_FIND_DATAA data;
+  const HANDLE search = FindFirstFileA(path.c_str(), &data);
+  EXPECT_EQ(data.cFileName, name);
+  EXPECT_EQ(data.nFileSizeLow, 5u);
+  EXPECT_EQ(FindClose(search), TRUE);
+  EXPECT_EQ(FindClose(search), FALSE);
+  platform::SetCodePage(0);
+  EXPECT_TRUE(std::filesystem::exists(folder.File(name)) && std::filesystem::exists(folder.File(name + "b")));
+  for (const auto& [distance, position] : {std::pair<LONG, DWORD>{0x7FFFFFFA, 0x7FFFFFFF},
+                                           {0x7FFFFFFF, 0xFFFFFFFE},
+                                           {1000, INVALID_SET_FILE_POINTER},
+                                           {0, 0xFFFFFFFE}})
+    EXPECT_EQ(SetFilePointer(file, distance, nullptr, FILE_CURRENT), position);
+  EXPECT_EQ(SetFilePointer(file, -4, nullptr, FILE_END), 1u);
+  EXPECT_EQ(GetFileSize(file, nullptr), 5u);
+  EXPECT_TRUE(CloseHandle(file));
+  EXPECT_FALSE(CloseHandle(file) || WriteFile(file, "sound", 5, &moved, nullptr));
+}
+
+TEST(Heaps, OwnTheirBlocks) {
   const HANDLE heap = HeapCreate(HEAP_NO_SERIALIZE, 0, 0);
+  const HANDLE other = HeapCreate(0, 0, 0);
   auto* const block = static_cast<char*>(HeapAlloc(heap, HEAP_ZERO_MEMORY, 1000));
   EXPECT_EQ(test::Bytes(block, block + 1000), test::Bytes(1000));
-  EXPECT_NE(HeapAlloc(heap, 0, 0), nullptr);  // goes with the heap
+  EXPECT_FALSE(HeapFree(other, 0, block) || CloseHandle(heap));
   EXPECT_TRUE(HeapFree(heap, 0, block));
-  EXPECT_TRUE(HeapDestroy(heap));
+  EXPECT_FALSE(HeapFree(heap, 0, block));
+  EXPECT_TRUE(HeapDestroy(heap) && HeapDestroy(other));
+  EXPECT_EQ(HeapAlloc(heap, 0, 1), nullptr);
 }
 
-TEST(FindFirstFile, TellsWhatAPathNames) {
+bool OpensAboveTheStandardFiles(const TempFolder& folder) {
+  for (int file = 0; file < 3; ++file) close(file);
+  const HANDLE plain = Create(folder.File("a"));
+  const HMMIO buffered = OpenBuffered(folder.File("b"), MMIO_CREATE | MMIO_READWRITE);
+  for (int file = 0; file < 3; ++file)
+    if (fcntl(file, F_GETFD) != -1) return false;
+  return OpenFiles(folder.Path()) == 2 && mmioWrite(buffered, "sound", 5) == 5 &&
+         mmioClose(buffered, 0) == 0 && CloseHandle(plain) && OpenFiles(folder.Path()) == 0;
+}
+
+TEST(Files, NeverTakeThePlaceOfAStandardOne) {
   const TempFolder folder;
-  test::Store(folder.File("a.wav"), test::Bytes(1234));
-  WIN32_FIND_DATAA data;
-  const HANDLE search = FindFirstFileA((folder.Path().string() + "\\a.wav").c_str(), &data);
-  ASSERT_NE(search, INVALID_HANDLE_VALUE);
-  EXPECT_STREQ(data.cFileName, "a.wav");
-  EXPECT_EQ(data.nFileSizeLow, 1234u);
-  EXPECT_EQ(FindClose(search), TRUE);
-  EXPECT_EQ(FindFirstFileA(folder.File("b.wav").c_str(), &data), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(FindFirstFileA(folder.File("").c_str(), &data), INVALID_HANDLE_VALUE);
+  const pid_t child = fork();
+  if (child == 0) _exit(OpensAboveTheStandardFiles(folder) ? 0 : 1);
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
 }
 
-TEST(Text, ComparesCharacterByCharacter) {
-  const auto compare = [](const char* a, const char* b, std::size_t count) {
-    const auto* const text = reinterpret_cast<const unsigned char*>(a);
-    return _mbsnbcmp(text, reinterpret_cast<const unsigned char*>(b), count);
-  };
-  EXPECT_EQ(compare("RIFFx", "RIFFy", 4), 0);
-  EXPECT_LT(compare("RIFE", "RIFF", 4), 0);
-  if (!UseCodePage(932)) return;
-  EXPECT_LT(compare("\xB1", "\x83\x40", 4), 0);
-  EXPECT_EQ(compare("a\x83x", "a\x83y", 2), 0);
-  UseCodePage(0);
+TEST(Files, TellTheSystemsCodeOfAFailureAlsoOfTheClose) {
+  const TempFolder folder;
+  EXPECT_EQ(Create(folder.File("no/file")), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ENOENT));
+  const HANDLE file = Create(folder.File("a"));  // shares nothing
+  EXPECT_EQ(OpenBuffered(folder.File("a"), MMIO_READ), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(EBUSY));
+  test::HookSystemCalls([](const char* call, int descriptor) {
+    if (std::strcmp(call, "write") == 0) return ENOSPC;
+    if (std::strcmp(call, "close") != 0) return 0;
+    close(descriptor);
+    return EIO;
+  });
+  DWORD moved = 0;
+  EXPECT_EQ(WriteFile(file, "sound", 5, &moved, nullptr), FALSE);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ENOSPC));
+  EXPECT_FALSE(CloseHandle(file));
+  test::HookSystemCalls(nullptr);
+  EXPECT_FALSE(CloseHandle(file));
+  EXPECT_EQ(OpenFiles(folder.Path()), 0u);
+  EXPECT_TRUE(CloseHandle(Create(folder.File("a"))));  // nobody has it open
 }
 
 }  // namespace

@@ -1,58 +1,116 @@
-// Multimedia file I/O, as published. What is the layer's own is in mmio_layer_test.cpp.
-#include <deque>
+// Multimedia file I/O. More of chunks, and of full disks, is seen where WAV files are read and written.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
 
-#include "tests/platform/MmioTools.h"
-#include "tests/support/Threads.h"
+#include <algorithm>
+#include <random>
+#include <string>
+
+#include "platform/platform.h"
+#include "tests/support/files.h"
 
 namespace {
 
-TEST_F(Mmio, RefusesWhatIsNoFileOrCannotBeOpened) {
-  for (const std::string& path : {folder_.Name(), folder_.File("missing/file"), std::string(10000, 'x')}) {
+constexpr DWORD kRead = MMIO_ALLOCBUF | MMIO_READ;
+constexpr DWORD kCreate = MMIO_ALLOCBUF | MMIO_CREATE | MMIO_READWRITE;
+
+DWORD Position(HMMIO file) {
+  return static_cast<DWORD>(mmioSeek(file, 0, SEEK_CUR));
+}
+std::string Pattern(std::size_t count, std::uint32_t seed) {
+  const test::Bytes bytes = test::Pattern(count, seed);
+  return {bytes.begin(), bytes.end()};
+}
+class Mmio : public testing::Test {
+ protected:
+  HMMIO Open(std::string path, DWORD flags) { return mmioOpenA(path.data(), nullptr, flags); }
+  HMMIO Create() { return Open(path_, kCreate); }
+  LONG Write(HMMIO file, const std::string& bytes) {
+    return mmioWrite(file, bytes.data(), static_cast<LONG>(bytes.size()));
+  }
+  std::string Read(HMMIO file, std::size_t count) {
+    std::string bytes(count, '\0');
+    bytes.resize(static_cast<std::size_t>(mmioRead(file, bytes.data(), static_cast<LONG>(count))));
+    return bytes;
+  }
+  TempFolder folder_;
+  const std::string path_ = folder_.File("file");
+};
+
+TEST_F(Mmio, OpensFilesAlone) {
+  mkfifo(folder_.File("pipe").c_str(), 0600);  // opening it must not wait for its other end
+  for (const std::string& path :
+       {folder_.Name(), folder_.File("missing/file"), std::string(10000, 'x'), folder_.File("pipe")}) {
     EXPECT_EQ(Open(path, kRead), nullptr) << path;
     EXPECT_EQ(Open(path, kCreate), nullptr) << path;
   }
   EXPECT_EQ(Open(folder_.File("missing"), kRead), nullptr);
+  EXPECT_EQ(mmioOpenA(nullptr, nullptr, kRead), nullptr);  // no files in memory
 }
 
-TEST_F(Mmio, FilesMayBeUsedSideBySideByManyThreads) {
-  std::deque<test::Thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([this, t] {
-      const std::string path = folder_.File(std::to_string(t));
-      const Bytes bytes = Pattern(1000, static_cast<std::uint32_t>(t));
-      for (int i = 0; i < 5; ++i) {
-        std::vector<HMMIO> files;
-        for (int f = 0; f < 40; ++f) files.push_back(Open(path + "-" + std::to_string(f), kCreate));
-        for (HMMIO file : files) EXPECT_EQ(Write(file, bytes), 1000);
-        for (HMMIO file : files) EXPECT_EQ(mmioClose(file, 0), 0u);
+/// Everything that moves bytes or the position, at random, against a plain copy of the file.
+TEST_F(Mmio, ReadsAndWritesMayBeMixed) {
+  std::minstd_rand random(7);
+  const auto below = [&](std::size_t limit) { return random() % limit; };
+  std::string copy;
+  std::size_t position = 0;
+  HMMIO const file = Create();
+  for (std::uint32_t step = 0; step < 1000; ++step) {
+    const std::size_t size = below(4) == 0 ? below(200000) : below(5000);
+    if (below(4) == 0) {
+      position = below(2) != 0 ? below(copy.size() + 1) : position - std::min(position, below(2000));
+      ASSERT_EQ(mmioSeek(file, static_cast<LONG>(position), SEEK_SET), static_cast<LONG>(position));
+      continue;
+    }
+    const bool writes = below(3) != 0;
+    const std::string bytes = writes ? Pattern(size, step) : copy.substr(position, size);
+    if (writes) copy.replace(position, size, bytes);
+    if (below(2) != 0) {
+      ASSERT_TRUE(writes ? Write(file, bytes) == static_cast<LONG>(size) : Read(file, size) == bytes);
+    } else {  // through the record, byte by byte
+      MMIOINFO info;
+      ASSERT_EQ(mmioGetInfo(file, &info, 0), 0u);
+      for (const char each : bytes) {
+        if (writes) info.dwFlags |= MMIO_DIRTY;
+        const bool isAtEnd = info.pchNext == (writes ? info.pchEndWrite : info.pchEndRead);
+        ASSERT_TRUE(!isAtEnd || mmioAdvance(file, &info, writes ? MMIO_WRITE : MMIO_READ) == 0);
+        if (writes) *info.pchNext = each;
+        ASSERT_EQ(*info.pchNext++, each);
       }
-      EXPECT_EQ(test::Load(path + "-39"), bytes);
-    });
+      ASSERT_EQ(mmioSetInfo(file, &info, 0), 0u);
+    }
+    position += bytes.size();
+    ASSERT_EQ(Position(file), position);
   }
+  ASSERT_EQ(static_cast<std::size_t>(mmioSeek(file, 0, SEEK_END)), copy.size());
+  ASSERT_EQ(mmioClose(file, 0), 0u);
+  ASSERT_TRUE(std::ranges::equal(test::Load(path_), copy));
 }
 
-TEST_F(Mmio, RandomTrafficMatchesAPlainCopy) {
-  ExpectTheTrafficOfAPlainCopy(Order::kWritesFirst);
+TEST_F(Mmio, RefusesARecordOfAnotherWindowAndThePositionThatReadsAsAFailure) {
+  constexpr DWORD kFar = 0xF0000000;
+  HMMIO const file = Create();
+  MMIOINFO old;
+  mmioGetInfo(file, &old, 0);
+  EXPECT_EQ(static_cast<DWORD>(mmioSeek(file, static_cast<LONG>(kFar), SEEK_SET)), kFar);
+  EXPECT_NE(mmioSetInfo(file, &old, 0), 0u);
+  mmioGetInfo(file, &old, 0);
+  old.pchNext = old.pchEndWrite + 1;
+  old.dwFlags |= MMIO_DIRTY;
+  EXPECT_NE(mmioSetInfo(file, &old, 0), 0u);
+  EXPECT_EQ(mmioSeek(file, -1, SEEK_SET), -1);
+  EXPECT_EQ(Position(file), kFar);
+  EXPECT_EQ(mmioClose(file, 0), 0u);
 }
 
-TEST_F(Mmio, ChunkWalksFindWhatIsThere) {
-  const Bytes wanted = Chunk("want", 4, "data");
-  EXPECT_EQ(Find(Behind(Chunk("odd ", 3, "abcd"), wanted), 100), 20);
-  EXPECT_EQ(Find(Behind(Chunk("none", 0, ""), wanted), 100), 16);
-  EXPECT_EQ(Find(Behind(Chunk("odd ", 3, "abcd"), wanted), 20), 20);  // the header just fits the parent
-  EXPECT_EQ(Find(Chunk("want", 0xFFFFFFFF, "data"), 100), 8);         // what is found is taken as it stands
-  EXPECT_EQ(Find(Bytes(100000, 0), 0xFFFFFFFF), -1);
-  EXPECT_EQ(Find(Behind(Chunk("LIST", 4, "want"), wanted), 100), 20);  // form types are no chunks
-
-  Bytes file = Behind(Chunk("RIFF", 4, "none"), Behind(Chunk("RIFF", 4, "form"), wanted));
-  test::Store(folder_.File("file"), file);
-  HMMIO const opened = Open(folder_.File("file"), kRead);
-  MMCKINFO riff = {0, 0, mmioFOURCC('f', 'o', 'r', 'm'), 0, 0};
-  EXPECT_EQ(mmioDescend(opened, &riff, nullptr, MMIO_FINDRIFF), 0u);
-  EXPECT_EQ(riff.dwDataOffset, 20u);
-  EXPECT_EQ(Position(opened), 24u);
-  EXPECT_NE(mmioDescend(opened, &riff, nullptr, MMIO_FINDRIFF), 0u);
-  mmioClose(opened, 0);
+TEST_F(Mmio, AChunkWalkEndsWhereTheHeaderDoesNotFitTheParent) {
+  HMMIO const file = Create();
+  Write(file, {'w', 'a', 'n', 't', 0, 0, 0, 0});
+  mmioSeek(file, 0, SEEK_SET);
+  const MMCKINFO parent = {FOURCC_RIFF, 7, 0, 0, 0};
+  MMCKINFO chunk = {mmioFOURCC('w', 'a', 'n', 't'), 0, 0, 0, 0};
+  EXPECT_EQ(mmioDescend(file, &chunk, &parent, MMIO_FINDCHUNK), MMIOERR_CHUNKNOTFOUND);
+  EXPECT_EQ(mmioClose(file, 0), 0u);
 }
 
 }  // namespace

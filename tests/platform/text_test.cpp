@@ -1,3 +1,5 @@
+// Debug messages, code pages and what depends on them. Built with the layer's text.cpp in it, since the
+// library keeps NativePath to itself.
 #include "platform/posix/text.h"
 
 #include <gtest/gtest.h>
@@ -6,99 +8,71 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
-#include <vector>
 
+#include "platform/platform.h"
+#include "platform/posix/codepage.h"
 #include "platform/posix/layer.h"
 
 namespace {
 
-void Append(void* list, const char* text) {
-  static_cast<std::vector<std::string>*>(list)->push_back(text);
-}
-
-TEST(DebugOutput, GoesToTheSinkOfTheMomentAndToNobodyWithoutOne) {
-  std::vector<std::string> first, second;
-  OutputDebugStringA("nobody");
-  platform::SetDebugSink(Append, &first);
-  OutputDebugStringA("a\x8A\x4A\n");  // bytes as they are
-  OutputDebugStringA(nullptr);
-  const auto speakOnceAndGo = [](void* list, const char* text) {
-    Append(list, text);
-    if (static_cast<std::vector<std::string>*>(list)->size() == 2) platform::SetDebugSink(nullptr, nullptr);
-    OutputDebugStringA("from inside");
+TEST(DebugOutput, IsOverInASinkThatHasBeenReplaced) {
+  static std::atomic<int> step{0};
+  const auto receive = [](void*, const char*) {
+    step = 1;
+    Sleep(60);
+    step = 2;
   };
-  platform::SetDebugSink(speakOnceAndGo, &second);
-  OutputDebugStringA("from outside");
-  OutputDebugStringA("nobody");
-  EXPECT_EQ(first, std::vector<std::string>{"a\x8A\x4A\n"});
-  EXPECT_EQ(second, (std::vector<std::string>{"from outside", "from inside"}));
-}
-
-TEST(DebugOutput, DoesNotReachASinkThatHasBeenReplaced) {
-  std::atomic<bool> stop{false};
-  std::thread talker([&] {
-    while (!stop) OutputDebugStringA("text");
-  });
-  std::atomic<int> late{0};
-  std::atomic<bool> installed{false};
-  auto receive = [&] {
-    for (int i = 0; i < 50; ++i) late += installed ? 0 : 1;
+  const auto talk = [](DWORD delayMs) {
+    Sleep(delayMs);
+    OutputDebugStringA("text");
   };
-  for (int i = 0; i < 500; ++i) {
-    installed = true;
-    platform::SetDebugSink([](void* context, const char*) { (*static_cast<decltype(receive)*>(context))(); },
-                           &receive);
-    std::this_thread::yield();
-    platform::SetDebugSink(nullptr, nullptr);
-    installed = false;
-    std::this_thread::yield();
-  }
-  stop = true;
-  talker.join();
-  EXPECT_EQ(late, 0);
+  platform::SetDebugSink(receive, nullptr);
+  std::thread first(talk, 0), second(talk, 30);  // the second finds a sink, and none when its turn comes
+  while (step == 0) std::this_thread::yield();
+  platform::SetDebugSink(nullptr, nullptr);
+  EXPECT_EQ(step, 2);
+  first.join();
+  second.join();
 }
 
-class CodePageTest : public testing::Test {
- protected:
-  void SetUp() override { Environment(nullptr, nullptr, nullptr); }
-  void TearDown() override { platform::SetCodePage(0); }
-
-  static void Environment(const char* all, const char* ctype, const char* lang) {
-    Set("LC_ALL", all);
-    Set("LC_CTYPE", ctype);
-    Set("LANG", lang);
-  }
-
- private:
-  static void Set(const char* name, const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
-};
-
-TEST_F(CodePageTest, FollowsTheLocaleOfTheEnvironment) {
-  EXPECT_EQ(platform::CodePage(), 65001u);
+TEST(CodePage, FollowsTheLocaleOfTheEnvironment) {
+  const auto expect = [](unsigned page, const char* all, const char* ctype, const char* lang) {
+    setenv("LC_ALL", all, 1);
+    setenv("LC_CTYPE", ctype, 1);
+    setenv("LANG", lang, 1);
+    EXPECT_EQ(platform::CodePage(), page) << all << ctype << lang;
+  };
   for (const char* name : {"ja_JP.SJIS", "ja_JP.Shift_JIS", "ja_JP.shiftjis@x", "ja.cp932", "ja_JP.IBM-943",
-                           "ja_JP.Windows-31J", "ja_JP.MS_Kanji", "ja_JP.PCK", "ja_JP.ibm932"}) {
-    Environment(nullptr, "", name);  // what is empty says nothing
-    EXPECT_EQ(platform::CodePage(), 932u) << name;
-    Environment("", name, "C.UTF-8");
-    EXPECT_EQ(platform::CodePage(), 932u) << name;
-  }
-  for (const char* name : {"C", "POSIX", "C.UTF-8", "ja_JP.UTF-8", "ja_JP.eucJP", "ja_JP", "ja_JP.SJIS2",
-                           "ja_JP.SJ", "SJIS", "ja_JP.UTF-8@SJIS", "ja_JP."}) {
-    Environment(name, "ja_JP.SJIS", "ja_JP.SJIS");
-    EXPECT_EQ(platform::CodePage(), 65001u) << name;
-  }
+                           "ja_JP.Windows-31J", "ja_JP.MS_Kanji", "ja_JP.PCK", "ja_JP.ibm932"})
+    expect(932, "", name, "C.UTF-8");  // what is empty says nothing
+  for (const char* name : {"C", "ja_JP.UTF-8", "ja_JP.eucJP", "ja_JP", "ja_JP.SJIS2", "ja_JP.SJ", "SJIS",
+                           "ja_JP.UTF-8@SJIS", "ja_JP."})
+    expect(65001, name, "ja_JP.SJIS", "ja_JP.SJIS");
   platform::SetCodePage(1252);
   EXPECT_EQ(platform::CodePage(), 1252u);
 }
 
-TEST_F(CodePageTest, HasLeadBytesIn932Alone) {
-  for (const unsigned page : {932u, 65001u, 1252u}) {
-    platform::SetCodePage(page);
-    for (unsigned byte = 0; byte < 256; ++byte) {
-      const bool lead = (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);
-      EXPECT_EQ(IsDBCSLeadByte(static_cast<BYTE>(byte)) != 0, page == 932 && lead) << page << ' ' << byte;
+TEST(NativePath, TurnsSeparatorsButNoSecondBytes) {
+  const std::string cases[][3] = {
+      // path, native in 932, native in UTF-8
+      {R"(\\x\a/b\)", "//x/a/b/", "//x/a/b/"},
+      {"\x83\x5C.wav", "\x83\x5C.wav", "\x83/.wav"},               // one character whose second byte is 0x5C
+      {"\x95\x5C\\\x95\x5C", "\x95\x5C/\x95\x5C", "\x95//\x95/"},  // and a separator behind it
+      {"\x83\x83\x5C", "\x83\x83/", "\x83\x83/"},                  // second byte in the range of first ones
+      {"\x83\x83\x83\x5C", "\x83\x83\x83\x5C", "\x83\x83\x83/"},
+      {"\xB1\x5C\xA0\x5C\xFD\x5C", "\xB1/\xA0/\xFD/", "\xB1/\xA0/\xFD/"},  // single-byte characters
+      {"a\\\x83", "a/\x83", "a/\x83"},                                     // cut in the middle of a character
+  };
+  char out[16];
+  for (const auto& [path, native932, nativeUtf8] : cases) {
+    for (const bool japanese : {true, false}) {
+      platform::SetCodePage(japanese ? 932 : 65001);
+      EXPECT_TRUE(platform::detail::NativePath(path.c_str(), out, path.size() + 1));
+      EXPECT_EQ(out, japanese ? native932 : nativeUtf8);
+      EXPECT_FALSE(platform::detail::NativePath(path.c_str(), out, path.size())) << "it does not fit";
     }
   }
+  EXPECT_FALSE(platform::detail::NativePath(nullptr, out, 5));
 }
 
 }  // namespace

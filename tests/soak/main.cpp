@@ -1,14 +1,14 @@
-// Capture against time: stalls, stops, servers that die, hours of sound and thousands of takes. Run by
-// scripts/soak.
+// Capture against time: stalls, stops, servers that die, and hours of sound. Run by scripts/soak.
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-#include "tests/soak/Take.h"
+/// Plays the part of the process that is stopped: records FILE from DEVICE for SECONDS. @return 0 when nothing is lost
+int RecordForParent(char** arguments);
 
 int main(int argc, char** argv) {
-  if (argc == 5 && std::strcmp(argv[1], "record") == 0) return soak::RecordForParent(argv + 2);
+  if (argc == 5 && std::strcmp(argv[1], "record") == 0) return RecordForParent(argv + 2);
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }

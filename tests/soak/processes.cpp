@@ -4,225 +4,150 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <string>
 #include <vector>
 
 #include "tests/soak/Take.h"
 #include "tests/support/SoundServer.h"
 #include "tests/support/files.h"
 
+int RecordForParent(char** arguments) {
+  const double seconds = std::atof(arguments[2]);
+  test::CountingDevice counting;
+  CMMWAVCapture capture;
+  const GUID* const id = std::strcmp(arguments[1], "counting") == 0 ? &counting.id : nullptr;
+  CloseHandle(capture.Create(Format(soak::kRate, 2, 16), arguments[0], nullptr, id));
+  if (capture.StartREC() != 1) return 2;
+  for (const auto begin = Clock::now(); SecondsSince(begin) < seconds; Sleep(10)) continue;
+  if (capture.StopREC() != 1 || capture.fileClose() != 1) return 3;
+  if (cmm::GetCaptureReport().lostFrames != 0) return 4;
+  return capture.Exit() == 1 ? 0 : 5;
+}
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double Since(Clock::time_point begin) {
-  return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
-/// A recording process of its own.
-class Recorder {
+/// Another program.
+class Process {
  public:
-  Recorder(const std::string& file, const std::string& device, double seconds) : report_(file + ".report") {
-    const std::string time = std::to_string(seconds);
+  explicit Process(std::vector<std::string> command) {
     process_ = fork();
     if (process_ != 0) return;
-    if (std::freopen(report_.c_str(), "w", stdout) == nullptr) _exit(127);
-    execl("/proc/self/exe", "capture_soak", "record", file.c_str(), device.c_str(), time.c_str(), nullptr);
+    std::vector<char*> arguments;
+    for (std::string& word : command) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
     _exit(127);
   }
-  void StopFor(int milliseconds) {
-    kill(process_, SIGSTOP);
-    Sleep(static_cast<DWORD>(milliseconds));
-    kill(process_, SIGCONT);
-  }
-  struct Result {
-    int code = -1;
-    unsigned long long delivered = 0, inFile = 0, lost = 0;
-    double seconds = 0;
-  };
-  Result Wait() {
-    Result result;
+  void Send(int signal) { kill(process_, signal); }
+  int Wait() {
     int status = 0;
     waitpid(process_, &status, 0);
-    result.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128;
-    std::ifstream(report_) >> result.delivered >> result.inFile >> result.lost >> result.seconds;
-    return result;
-  }
-
- private:
-  const std::string report_;
-  pid_t process_;
-};
-
-constexpr int kCounted = 40;  // seconds of the sound that counts
-
-/// A sound whose frames count, from 1, so that silence is none of it.
-void PlayCounted(SoundServer& server) {
-  std::vector<std::uint32_t> frames(kCounted * soak::kRate);
-  for (std::size_t i = 0; i < frames.size(); ++i) frames[i] = static_cast<std::uint32_t>(i + 1);
-  test::StoreWav(server.Path("counted.wav"), std::vector{Pcm(44100, 2, 16)}, frames,
-                 static_cast<std::uint32_t>(frames.size()));
-  ASSERT_TRUE(server.Play(server.Path("counted.wav")));
-  Sleep(300);
-}
-
-struct Heard {
-  std::uint64_t frames = 0;
-  std::vector<std::uint32_t> gaps;  // the frames ahead of them
-};
-Heard Listen(const std::string& path, std::size_t headerBytes) {
-  const test::Bytes file = test::Load(path);
-  Heard heard;
-  std::uint32_t last = 0;
-  for (std::size_t at = headerBytes; at + 4 <= file.size(); at += 4) {
-    std::uint32_t frame = 0;
-    std::memcpy(&frame, &file[at], 4);
-    if (frame == 0) continue;
-    if (last != 0 && frame != last + 1) heard.gaps.push_back(last);
-    last = frame;
-    ++heard.frames;
-  }
-  return heard;
-}
-
-/// Another program that records the same, as long as the object lives.
-class Witness {
- public:
-  explicit Witness(const std::string& file) {
-    process_ = fork();
-    if (process_ != 0) return;
-    execlp("arecord", "arecord", "-q", "-D", "default", "-f", "cd", file.c_str(), nullptr);
-    _exit(127);
-  }
-  void End() {
-    kill(process_, SIGTERM);
-    waitpid(process_, nullptr, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
   }
 
  private:
   pid_t process_;
 };
+
+/// One that records, and ends well when it has lost nothing.
+Process Recorder(const std::string& file, const std::string& device, double seconds) {
+  return Process({"/proc/self/exe", "record", file, device, std::to_string(seconds)});
+}
 
 class StoppedProcess : public testing::TestWithParam<int> {};
-
 TEST_P(StoppedProcess, LosesNothing) {
   TempFolder folder;
+  const std::string file = folder.File("take.wav");
   const double seconds = GetParam() / 1000.0 + 1.5;
-  for (const std::string device : {"counting", "signal"}) {
-    SCOPED_TRACE(device);
-    const std::string file = folder.File(device + ".wav");
-    Recorder recorder(file, device, seconds);
-    Sleep(700);
-    recorder.StopFor(GetParam());
-    const Recorder::Result result = recorder.Wait();
-    EXPECT_EQ(result.code, 0);
-    EXPECT_EQ(result.lost, 0u);
-    EXPECT_GE(result.seconds, seconds);
-    EXPECT_GE(static_cast<double>(result.inFile + soak::kSegment), result.seconds * soak::kRate - 2000);
-    if (device == "signal") continue;
-    const test::Counted counted = test::CountFrames(file);
-    EXPECT_TRUE(counted.whole);
-    EXPECT_EQ(counted.gaps, 0u) << "missing " << counted.missing;
-    EXPECT_EQ(counted.frames, result.inFile);
-    EXPECT_GE(counted.frames + soak::kSegment, result.delivered);
-  }
+  Process recorder = Recorder(file, "counting", seconds);
+  Sleep(700);
+  recorder.Send(SIGSTOP);
+  Sleep(static_cast<DWORD>(GetParam()));
+  recorder.Send(SIGCONT);
+  EXPECT_EQ(recorder.Wait(), 0);
+  const test::Counted counted = test::CountFrames(file);
+  EXPECT_TRUE(counted.whole);
+  EXPECT_EQ(counted.gaps, 0u) << "missing " << counted.missing;
+  EXPECT_GE(static_cast<double>(counted.frames + soak::kSegment), seconds * soak::kRate - 2000);
 }
-INSTANTIATE_TEST_SUITE_P(For, StoppedProcess, testing::Values(800, 1200, 2000, 4000, 5000, 10000, 20000));
+INSTANTIATE_TEST_SUITE_P(For, StoppedProcess, testing::Values(800, 1200, 2000, 5000, 10000, 20000));
 
-class ServerTest : public testing::TestWithParam<int> {
+/// With a server that plays a sound whose frames count, from 1, so that silence is none of it.
+class ServerTest : public testing::TestWithParam<std::pair<bool, int>> {
  protected:
-  void SetUp() override { ASSERT_TRUE(server_.IsRunning()) << server_.Problem(); }
+  void SetUp() override {
+    ASSERT_TRUE(server_.IsRunning()) << server_.Problem();
+    std::vector<std::uint32_t> frames(40 * soak::kRate);
+    for (std::size_t i = 0; i < frames.size(); ++i) frames[i] = static_cast<std::uint32_t>(i + 1);
+    test::StoreWav(server_.Path("counted.wav"), std::vector{Format(soak::kRate, 2, 16)}, frames,
+                   static_cast<std::uint32_t>(frames.size()));
+    ASSERT_TRUE(server_.Play(server_.Path("counted.wav")));
+    Sleep(300);
+  }
+  /// The gaps that @p file has, by the frames before them; at least so many seconds of the sound are there.
+  std::vector<std::uint32_t> GapsOf(const std::string& file, std::size_t headerBytes, double seconds) {
+    const test::Bytes bytes = test::Load(file);
+    std::vector<std::uint32_t> gaps;
+    std::uint32_t last = 0;
+    double frames = 0;
+    for (std::size_t at = headerBytes; at + 4 <= bytes.size(); at += 4) {
+      const std::uint32_t frame = test::Number(bytes, at);
+      if (frame == 0) continue;
+      if (last != 0 && frame != last + 1) gaps.push_back(last);
+      last = frame;
+      ++frames;
+    }
+    EXPECT_GE(frames, seconds * soak::kRate);
+    return gaps;
+  }
+
   TempFolder folder_;
+  const std::string file_ = folder_.File("take.wav");
   SoundServer server_;
 };
 
-class StoppedClient : public ServerTest {};
-TEST_P(StoppedClient, LosesNothingOfTheServersSound) {
-  PlayCounted(server_);
-  const std::string file = folder_.File("take.wav");
-  Recorder recorder(file, "default", GetParam() / 1000.0 + 2.5);
-  Sleep(1200);
-  recorder.StopFor(GetParam());
-  const Recorder::Result result = recorder.Wait();
-  EXPECT_EQ(result.code, 0);
-  EXPECT_EQ(result.lost, 0u);
-  const Heard heard = Listen(file, kHeaderBytes);
-  EXPECT_TRUE(heard.gaps.empty()) << heard.gaps.size();
-  EXPECT_GE(static_cast<double>(heard.frames), (GetParam() / 1000.0 + 0.2) * soak::kRate);
-}
-INSTANTIATE_TEST_SUITE_P(For, StoppedClient, testing::Values(800, 2000, 5000, 20000));
-
 // A server that was stopped goes on as it likes, with a gap of its own now and then: another recorder hears
 // the same.
-class StoppedServer : public ServerTest {};
-TEST_P(StoppedServer, LosesNothingOfWhatItGives) {
-  PlayCounted(server_);
-  const std::string file = folder_.File("take.wav");
-  Witness witness(folder_.File("witness.wav"));
-  Recorder recorder(file, "default", GetParam() / 1000.0 + 4.0);
+class Stopped : public ServerTest {};
+TEST_P(Stopped, ServerOrClientLosesNothingOfWhatTheServerGives) {
+  const auto& [server, milliseconds] = GetParam();
+  const std::string heard = folder_.File("witness.wav");
+  Process witness({"arecord", "-q", "-D", "default", "-f", "cd", heard});
+  Process recorder = Recorder(file_, "default", milliseconds / 1000.0 + 4.0);
   Sleep(1200);
-  server_.Freeze();
-  Sleep(static_cast<DWORD>(GetParam()));
-  server_.Thaw();
-  const Recorder::Result result = recorder.Wait();
-  witness.End();
-  EXPECT_EQ(result.code, 0);
-  EXPECT_EQ(result.lost, 0u);
-  const Heard heard = Listen(file, kHeaderBytes);
-  EXPECT_EQ(heard.gaps, Listen(folder_.File("witness.wav"), 44).gaps);
-  EXPECT_GE(static_cast<double>(heard.frames), 1.5 * soak::kRate);
+  server ? server_.Freeze() : recorder.Send(SIGSTOP);
+  Sleep(static_cast<DWORD>(milliseconds));
+  server ? server_.Thaw() : recorder.Send(SIGCONT);
+  EXPECT_EQ(recorder.Wait(), 0);
+  witness.Send(SIGTERM);
+  witness.Wait();
+  const auto gaps = GapsOf(file_, kHeaderBytes, server ? 1.5 : milliseconds / 1000.0 + 0.2);
+  EXPECT_EQ(gaps, GapsOf(heard, 44, 1.5));
+  EXPECT_TRUE(server || gaps.empty());
 }
-INSTANTIATE_TEST_SUITE_P(For, StoppedServer, testing::Values(500, 1000, 2000, 3000, 5000));
+INSTANTIATE_TEST_SUITE_P(For, Stopped,
+                         testing::Values(std::pair(false, 800), std::pair(false, 5000),
+                                         std::pair(false, 20000), std::pair(true, 500), std::pair(true, 1000),
+                                         std::pair(true, 2000), std::pair(true, 5000)));
 
-class DeadServer : public ServerTest {};
-TEST_P(DeadServer, EndsARecordingWithAllItsSegments) {
-  PlayCounted(server_);
-  const std::string file = folder_.File("take.wav");
+class Dead : public ServerTest {};
+TEST_P(Dead, ServerEndsARecordingWithAllItsSegments) {
   CMMWAVCapture capture;
-  const HANDLE thread = capture.Create(Pcm(44100, 2, 16), file.c_str(), nullptr, nullptr);
+  CloseHandle(capture.Create(Format(soak::kRate, 2, 16), file_.c_str(), nullptr, nullptr));
   ASSERT_EQ(capture.StartREC(), 1);
-  Sleep(static_cast<DWORD>(GetParam()));
+  Sleep(static_cast<DWORD>(GetParam().second));
   const auto killed = Clock::now();
   server_.Kill();
   ASSERT_TRUE(Eventually([&] { return StateOf(capture) == kStateNone; }, 5000));
-  EXPECT_LT(Since(killed), 0.7);
+  EXPECT_LT(SecondsSince(killed), 0.7);
   EXPECT_EQ(cmm::GetCaptureReport().end, cmm::CaptureEnd::kDeviceLost);
   EXPECT_EQ(cmm::GetCaptureReport().deviceResult, DSERR_NODRIVER);
-  EXPECT_TRUE(test::CountFrames(file).whole);
-  const Heard heard = Listen(file, kHeaderBytes);
-  EXPECT_TRUE(heard.gaps.empty());
+  EXPECT_TRUE(test::CountFrames(file_).whole);
   // The server hands its sound over in pieces of up to two seconds.
-  EXPECT_GE(static_cast<double>(heard.frames), (GetParam() / 1000.0 - 2.3) * soak::kRate);
-  capture.Exit();
-  CloseHandle(thread);
+  EXPECT_TRUE(GapsOf(file_, kHeaderBytes, GetParam().second / 1000.0 - 2.3).empty());
 }
-INSTANTIATE_TEST_SUITE_P(After, DeadServer, testing::Values(1100, 3300));
+INSTANTIATE_TEST_SUITE_P(After, Dead, testing::Values(std::pair(true, 1100), std::pair(true, 3300)));
 
 }  // namespace
-
-int soak::RecordForParent(char** arguments) {
-  const std::string file = arguments[0];
-  const std::string device = arguments[1];
-  const double seconds = std::atof(arguments[2]);
-  test::CountingDevice counting;
-  const GUID* id = device == "signal"     ? &platform::kSignalDevice
-                   : device == "counting" ? &counting.id
-                                          : nullptr;
-  CMMWAVCapture capture;
-  const HANDLE thread = capture.Create(Pcm(kRate, 2, 16), file.c_str(), nullptr, id);
-  const auto begin = Clock::now();
-  if (capture.StartREC() != 1) return 2;
-  while (Since(begin) < seconds && StateOf(capture) == kStateCapturing) Sleep(10);
-  const double passed = Since(begin);
-  if (capture.StopREC() != 1 || capture.fileClose() != 1) return 3;
-  const cmm::CaptureReport report = cmm::GetCaptureReport();
-  std::printf("%llu %llu %llu %f\n", static_cast<unsigned long long>(counting.delivered.load()),
-              static_cast<unsigned long long>(report.framesInFile),
-              static_cast<unsigned long long>(report.lostFrames), passed);
-  std::fflush(stdout);
-  const bool ended = capture.Exit() == 1;
-  CloseHandle(thread);
-  return ended ? 0 : 4;
-}

@@ -1,6 +1,6 @@
 #pragma once
-// The C library's memory, cut off. For programs with Allocations.cpp among their sources, which go without
-// sanitizers: those have a memory of their own.
+// The C library's memory, cut off. For programs with Allocations.cpp among their sources. With a sanitizer, which
+// has a memory of its own, they go without it and define CMM_OWN_MEMORY.
 
 namespace test {
 
@@ -10,5 +10,15 @@ void FailAllocation(long nth, bool andAllBehind);
 
 /// Ends that. @return whether an allocation has failed
 bool AllocateAgain();
+
+#ifdef CMM_OWN_MEMORY
+inline constexpr bool kAllocationsFail = false;
+inline void FailAllocation(long, bool) {}
+inline bool AllocateAgain() {
+  return false;
+}
+#else
+inline constexpr bool kAllocationsFail = true;
+#endif
 
 }  // namespace test

@@ -24,20 +24,13 @@ namespace test {
 /// that has room enough, what a late worker has missed is still there.
 class CountingDevice {
  public:
-  /// Faults and delays, at any time.
-  struct Faults {
-    std::atomic<HRESULT> position{S_OK}, lock{S_OK};
-    std::atomic<int> lockDelayMs{0};  // of the next Lock
-    std::atomic<bool> gone{false};
-  };
-
   CountingDevice() { platform::RegisterCaptureDevice(id, "counting", &CountingDevice::Open, this); }
   ~CountingDevice() { platform::UnregisterCaptureDevice(id); }
   CountingDevice(const CountingDevice&) = delete;
   CountingDevice& operator=(const CountingDevice&) = delete;
 
   const GUID id{0xC0047140, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
-  Faults faults;
+  std::atomic<bool> gone{false};            // at any time
   /// Goes as fast as frames are recorded, and not by the clock. Set before a start.
   std::atomic<bool> unhurried{false};
   std::atomic<std::uint64_t> delivered{0};  // frames since the start
@@ -59,7 +52,7 @@ class CountingDevice {
       return DS_OK;
     }
     void Stop() override {}
-    bool Gone() const override { return owner_.faults.gone; }
+    bool Gone() const override { return owner_.gone; }
     void Wake() override { woken_ = true; }
     DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds) override {
       if (woken_ || Gone()) return 0;
@@ -89,73 +82,9 @@ class CountingDevice {
     std::atomic<bool> woken_{false};
   };
 
-  /// An interface of the layer's, passed on.
-  template <class Interface>
-  class Wrapped : public Interface {
-   public:
-    Wrapped(CountingDevice& counting, Interface* wrapped) : owner(counting), inner(wrapped) {}
-    virtual ~Wrapped() { inner->Release(); }
-    HRESULT __stdcall QueryInterface(REFIID iid, void** object) override {
-      return inner->QueryInterface(iid, object);
-    }
-    ULONG __stdcall AddRef() override { return ++references_; }
-    ULONG __stdcall Release() override {
-      const ULONG left = --references_;
-      if (left == 0) delete this;
-      return left;
-    }
-
-   protected:
-    CountingDevice& owner;
-    Interface* const inner;
-
-   private:
-    std::atomic<ULONG> references_{1};
-  };
-
-  /// The ring's buffer, with the faults.
-  struct Buffer final : Wrapped<IDirectSoundCaptureBuffer> {
-    using Wrapped::Wrapped;
-    HRESULT __stdcall GetCaps(DSCBCAPS* caps) override { return inner->GetCaps(caps); }
-    HRESULT __stdcall GetFormat(LPWAVEFORMATEX format, DWORD size, LPDWORD written) override {
-      return inner->GetFormat(format, size, written);
-    }
-    HRESULT __stdcall GetStatus(LPDWORD status) override { return inner->GetStatus(status); }
-    HRESULT __stdcall Initialize(IDirectSoundCapture*, LPCDSCBUFFERDESC) override { return E_NOTIMPL; }
-    HRESULT __stdcall GetCurrentPosition(LPDWORD capture, LPDWORD read) override {
-      const HRESULT fault = owner.faults.position;
-      return fault < 0 ? fault : inner->GetCurrentPosition(capture, read);
-    }
-    HRESULT __stdcall Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD bytes1, LPVOID* part2,
-                           LPDWORD bytes2, DWORD flags) override {
-      std::this_thread::sleep_for(std::chrono::milliseconds(owner.faults.lockDelayMs.exchange(0)));
-      const HRESULT fault = owner.faults.lock;
-      return fault < 0 ? fault : inner->Lock(offset, bytes, part1, bytes1, part2, bytes2, flags);
-    }
-    HRESULT __stdcall Start(DWORD flags) override { return inner->Start(flags); }
-    HRESULT __stdcall Stop() override { return inner->Stop(); }
-    HRESULT __stdcall Unlock(LPVOID part1, DWORD bytes1, LPVOID part2, DWORD bytes2) override {
-      return inner->Unlock(part1, bytes1, part2, bytes2);
-    }
-  };
-
-  struct Device final : Wrapped<IDirectSoundCapture> {
-    using Wrapped::Wrapped;
-    HRESULT __stdcall CreateCaptureBuffer(LPCDSCBUFFERDESC desc, LPDIRECTSOUNDCAPTUREBUFFER* buffer,
-                                          LPUNKNOWN outer) override {
-      const HRESULT result = inner->CreateCaptureBuffer(desc, buffer, outer);
-      if (result == DS_OK) *buffer = new Buffer(owner, *buffer);
-      return result;
-    }
-    HRESULT __stdcall GetCaps(DSCCAPS* caps) override { return inner->GetCaps(caps); }
-    HRESULT __stdcall Initialize(LPCGUID) override { return E_NOTIMPL; }
-  };
-
   static HRESULT Open(void* context, IDirectSoundCapture** device) {
     auto& owner = *static_cast<CountingDevice*>(context);
-    const HRESULT result = platform::detail::CaptureDevice::Create(std::make_unique<Source>(owner), device);
-    if (result == DS_OK) *device = new Device(owner, *device);
-    return result;
+    return platform::detail::CaptureDevice::Create(std::make_unique<Source>(owner), device);
   }
 };
 

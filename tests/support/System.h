@@ -10,11 +10,6 @@
 /// How many of the files of a folder this process has open; on Windows those that are open at all.
 std::size_t OpenFiles(const std::filesystem::path& folder);
 
-/// The number of the calling thread, for IsAsleep.
-std::uint32_t ThreadNumber();
-/// Whether that thread waits. Where nothing tells this it is given the time to get there.
-bool IsAsleep(std::uint32_t thread);
-
 /// Has the process take names and texts in this code page; 0 is what it begins with.
 /// @return false when it cannot: on Windows a process keeps the one that it begins with
 bool UseCodePage(unsigned codePage);

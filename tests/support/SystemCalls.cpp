@@ -107,73 +107,42 @@ int fcntl(int file, int command, ...) {
   static constinit Next next("fcntl");
   return next.Call<int>(file, file, command, argument);
 }
-int close(int file) {
-  static constinit Next next("close");
-  return next.Call<int>(file, file);
-}
-ssize_t read(int file, void* data, size_t bytes) {
-  static constinit Next next("read");
-  return next.Call<ssize_t>(file, file, data, bytes);
-}
-ssize_t write(int file, const void* data, size_t bytes) {
-  static constinit Next next("write");
-  return next.Call<ssize_t>(file, file, data, bytes);
-}
-ssize_t pread(int file, void* data, size_t bytes, off_t at) {
-  static constinit Next next("pread");
-  return next.Call<ssize_t>(file, file, data, bytes, at);
-}
-ssize_t pwrite(int file, const void* data, size_t bytes, off_t at) {
-  static constinit Next next("pwrite");
-  return next.Call<ssize_t>(file, file, data, bytes, at);
-}
-ssize_t pwritev(int file, const iovec* parts, int count, off_t at) {
-  static constinit Next next("pwritev");
-  return next.Call<ssize_t>(file, file, parts, count, at);
-}
-off_t lseek(int file, off_t offset, int origin) noexcept {
-  static constinit Next next("lseek");
-  return next.Call<off_t>(file, file, offset, origin);
-}
-int ftruncate(int file, off_t length) noexcept {
-  static constinit Next next("ftruncate");
-  return next.Call<int>(file, file, length);
-}
-int fsync(int file) {
-  static constinit Next next("fsync");
-  return next.Call<int>(file, file);
-}
-int fstat(int file, struct stat* status) noexcept {
-  static constinit Next next("fstat");
-  return next.Call<int>(file, file, status);
-}
-int stat(const char* path, struct stat* status) noexcept {
-  static constinit Next next("stat");
-  return next.Call<int>(-1, path, status);
-}
-int access(const char* path, int mode) noexcept {
-  static constinit Next next("access");
-  return next.Call<int>(-1, path, mode);
-}
-int eventfd(unsigned count, int flags) noexcept {
-  static constinit Next next("eventfd");
-  return next.Call<int>(-1, count, flags);
-}
+// One function: as it is declared, what it gives, its name, its descriptor and its arguments.
+#define HOOKED(declaration, Result, name, file, ...) \
+  declaration {                                      \
+    static constinit Next next(#name);               \
+    return next.Call<Result>(file, __VA_ARGS__);     \
+  }
+#define HOOKED_THREADS(declaration, name, ...) \
+  declaration {                                \
+    static constinit Next next(#name);         \
+    return next.CallThreads(__VA_ARGS__);      \
+  }
 
-int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*start)(void*),
-                   void* argument) noexcept {
-  static constinit Next next("pthread_create");
-  return next.CallThreads(id, attributes, start, argument);
-}
+HOOKED(int close(int file), int, close, file, file)
+HOOKED(ssize_t read(int file, void* data, size_t bytes), ssize_t, read, file, file, data, bytes)
+HOOKED(ssize_t write(int file, const void* data, size_t bytes), ssize_t, write, file, file, data, bytes)
+HOOKED(ssize_t pread(int file, void* data, size_t bytes, off_t at), ssize_t, pread, file, file, data, bytes,
+       at)
+HOOKED(ssize_t pwrite(int file, const void* data, size_t bytes, off_t at), ssize_t, pwrite, file, file, data,
+       bytes, at)
+HOOKED(ssize_t pwritev(int file, const iovec* parts, int count, off_t at), ssize_t, pwritev, file, file,
+       parts, count, at)
+HOOKED(off_t lseek(int file, off_t offset, int origin) noexcept, off_t, lseek, file, file, offset, origin)
+HOOKED(int ftruncate(int file, off_t length) noexcept, int, ftruncate, file, file, length)
+HOOKED(int fsync(int file), int, fsync, file, file)
+HOOKED(int fstat(int file, struct stat* status) noexcept, int, fstat, file, file, status)
+HOOKED(int stat(const char* path, struct stat* status) noexcept, int, stat, -1, path, status)
+HOOKED(int access(const char* path, int mode) noexcept, int, access, -1, path, mode)
+HOOKED(int eventfd(unsigned count, int flags) noexcept, int, eventfd, -1, count, flags)
+HOOKED_THREADS(int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*start)(void*),
+                                  void* argument) noexcept,
+               pthread_create, id, attributes, start, argument)
 #ifndef CMM_SANITIZER_HAS_THREAD_KEYS
-int pthread_key_create(pthread_key_t* key, void (*atEnd)(void*)) noexcept {
-  static constinit Next next("pthread_key_create");
-  return next.CallThreads(key, atEnd);
-}
-int pthread_setspecific(pthread_key_t key, const void* value) noexcept {
-  static constinit Next next("pthread_setspecific");
-  return next.CallThreads(key, value);
-}
+HOOKED_THREADS(int pthread_key_create(pthread_key_t* key, void (*atEnd)(void*)) noexcept, pthread_key_create,
+               key, atEnd)
+HOOKED_THREADS(int pthread_setspecific(pthread_key_t key, const void* value) noexcept, pthread_setspecific,
+               key, value)
 #endif
 
 }  // extern "C"

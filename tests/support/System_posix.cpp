@@ -16,17 +16,6 @@ std::size_t OpenFiles(const std::filesystem::path& folder) {
   }));
 }
 
-std::uint32_t ThreadNumber() {
-  return static_cast<std::uint32_t>(gettid());
-}
-
-bool IsAsleep(std::uint32_t thread) {
-  std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
-  const std::string text{std::istreambuf_iterator<char>(stat), {}};
-  const auto name = text.rfind(')');
-  return name != std::string::npos && text[name + 2] == 'S';
-}
-
 bool UseCodePage(unsigned codePage) {
   platform::SetCodePage(codePage);
   return true;

@@ -18,15 +18,6 @@ std::size_t OpenFiles(const std::filesystem::path& folder) {
   }));
 }
 
-std::uint32_t ThreadNumber() {
-  return GetCurrentThreadId();
-}
-
-bool IsAsleep(std::uint32_t) {
-  Sleep(50);
-  return true;
-}
-
 bool UseCodePage(unsigned codePage) {
   // Who starts the program to see it in a certain code page says so: nothing is to be left out unnoticed.
   if (const char* const expected = std::getenv("CMM_CODE_PAGE")) {

@@ -3,10 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <functional>
 
-#include "tests/support/System.h"
+#include "platform/platform.h"
 
 namespace test {
 
@@ -43,19 +42,12 @@ class Thread {
   Handle handle_;
 };
 
-/// A thread that waits once for an object; the constructor returns when it sleeps there.
+/// A thread that waits once for an object; the constructor gives it the time to fall asleep there.
 class Sleeper {
  public:
   explicit Sleeper(HANDLE handle, DWORD milliseconds = kLong)
-      : thread_([this, handle, milliseconds] {
-          id_ = ThreadNumber();
-          result_ = WaitForSingleObject(handle, milliseconds);
-          done_ = true;
-        }) {
-    for (int asleep = 0; asleep < 3 && !done_;) {
-      Sleep(2);
-      asleep = id_ != 0 && IsAsleep(id_) ? asleep + 1 : 0;
-    }
+      : thread_([this, handle, milliseconds] { result_ = WaitForSingleObject(handle, milliseconds); }) {
+    Sleep(50);
   }
   DWORD Result() {
     thread_.Join();
@@ -63,8 +55,6 @@ class Sleeper {
   }
 
  private:
-  std::atomic<std::uint32_t> id_{0};
-  std::atomic<bool> done_{false};
   DWORD result_ = WAIT_FAILED;
   Thread thread_;
 };

@@ -1,60 +1,89 @@
-// Up to the limits of the format. Windows itself ends before: its mmioSeek at 2 GiB, its paths at 260 bytes.
+// Up to the limits of the format, and of a disk. Windows itself ends before: its mmioSeek at 2 GiB, its paths
+// at 260 bytes.
+#include "tests/support/FileSizeLimit.h"
 #include "tests/wavfile/pretend_written.h"
 
 namespace {
 
 using Limits = WavTest;
 
-TEST_F(Limits, LongNamesAreTaken) {
-  const std::string directory = folder_.File(std::string(250, 'n'));
-  std::filesystem::create_directory(directory);
-  CMMWav wav;
-  ASSERT_EQ(wav.Open(Pcm(1, 8000, 8), "a.wav", directory.c_str()), 1);
-  EXPECT_EQ(wav.GetPathName(), directory);
-  EXPECT_EQ(wav.Close(), 1);
-  EXPECT_TRUE(std::filesystem::exists(directory + "/a.wav"));
-}
-
-TEST_F(Limits, LargeFilesAreSoughtBeyondTwoGibibytes) {
-  const std::string path = folder_.File("large.wav");
-  constexpr std::uint32_t kBlock = 0x8000;
-  constexpr std::uint32_t kBytes = 0xD8000000;
-  const Bytes last = Pattern(kBlock);
-  CMMWav wav;
-  ASSERT_EQ(wav.Open(Pcm(1, 8000, 8), path.c_str()), 1);
-  PretendWritten(wav, kBytes - kBlock);
-  Write(wav, last);
-  ASSERT_EQ(wav.Close(0), 1);
-  Bytes format(4);  // block and bits of a format whose count of frames does not wrap below what is sought
-  SetNumber(format, 0, kBlock | 1 << 16);
-  std::fstream(path, std::ios::binary | std::ios::in | std::ios::out).seekp(32).write(format.data(), 4);
-
-  ASSERT_EQ(wav.Open(path.c_str()), 1);
-  EXPECT_EQ(wav.ChkFileSize(), 1);
-  EXPECT_EQ(wav.GetFSize(), kBytes + 56);
-  ASSERT_EQ(wav.SampleFind(kBytes / kBlock - 1), 1);
-  EXPECT_EQ(Read(wav, 2 * kBlock), last);
-  ASSERT_EQ(wav.SampleFind(kBytes / kBlock - 2), 1);
-  EXPECT_EQ(Read(wav, kBlock), Bytes(kBlock, 0));
-}
-
-TEST_F(Limits, WritingStopsWhereTheSizesEnd) {
-  const std::string path = folder_.File("full.wav");
+TEST_F(Limits, WritingStopsWhereTheSizesEndAndReadingSeeksUpToThere) {
+  const std::string path = folder_.Path().string() + std::string(300, '/') + "a.wav";
   constexpr std::uint32_t kMost = 0xFFFFFFCC;  // a RIFF size of 0xFFFFFFFC
-  CMMWav wav;
-  ASSERT_EQ(wav.Open(Pcm(2, 44100, 16), path.c_str()), 1);
-  PretendWritten(wav, kMost - 8);
   const Bytes data = Pattern(20000);
-  std::uint32_t taken = 99;
-  EXPECT_EQ(wav.Write(20000, data.data(), &taken), 0);
-  EXPECT_EQ(taken, 8u);
-  EXPECT_EQ(wav.Write(4, data.data(), &taken), 0);
-  EXPECT_EQ(taken, 0u);
-  EXPECT_EQ(wav.Close(77), 1);
+  ASSERT_EQ(wav_.Open(Pcm(2, 44100, 16), path.c_str()), 1);
+  PretendWritten(wav_, kMost - 8);
+  for (const std::uint32_t expected : {8u, 0u}) {
+    EXPECT_EQ(wav_.Write(20000, data.data(), &count_), 0);
+    EXPECT_EQ(count_, expected);
+  }
+  EXPECT_EQ(wav_.Close(77), 1);
+  EXPECT_EQ(Number(LoadPart(path, 0, 56), 44), 77u);
   EXPECT_EQ(std::filesystem::file_size(path), std::uintmax_t{56} + kMost);
-  ASSERT_EQ(wav.Open(path.c_str()), 1);
-  EXPECT_EQ(wav.GetFSize(), 0xFFFFFFFCu + 8);  // in 32 bits
-  EXPECT_EQ(wav.GetPlayTime(), kMost / 176400.0);
+  // One bit for a sample, so that the count of frames does not wrap below what is sought.
+  std::fstream(path, std::ios::binary | std::ios::in | std::ios::out).seekp(34).write("\1", 2);
+  ASSERT_EQ(wav_.Open(path.c_str()), 1);
+  EXPECT_EQ(wav_.GetFSize(), 0xFFFFFFFCu + 8);  // in 32 bits
+  for (const std::uint32_t left : {12u, 0x68000000u}) {
+    ASSERT_EQ(wav_.SampleFind((kMost - left) / 4), 1);
+    EXPECT_EQ(Read(wav_, 12), Join({Bytes(4), Part(left == 12 ? data : Bytes(8), 0, 8)}));
+  }
+}
+
+class FullDisk : public WavTest {
+ protected:
+  // Records in blocks until one is not wholly taken or the data ends, closes, and checks what is left.
+  void Record(const Bytes& data, std::uint32_t blockBytes, std::size_t limit, std::uint32_t before = 0) {
+    SCOPED_TRACE("blocks of " + std::to_string(blockBytes) + ", limit " + std::to_string(limit));
+    const std::string path = folder_.File("a.wav");
+    std::uint32_t accepted = 0, taken = 1;
+    std::int32_t closed;
+    {
+      const test::FileSizeLimit full(limit);
+      ASSERT_EQ(wav_.Open(Pcm(1, 8000, 8), path.c_str()), 1);
+      if (before > 0) PretendWritten(wav_, before);
+      for (std::int32_t result = 1; result == 1 && accepted < data.size(); accepted += taken) {
+        const Bytes block = Part(data, accepted, blockBytes);
+        result = wav_.Write(static_cast<std::uint32_t>(block.size()), block.data(), &taken);
+        ASSERT_EQ(result == 1, taken == block.size());
+      }
+      if (accepted < data.size()) {
+        ASSERT_EQ(wav_.Write(blockBytes, data.data(), &taken), 0);
+        ASSERT_EQ(taken, 0u);  // that is how a recorder learns that its run is over
+      }
+      closed = wav_.Close(0);
+    }
+    const std::size_t size = std::filesystem::file_size(path), complete = 56u + before + accepted;
+    ASSERT_EQ(size, std::min(limit, complete + complete % 2));
+    ASSERT_EQ(closed, size == complete + complete % 2 ? 1 : 0);
+    if (limit < 56) return;
+    const std::size_t held = std::min(limit, complete) - 56;
+    const Bytes header = LoadPart(path, 0, 56);
+    ASSERT_EQ(Number(header, 4), size - 8);
+    ASSERT_EQ(Number(header, 52), held);
+    ASSERT_EQ(Number(header, 44), held % (1u << 29));
+    ASSERT_TRUE(LoadPart(path, 56 + before, held - before) == Part(data, 0, held - before));
+  }
+};
+
+TEST_F(FullDisk, ARecordingIsRightAtEveryLimit) {
+  for (std::size_t limit = 0; limit < 180; ++limit) Record(Pattern(101), 20, limit);
+  const Bytes data = Pattern(300001);
+  for (const std::uint32_t block : {257u, 4096u, 70000u, 300001u}) {
+    for (const std::size_t edge : {4096u, 65536u, 131072u, 300056u}) {
+      for (const std::size_t limit : {edge - 57, edge - 1, edge + 1, edge + 2}) Record(data, block, limit);
+    }
+  }
+}
+
+// What waits in the buffer when 2 GiB are reached goes to the disk before anything else is tried there.
+TEST_F(FullDisk, JustBelowTwoGibibytesIsNoOtherPlace) {
+  constexpr std::uint32_t kHalf = 1u << 31;
+  for (const std::uint32_t missing : {3000u, 9000u}) {
+    for (const std::uint32_t block : {100u, 1000u}) {
+      Record(Pattern(50000), block, kHalf - missing, kHalf - 56 - 40000);
+    }
+  }
 }
 
 }  // namespace

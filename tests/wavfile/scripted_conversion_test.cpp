@@ -1,220 +1,201 @@
 // Conversion by a driver of the test's own: what it is asked, what its failures and odd answers lead to;
 // how the directory of drivers shows it.
-#include "tests/support/AllocationCounter.h"
-#include "tests/support/Private.h"
-#include "tests/wavfile/scripted_driver.h"
+#include <memory>
+#include <vector>
 
-PRIVATE_FIELD(ConvertKind, CMMWav, std::uint32_t, convertKind)
-PRIVATE_FIELD(FirstBlock, CMMWav, std::uint8_t, firstBlock)
-PRIVATE_FIELD(Stream, CMMWav, HACMSTREAM, acmStream)
+#include "platform/posix/layer.h"
+#include "tests/support/AllocationCounter.h"
+#include "tests/support/System.h"
+#include "tests/wavfile/conversion_tools.h"
+
 PRIVATE_FIELD(Header, CMMWav, ACMSTREAMHEADER*, streamHeader)
 
 namespace {
 
-using Conversion = ConversionTest;
+/// What a test driver is to do, and what it has seen.
+struct Script {
+  DWORD support = ACMDRIVERDETAILS_SUPPORTF_CODEC;
+  MMRESULT details = 0, size = 0, prepare = 0, convert = 0;
+  DWORD outputSize = 0;  ///< what it says that its output needs; 0: as much as the source
+  DWORD output = 0;      ///< bytes that each call makes, all of value 3; 0: a copy of its source
 
-WAVEFORMATEX With(WAVEFORMATEX format, DWORD byteRate, WORD block) {
+  int detailsAsked = 0;
+  WAVEFORMATEX destination{};
+  ACMSTREAMHEADER prepared{};
+  std::vector<DWORD> lengths;  ///< of source, in each conversion
+  DWORD flags = 0;
+};
+
+class TestStream : public platform::ConversionStream {
+ public:
+  explicit TestStream(Script& script) : script_(script) {}
+  MMRESULT OutputSize(DWORD sourceBytes, DWORD& outputBytes) override {
+    outputBytes = script_.outputSize != 0 ? script_.outputSize : sourceBytes;
+    return script_.size;
+  }
+  MMRESULT SourceSize(DWORD, DWORD&) override { return ACMERR_NOTPOSSIBLE; }
+  MMRESULT Prepare(ACMSTREAMHEADER& header) override {
+    script_.prepared = header;
+    return script_.prepare;
+  }
+  MMRESULT Convert(ACMSTREAMHEADER& header, DWORD flags) override {
+    script_.flags = flags;
+    script_.lengths.push_back(header.cbSrcLength);
+    header.cbSrcLengthUsed = header.cbSrcLength;
+    header.cbDstLengthUsed = script_.output != 0 ? script_.output : header.cbSrcLength;
+    std::memset(header.pbDst, 3, script_.output);
+    if (script_.output == 0) std::memcpy(header.pbDst, header.pbSrc, header.cbSrcLength);
+    return script_.convert;
+  }
+
+ private:
+  Script& script_;
+};
+
+/// Takes any formats, and is tried behind the layer's own drivers.
+class TestDriver : public platform::ConversionDriver {
+ public:
+  explicit TestDriver(Script& script) : script_(script) {}
+  DWORD Support() const override { return script_.support; }
+  MMRESULT Details(ACMDRIVERDETAILSA& details) const override {
+    ++script_.detailsAsked;
+    std::strcpy(details.szLongName, "Test driver");
+    return script_.details;
+  }
+  MMRESULT Open(const WAVEFORMATEX&, const WAVEFORMATEX& destination,
+                std::unique_ptr<platform::ConversionStream>& stream) const override {
+    script_.destination = destination;
+    stream = std::make_unique<TestStream>(script_);
+    return MMSYSERR_NOERROR;
+  }
+
+ private:
+  Script& script_;
+};
+
+/// With that driver, and a file in a format that only it takes.
+class Scripted : public ConversionTest {
+ protected:
+  ~Scripted() override {
+    wav_.Close();
+    EXPECT_TRUE(platform::UnregisterConversionDriver(driver_));
+  }
+
+  Script script_;
+  const HACMDRIVERID driver_ = platform::RegisterConversionDriver(std::make_shared<TestDriver>(script_));
+  const WAVEFORMATEX source_ = Format(8000, 1, 16, kPrivateTag);
+};
+
+WAVEFORMATEX Rated(WAVEFORMATEX format, DWORD byteRate, WORD block) {
   format.nAvgBytesPerSec = byteRate;
   format.nBlockAlign = block;
   return format;
 }
 
-/// With a file in a format that only the test's driver takes.
-class Scripted : public ConversionTest {
- protected:
-  void Open(const WAVEFORMATEX& format, std::size_t bytes) {
-    ASSERT_EQ(wav_.Open(MakeSource(format, bytes).c_str()), 1);
-  }
-  std::uint32_t Begin(std::int32_t stages, const WAVEFORMATEX& target) {
-    output_ = nullptr;
-    return wav_.BeginConvert(stages, target, &output_, nullptr);
-  }
-
-  std::shared_ptr<Script> script_ = std::make_shared<Script>();
-  Registered driver_{script_};
-  CMMWav wav_;
-  std::uint8_t* output_ = nullptr;
-  const WAVEFORMATEX source_ = Format(8000, 1, 16, kPrivateTag);
-};
-
-TEST_F(Conversion, InTwoStagesTheDriverKeepsTheRate) {
-  const auto script = std::make_shared<Script>();
-  const Registered driver(script);
+TEST_F(Scripted, InTwoStagesTheDriverKeepsTheRate) {
   HACMDRIVER handle = nullptr;
-  ASSERT_EQ(acmDriverOpen(&handle, driver.Id(), 0), 0u);
-  script->outputSize = script->output = 88200;
-  {
-    CMMWav wav;
-    ASSERT_EQ(wav.Open(MakeSource(Format(44100, 2, 16), 200000).c_str()), 1);
-    std::uint8_t* output = nullptr;
-    // The layer's own driver takes these formats too: the one that is named goes first.
-    ASSERT_EQ(wav.BeginConvert(kTwoStages, Format(22050, 1, 16), &output, handle), 44100u);
-    EXPECT_EQ(wav.GetNowDriverID(), driver.Id());
-    EXPECT_EQ(wav.GetConvertSize(), 44100u);
-    EXPECT_EQ(wav.GetConvertBuf(), output);
-    const WAVEFORMATEX& between = script->destination;
-    EXPECT_EQ(+between.nSamplesPerSec, 44100u);
-    EXPECT_EQ(+between.nAvgBytesPerSec, 88200u);
-    EXPECT_EQ(+between.nChannels, 1);
-
-    std::uint32_t made = 0;
-    EXPECT_EQ(wav.Convert(176400, &made), 1);
-    EXPECT_EQ(made, 44100u);
-    const ACMSTREAMHEADER& header = script->prepared;
-    EXPECT_EQ(+header.cbStruct, sizeof header);
-    EXPECT_EQ(+header.cbSrcLength, 176400u);
-    EXPECT_EQ(+header.dwSrcUser, 176400u);
-    EXPECT_EQ(+header.cbDstLength, 88200u);
-    EXPECT_EQ(+header.dwDstUser, 88200u);
-    EXPECT_TRUE(header.pbDst != output);
-    EXPECT_EQ(script->flags, 36u);
-  }
+  ASSERT_EQ(acmDriverOpen(&handle, driver_, 0), 0u);
+  script_.outputSize = script_.output = 88200;
+  Open(Format(44100, 2, 16), 200000);
+  // The layer's own driver takes these formats too: the one that is named goes first.
+  ASSERT_EQ(Begin(kTwoStages, Format(22050, 1, 16), handle), 44100u);
+  ACMDRIVERDETAILSA details;
+  EXPECT_EQ(wav_.GetDriverDetails(&details) + wav_.GetDriverDetails(nullptr), 1);
+  EXPECT_STREQ(details.szLongName, "Test driver");
+  EXPECT_TRUE(wav_.GetConvertSize() == 44100 && wav_.GetConvertBuf() == output_);
+  const WAVEFORMATEX between = Format(44100, 1, 16);
+  EXPECT_EQ(std::memcmp(&script_.destination, &between, sizeof between), 0);
+  EXPECT_EQ(Made(176400), 44100u);
+  const ACMSTREAMHEADER& header = script_.prepared;
+  EXPECT_TRUE(header.cbStruct == sizeof header && header.pbDst != output_);
+  EXPECT_TRUE(header.cbSrcLength == 176400 && header.dwSrcUser == 176400);
+  EXPECT_TRUE(header.cbDstLength == 88200 && header.dwDstUser == 88200);
+  EXPECT_EQ(script_.flags, 36u);
+  script_.details = 1234;
+  EXPECT_EQ(wav_.GetDriverDetails(&details), 0);
+  wav_.Close();
   EXPECT_EQ(acmDriverClose(handle, 0), 0u);
 }
 
-TEST_F(Scripted, InOneStageTheHostReadsTheDriversOutput) {
-  Open(source_, 40000);
-  script_->outputSize = 24000;
-  ASSERT_EQ(Begin(kOneStage, Format(8000, 1, 8)), 24000u);
-  EXPECT_TRUE(script_->prepared.pbDst == output_);
-  EXPECT_EQ(wav_.GetConvertBuf(), output_);
-  EXPECT_EQ(wav_.Convert(), 16000u);
-  EXPECT_EQ(Bytes(output_, output_ + 16000), Pattern(16000));
-  EXPECT_EQ(FirstBlock(wav_), 1);
-  EXPECT_EQ(wav_.EndConvert(), 1u);
-  EXPECT_EQ(wav_.GetConvertSize(), 0u);
-  ExpectNoConversion(wav_);
-  EXPECT_EQ(wav_.EndConvert(), 0u);
-}
-
-TEST_F(Scripted, OneSecondIsTheMostAtOnceAndTheHeaderKeepsItsLength) {
+TEST_F(Scripted, InOneStageTheHostReadsTheDriversOutputASecondAtMost) {
   Open(source_, 40002);
-  ASSERT_NE(Begin(kOneStage, Format(8000, 1, 8)), 0u);
-  std::uint32_t made = 99;
-  EXPECT_EQ(wav_.Convert(16002, &made), 0);
-  EXPECT_EQ(made, 0u);
-  made = 99;
-  EXPECT_EQ(wav_.Convert(15999, &made), 0);  // no whole block
-  EXPECT_EQ(made, 0u);
+  script_.outputSize = 24000;
+  ASSERT_EQ(Begin(kOneStage, Format(8000, 1, 8)), 24000u);
+  EXPECT_TRUE(script_.prepared.pbDst == output_);
+  EXPECT_EQ(Made(16002, 0) + Made(15999, 0), 0u);  // too much, and no whole block
   EXPECT_EQ(wav_.Convert(16000, nullptr), 0);
-  EXPECT_EQ(wav_.GetNowSampleSize(), 0u);
-  EXPECT_EQ(wav_.Convert(16000, &made), 1);
-  EXPECT_EQ(wav_.Convert(2, &made), 1);
-  EXPECT_EQ(made, 2u);
+  EXPECT_EQ(Made(16000), 16000u);
+  EXPECT_EQ(Bytes(output_, output_ + 16000), Pattern(16000));
+  script_.lengths.reserve(9);
+  const long blocks = BlocksTaken();
+  EXPECT_EQ(Made(2), 2u);
   EXPECT_EQ(wav_.Convert(), 16000u);
   EXPECT_EQ(wav_.Convert(), 8000u);
+  EXPECT_EQ(BlocksTaken(), blocks) << "conversion itself allocates nothing";
   EXPECT_EQ(+Header(wav_)->cbSrcLength, 16000u);
-  EXPECT_EQ(wav_.Convert(16000, &made), 0);
-  EXPECT_EQ(made, 0u);
-  EXPECT_EQ(wav_.Convert(), 0u);
-  EXPECT_EQ(script_->lengths, (std::vector<DWORD>{16000, 2, 16000, 8000}));
-  wav_.Close();
-
-  WAVEFORMATEX uneven = source_;  // a second that is no whole number of blocks goes in pieces
-  uneven.nAvgBytesPerSec = 15999;
-  Open(uneven, 40000);
-  ASSERT_NE(Begin(kOneStage, Format(8000, 1, 8)), 0u);
-  EXPECT_EQ(wav_.Convert(), 0u);
-  EXPECT_EQ(wav_.Convert(15998, &made), 1);
-  EXPECT_EQ(made, 15998u);
+  EXPECT_EQ(Made(16000, 0) + wav_.Convert(), 0u);
+  EXPECT_EQ(script_.lengths, (std::vector<DWORD>{16000, 2, 16000, 8000}));
+  EXPECT_EQ(wav_.EndConvert() + 2 * wav_.EndConvert(), 1u);
+  ExpectNoConversion();
+  EXPECT_EQ(wav_.GetNowDriverID(), nullptr);
 }
 
-TEST_F(Scripted, ATagDoesNotChangeTogetherWithChannelsOrRate) {
-  Open(source_, 100);
-  for (const std::int32_t stages : {kOneStage, kTwoStages}) {
-    for (const WAVEFORMATEX& target : {Format(8001, 1, 16), Format(8000, 2, 16)}) {
-      ConvertKind(wav_) = 0;
-      EXPECT_EQ(Begin(stages, target), 0u);
-      EXPECT_EQ(ConvertKind(wav_), 3u);
-      EXPECT_EQ(wav_.EndConvert(), 0u);
-      EXPECT_EQ(ConvertKind(wav_), 3u);
-    }
-  }
-  EXPECT_NE(Begin(kTwoStages, Format(11025, 2, 16, kPrivateTag)), 0u);
-  EXPECT_EQ(ConvertKind(wav_), 2u);
-  EXPECT_EQ(wav_.EndConvert(), 1u);
-  EXPECT_NE(Begin(kOneStage, Format(8000, 1, 8)), 0u);
-}
-
-// As of GSM or MP3: such a file counts no frames, but has blocks and a time.
-TEST_F(Scripted, AFormatWithoutBitsIsConverted) {
-  WAVEFORMATEX source = Format(8000, 1, 16, kPrivateTag);
-  source.wBitsPerSample = 0;
-  source.nBlockAlign = 65;
-  source.nAvgBytesPerSec = 1625;
-  Open(source, 6500);
-  EXPECT_EQ(wav_.GetSampleSize(), 0u);
-  EXPECT_EQ(wav_.GetPlayTime(), 4.0);
-  EXPECT_EQ(wav_.GetTimeToByte(0.5), 780u);
-  for (const std::int32_t stages : {kOneStage, kTwoStages}) {
-    ASSERT_NE(Begin(stages, Format(8000, 1, 16)), 0u);
-    EXPECT_EQ(wav_.Convert(), 1625u / 2 * 2 + (stages == kOneStage ? 1 : 0));
-    EXPECT_EQ(wav_.GetNowTime(), 1.0);
-    EXPECT_EQ(wav_.EndConvert(), 1u);
-    EXPECT_EQ(wav_.SampleFind(0), 1);
-  }
-}
-
-TEST_F(Scripted, RefusesFormatsThatItCannotWorkWith) {
+TEST_F(Scripted, TakesTheFormatsThatGoTogetherAndTheFilterCanMake) {
   const WAVEFORMATEX good = Format(11025, 2, 16, kPrivateTag);
-  WAVEFORMATEX wraps = good;
+  WAVEFORMATEX wraps = good, noBits = Rated(source_, 1625, 65);
   wraps.nSamplesPerSec += 1u << 30;  // to the same byte rate
-  struct {
+  noBits.wBitsPerSample = 0;         // as of GSM or MP3
+  const struct {
+    std::uint32_t kind;
     std::int32_t stages;
     WAVEFORMATEX source, target;
-  } const kBad[] = {
-      {kOneStage, With(source_, 16000, 0), source_},
-      {kOneStage, With(source_, 0, 2), source_},
-      {kTwoStages, With(source_, 16000, 0), source_},
-      {kTwoStages, With(source_, 0, 2), source_},
+  } kCases[] = {
+      {1, kOneStage, source_, Format(8000, 1, 8)},
+      {1, kOneStage, noBits, Format(8000, 1, 16)},
+      {2, kTwoStages, source_, good},
+      {2, kTwoStages, source_, Format(11025, 4, 8, kPrivateTag)},
+      // Tag and rate, or tag and channels, change together:
+      {3, kOneStage, source_, Format(8001, 1, 16)},
+      {3, kTwoStages, source_, Format(8000, 2, 16)},
+      {0, kOneStage, Rated(source_, 16000, 0), source_},
+      {0, kTwoStages, Rated(source_, 0, 2), source_},
       // What the filter cannot make:
-      {kTwoStages, source_, Format(11025, 0, 16, kPrivateTag)},
-      {kTwoStages, source_, Format(11025, 3, 16, kPrivateTag)},
-      {kTwoStages, source_, Format(11025, 5, 8, kPrivateTag)},
-      {kTwoStages, source_, Format(0, 1, 16, kPrivateTag)},
-      {kTwoStages, source_, With(good, 44100, 0)},
-      {kTwoStages, source_, With(good, 22050, 2)},
-      {kTwoStages, source_, With(good, 0, 4)},
-      {kTwoStages, source_, With(good, 3, 4)},
-      {kTwoStages, source_, With(good, 44101, 4)},
-      {kTwoStages, source_, wraps},
+      {0, kTwoStages, source_, Format(11025, 0, 16, kPrivateTag)},
+      {0, kTwoStages, source_, Format(11025, 3, 16, kPrivateTag)},
+      {0, kTwoStages, source_, Format(0, 1, 16, kPrivateTag)},
+      {0, kTwoStages, source_, Rated(good, 44101, 4)},
+      {0, kTwoStages, source_, wraps},
   };
-  for (const auto& bad : kBad) {
-    SCOPED_TRACE(&bad - kBad);
-    Open(bad.source, 100);
-    EXPECT_EQ(Begin(bad.stages, bad.target), 0u);
-    EXPECT_EQ(ConvertKind(wav_), 0u);
-    EXPECT_EQ(Stream(wav_), nullptr);
-    wav_.Close();
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(&c - kCases);
+    const bool taken = c.kind == 1 || c.kind == 2;
+    Open(c.source, 6500);
+    ConvertKind(wav_) = 0;
+    EXPECT_EQ(Begin(c.stages, c.target) != 0, taken);
+    EXPECT_EQ(ConvertKind(wav_), c.kind);
+    EXPECT_EQ(wav_.Convert() != 0, taken);
+    EXPECT_EQ(wav_.EndConvert(), taken ? 1u : 0u);
+    EXPECT_EQ(ConvertKind(wav_), taken ? 0 : c.kind);
   }
-  Open(source_, 100);
-  EXPECT_NE(Begin(kTwoStages, Format(11025, 4, 8, kPrivateTag)), 0u);
 }
 
 TEST_F(Scripted, WhatFailsBehindTheOpenStreamLeavesItToEndConvert) {
-  Open(source_, 100);
-  WAVEFORMATEX huge = Format(1u << 30, 1, 16, kPrivateTag);  // 2 GiB for its second
-  struct {
-    MMRESULT Script::*step;
+  const WAVEFORMATEX huge = Format(1u << 30, 1, 16, kPrivateTag);  // 2 GiB for its second
+  const struct {
+    MMRESULT size, prepare;
     DWORD outputSize;
     WAVEFORMATEX target;
-  } const kCases[] = {{&Script::size, 0, source_},
-                      {&Script::prepare, 0, source_},
-                      {nullptr, 0xFFFFFFFF, source_},
-                      {nullptr, 0, huge}};
-  for (const auto& c : kCases) {
-    script_->size = script_->prepare = 0;
-    script_->outputSize = c.outputSize;
-    if (c.step != nullptr) (*script_).*c.step = 1234;
-    EXPECT_EQ(Begin(kTwoStages, c.target), 0u);
-    EXPECT_EQ(output_, nullptr);
-    EXPECT_NE(Stream(wav_), nullptr);
-    EXPECT_EQ(wav_.GetNowDriverID(), driver_.Id());
-    EXPECT_EQ(Header(wav_), nullptr);
-    EXPECT_EQ(wav_.GetConvertSize(), 0u);
-    EXPECT_EQ(ConvertKind(wav_), 0u);
-    ExpectNoConversion(wav_);
-    script_->size = script_->prepare = script_->outputSize = 0;
+  } kCases[] = {{1234, 0, 0, source_}, {0, 1234, 0, source_}, {0, 0, 0xFFFFFFFF, source_}, {0, 0, 0, huge}};
+  Open(source_, 100);
+  for (const auto& [size, prepare, outputSize, target] : kCases) {
+    SCOPED_TRACE(outputSize);
+    script_.size = size;
+    script_.prepare = prepare;
+    script_.outputSize = outputSize;
+    EXPECT_EQ(Begin(kTwoStages, target) + ConvertKind(wav_), 0u);
+    EXPECT_TRUE(output_ == nullptr && Header(wav_) == nullptr && wav_.GetNowDriverID() == driver_);
+    ExpectNoConversion();
+    script_.size = script_.prepare = script_.outputSize = 0;
     EXPECT_EQ(Begin(kTwoStages, source_), 0u);  // not before that one has been ended
     EXPECT_EQ(wav_.EndConvert(), 1u);
     EXPECT_EQ(Begin(kTwoStages, source_), 16000u);
@@ -222,132 +203,53 @@ TEST_F(Scripted, WhatFailsBehindTheOpenStreamLeavesItToEndConvert) {
   }
 }
 
-TEST_F(Scripted, ShortMemoryIsARefusalAndConvertTakesNone) {
-  Open(source_, 100);
-  for (const std::int32_t stages : {kOneStage, kTwoStages}) {
-    bool done = false;
-    for (long n = 0; !done; ++n) {
-      ASSERT_LT(n, 100);
-      const std::uint32_t rate = n % 2 == 0 ? 8000 : 16000;
-      LimitBlocks(n);
-      const long before = BlocksTaken();
-      const std::uint32_t size = Begin(stages, Format(rate, 1, 16, kPrivateTag));
-      done = BlocksTaken() - before <= n;
-      LimitBlocks(-1);
-      std::uint32_t made = 99;
-      EXPECT_EQ(size != 0, done);
-      EXPECT_EQ(output_ != nullptr, done);
-      script_->lengths.reserve(200);
-      const long prepared = BlocksTaken();
-      EXPECT_EQ(wav_.Convert(2, &made), done ? 1 : 0);
-      EXPECT_EQ(BlocksTaken(), prepared);  // no step of the conversion itself takes a block
-      const std::uint32_t open = Stream(wav_) != nullptr ? 1 : 0;
-      EXPECT_EQ(wav_.EndConvert(), open);
-      EXPECT_EQ(Stream(wav_), nullptr);
-    }
-    wav_.Reset();
-  }
-}
-
-TEST_F(Scripted, ADriversFailureKeepsTheCountAndTheConversion) {
-  Open(source_, 64000);
-  for (const std::int32_t stages : {kOneStage, kTwoStages}) {
-    ASSERT_NE(Begin(stages, source_), 0u);
-    std::uint32_t made = 0;
-    script_->convert = 1234;
-    EXPECT_EQ(wav_.Convert(1000, &made), 0);
-    EXPECT_EQ(made, 1000u);
-    EXPECT_EQ(wav_.Convert(), 16000u);
-    script_->convert = 0;
-    EXPECT_EQ(wav_.Convert(1000, &made), 1);
-    EXPECT_EQ(wav_.EndConvert(), 1u);
-  }
-  EXPECT_EQ(wav_.GetNowSampleSize(), 18000u);
-}
-
-TEST_F(Scripted, ABlockWithoutAnyFrameIsAFirstBlockToo) {
-  // No filter for 24 bits; and one byte of what should be 16 bits makes no frame.
-  Open(Format(8000, 1, 8, kPrivateTag), 64000);
-  for (const WORD bits : {WORD{24}, WORD{16}}) {
-    ASSERT_EQ(Begin(kTwoStages, Format(11025, 1, bits, kPrivateTag)), 11025u * bits / 8);
-    std::uint32_t made = 99;
-    EXPECT_EQ(wav_.Convert(1, &made), 1);
-    EXPECT_EQ(made, 0u);
-    EXPECT_EQ(FirstBlock(wav_), 0);
-    EXPECT_EQ(wav_.EndConvert(), 1u);
-  }
-}
-
 // What a file says of itself, and what a driver makes of it, may be far more than a second. At equal rates
-// all of it comes out, at others a second.
+// all of it comes out, at others a second; a driver's failure keeps the count and the conversion.
 TEST_F(Scripted, NoFormatDrivesTheFilterBeyondItsBuffer) {
-  Open(With(source_, 64000, 2), 640000);  // four seconds at once
-  struct {
+  Open(Rated(source_, 64000, 2), 640000);  // four seconds at once
+  const struct {
     DWORD rate, output;
     std::uint32_t size, made;
-  } const kCases[] = {{8000, 64000, 64000, 64000},
-                      {8000, 100, 16000, 100},
-                      {8001, 64000, 16002, 16002},
-                      {1, 64000, 2, 2},
-                      {2, 64000, 4, 4}};
+  } kCases[] = {{8000, 64000, 64000, 64000},
+                {8000, 100, 16000, 100},
+                {8001, 64000, 16002, 16002},
+                {1, 64000, 2, 2},
+                {2, 64000, 4, 4},
+                {11025, 1, 22050, 0}};  // no frame
   for (const auto& [rate, output, size, expected] : kCases) {
-    const WAVEFORMATEX target = Format(rate, 1, 16, kPrivateTag);
-    script_->outputSize = script_->output = output;
-    ASSERT_EQ(Begin(kTwoStages, target), size);
-    EXPECT_EQ(wav_.GetConvertSize(), size);
-    for (int i = 0; i < 3; ++i) {
-      std::uint32_t made = 0;
-      EXPECT_EQ(wav_.Convert(64000, &made), 1);
-      EXPECT_EQ(made, expected) << rate << " Hz, block " << i;
+    SCOPED_TRACE(rate);
+    script_.outputSize = script_.output = output;
+    ASSERT_EQ(Begin(kTwoStages, Format(rate, 1, 16, kPrivateTag)), size);
+    for (const MMRESULT result : {0u, 1234u, 0u}) {
+      script_.convert = result;
+      EXPECT_EQ(Made(64000, result == 0 ? 1 : 0), expected);
     }
     EXPECT_EQ(wav_.EndConvert(), 1u);
     wav_.Reset();
   }
 }
 
-TEST_F(Drivers, ThatComeLaterAreListedLast) {
-  const auto script = std::make_shared<Script>();
-  const Registered driver(script);
-  EXPECT_EQ(wav_.ListUpDriver(combo_), 1);
-  EXPECT_EQ(Rows().back(), "Test driver");
-  EXPECT_EQ(wav_.ListFromDriver(combo_, static_cast<std::uint32_t>(Rows().size() - 1)), driver.Id());
-
-  const WAVEFORMATEX format = Format(8000, 1, 16, kPrivateTag);
-  ASSERT_EQ(wav_.Open(MakeSource(format, 100).c_str()), 1);
-  std::uint8_t* output = nullptr;
-  ASSERT_NE(wav_.BeginConvert(kOneStage, format, &output, nullptr), 0u);
-  EXPECT_EQ(wav_.GetNowDriverID(), driver.Id());
-  script->details = 1234;
-  ACMDRIVERDETAILSA details;
-  EXPECT_EQ(wav_.GetDriverDetails(&details), 0);
-}
-
-TEST_F(Drivers, NeedOneOfThreeSupportBitsAndNoName) {
-  const auto listed = [this](DWORD support, MMRESULT details) {
-    const auto script = std::make_shared<Script>();
-    script->support = support;
-    script->details = details;
-    const Registered driver(script);
-    const std::size_t before = Rows().size();
-    EXPECT_EQ(wav_.ListUpDriver(combo_), 1);
-    const std::string last = Rows().back();
-    const auto row = static_cast<std::uint32_t>(Rows().size() - 1);
-    const bool own = wav_.ListFromDriver(combo_, row) == driver.Id();
-    EXPECT_GT(Rows().size(), before);
-    return own ? last : "";
-  };
-  EXPECT_EQ(listed(ACMDRIVERDETAILS_SUPPORTF_FILTER, 0), "Test driver");
-  EXPECT_EQ(listed(ACMDRIVERDETAILS_SUPPORTF_CONVERTER, 0), "Test driver");
-  EXPECT_EQ(listed(ACMDRIVERDETAILS_SUPPORTF_HARDWARE | ACMDRIVERDETAILS_SUPPORTF_ASYNC, 0), "");
-  EXPECT_EQ(listed(0, 0), "");
-  EXPECT_EQ(listed(ACMDRIVERDETAILS_SUPPORTF_CODEC, 1234), "NoName!");
-}
-
-TEST_F(Drivers, WithoutAComboBoxTheListingStopsAtTheFirst) {
-  const auto script = std::make_shared<Script>();
-  const Registered driver(script);
+TEST_F(Scripted, IsListedByItsSupportBitsWithANameOrWithout) {
+  const struct {
+    DWORD support;
+    MMRESULT details;
+    std::string row;
+  } kCases[] = {{ACMDRIVERDETAILS_SUPPORTF_FILTER, 0, "Test driver"},
+                {ACMDRIVERDETAILS_SUPPORTF_HARDWARE | ACMDRIVERDETAILS_SUPPORTF_ASYNC, 0, ""},
+                {ACMDRIVERDETAILS_SUPPORTF_CODEC, 1234, "NoName!"}};
   EXPECT_EQ(wav_.ListUpDriver(nullptr), 1);
-  EXPECT_EQ(script->detailsAsked, 0);
+  EXPECT_EQ(script_.detailsAsked, 0) << "without a combo box it stops at the first";
+  const HWND combo = NewComboBox();
+  for (const auto& c : kCases) {
+    script_.support = c.support;
+    script_.details = c.details;
+    EXPECT_EQ(wav_.ListUpDriver(combo), 1);
+    const auto last = static_cast<std::uint32_t>(SendMessageA(combo, CB_GETCOUNT, 0, 0) - 1);
+    char row[ACMDRIVERDETAILS_LONGNAME_CHARS] = "";
+    SendMessageA(combo, CB_GETLBTEXT, last, reinterpret_cast<LPARAM>(row));
+    EXPECT_EQ(wav_.ListFromDriver(combo, last) == driver_ ? row : "", c.row);
+  }
+  DropComboBox(combo);
 }
 
 }  // namespace

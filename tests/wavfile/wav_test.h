@@ -17,19 +17,20 @@ using test::SetNumber;
 using test::Store;
 
 inline WAVEFORMATEX Pcm(int channels, int rate, int bits) {
-  return {77,  // the tag, and block and byte rate further down, are the class's own business
-          static_cast<WORD>(channels),
-          static_cast<DWORD>(rate),
-          12345,
-          999,
-          static_cast<WORD>(bits),
-          0};
+  // Tag, byte rate and block are the class's own business; the extra size is kept.
+  return {77, static_cast<WORD>(channels), static_cast<DWORD>(rate), 12345, 999, static_cast<WORD>(bits), 22};
 }
 
 inline Bytes Join(std::initializer_list<Bytes> parts) {
   Bytes all;
   for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
   return all;
+}
+
+/// The file with one number changed.
+inline Bytes With(Bytes file, std::size_t offset, std::uint32_t value, std::size_t count = 4) {
+  SetNumber(file, offset, value, count);
+  return file;
 }
 
 inline Bytes Chunk(const std::string& id, const Bytes& data) {
@@ -41,6 +42,13 @@ inline Bytes Chunk(const std::string& id, const Bytes& data) {
 
 inline Bytes Riff(std::initializer_list<Bytes> chunks, const std::string& form = "WAVE") {
   return Chunk("RIFF", Join({Bytes(form.begin(), form.end()), Join(chunks)}));
+}
+
+/// A format chunk cut or filled up to a size, of PCM: 8000 frames a second, 16 bits, one channel.
+inline Bytes FormatChunk(std::size_t size, std::uint32_t tag = 1) {
+  Bytes data = With(With(With(With(Bytes(20), 0, tag | 0x10000), 4, 8000), 8, 16000), 12, 0x100002);
+  data.resize(size);
+  return Chunk("fmt ", data);
 }
 
 class WavTest : public testing::Test {
@@ -75,4 +83,6 @@ class WavTest : public testing::Test {
   }
 
   TempFolder folder_;
+  CMMWav wav_;
+  std::uint32_t count_ = 99;  ///< of bytes moved; a call that fails at once leaves it
 };

@@ -44,12 +44,12 @@ class DriverList {
 
   bool Remove(HACMDRIVERID id) {
     const std::lock_guard lock(lock_);
-    const auto place = std::find_if(drivers_.begin(), drivers_.end(),
+    const auto found = std::find_if(drivers_.begin(), drivers_.end(),
                                     [&](const InstalledDriver& installed) { return installed.id == id; });
-    if (place - drivers_.begin() < static_cast<std::ptrdiff_t>(kBuiltIn.size()) || place == drivers_.end())
+    if (found - drivers_.begin() < static_cast<std::ptrdiff_t>(kBuiltIn.size()) || found == drivers_.end())
       return false;
     CloseHandle(id);
-    drivers_.erase(place);
+    drivers_.erase(found);
     return true;
   }
 

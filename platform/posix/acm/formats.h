@@ -3,20 +3,15 @@
 
 #include <cstring>
 
-#include "platform/posix/multimedia.h"
+#include "platform/posix/pcm.h"
 
 namespace platform::detail {
 
 constexpr WORD kMostChannels = 2;
 
-/// PCM of 8 or 16 bits and 1 or 2 channels, whose block and byte rate are those of its rate, channels and
-/// bits.
+/// Consistent PCM of 8 or 16 bits and 1 or 2 channels.
 inline bool IsPcm(const WAVEFORMATEX& format) {
-  if (format.wFormatTag != WAVE_FORMAT_PCM) return false;
-  if (format.nChannels < 1 || format.nChannels > kMostChannels) return false;
-  if (format.wBitsPerSample != 8 && format.wBitsPerSample != 16) return false;
-  return format.nSamplesPerSec > 0 && format.nBlockAlign == format.nChannels * format.wBitsPerSample / 8 &&
-         format.nAvgBytesPerSec == std::uint64_t{format.nSamplesPerSec} * format.nBlockAlign;
+  return IsConsistentPcm(format) && format.nChannels <= kMostChannels && format.wBitsPerSample <= 16;
 }
 
 inline bool SameRateAndChannels(const WAVEFORMATEX& one, const WAVEFORMATEX& other) {

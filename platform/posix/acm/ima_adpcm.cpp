@@ -85,7 +85,7 @@ class ImaCodec final : public BlockCodec {
       out[0] = Load<std::int16_t>(header);
       Predictor predictor(out[0], std::min<int>(header[2], kLastIndex));
       for (std::size_t frame = 1; frame < frames; ++frame) {
-        const unsigned byte = block[Place(channel, frame)];
+        const unsigned byte = block[Offset(channel, frame)];
         out[frame] = predictor.Decode(frame % 2 == 1 ? byte & 15 : byte >> 4);
       }
     }
@@ -102,7 +102,7 @@ class ImaCodec final : public BlockCodec {
       header[3] = 0;
       for (std::size_t frame = 1; frame < frames; frame += 2) {
         const unsigned low = predictor.Encode(in[frame]);
-        block[Place(channel, frame)] = static_cast<BYTE>(low | predictor.Encode(in[frame + 1]) << 4);
+        block[Offset(channel, frame)] = static_cast<BYTE>(low | predictor.Encode(in[frame + 1]) << 4);
       }
       indices_[channel] = predictor.Index();
     }
@@ -111,8 +111,8 @@ class ImaCodec final : public BlockCodec {
   void Restart() override { indices_ = {}; }
 
  private:
-  /// Where a frame's byte lies in the block.
-  std::size_t Place(std::size_t channel, std::size_t frame) const {
+  /// Of a frame's byte in the block.
+  std::size_t Offset(std::size_t channel, std::size_t frame) const {
     const std::size_t group = (frame - 1) / kGroupFrames;
     return kHeaderBytes * channels_ + (group * channels_ + channel) * kGroupBytes +
            (frame - 1) % kGroupFrames / 2;

@@ -86,10 +86,10 @@ class MsCodec final : public BlockCodec {
     const BYTE* errors = block + kHeaderBytes * channels_;
     for (std::size_t channel = 0; channel < channels_; ++channel) {
       const ChannelOf<std::int16_t> out{samples + channel, channels_};
-      out[0] = Load<std::int16_t>(block + Place(kFirstSample, channel));
-      out[1] = Load<std::int16_t>(block + Place(kSecondSample, channel));
+      out[0] = Load<std::int16_t>(block + Offset(kFirstSample, channel));
+      out[1] = Load<std::int16_t>(block + Offset(kSecondSample, channel));
       const std::size_t choice = block[channel] < pairs_.size() ? block[channel] : 0;
-      Predictor predictor(pairs_[choice], Load<std::int16_t>(block + Place(kStep, channel)), out[0], out[1]);
+      Predictor predictor(pairs_[choice], Load<std::int16_t>(block + Offset(kStep, channel)), out[0], out[1]);
       for (std::size_t frame = kHeaderFrames; frame < frames; ++frame) {
         const std::size_t index = (frame - kHeaderFrames) * channels_ + channel;
         const unsigned byte = errors[index / 2];
@@ -106,9 +106,9 @@ class MsCodec final : public BlockCodec {
       const ChannelOf<const std::int16_t> in{samples + channel, channels_};
       const Start start = BestStart(in, frames);
       block[channel] = static_cast<BYTE>(start.pair);
-      Store(block + Place(kStep, channel), static_cast<std::int16_t>(start.step));
-      Store(block + Place(kSecondSample, channel), in[1]);
-      Store(block + Place(kFirstSample, channel), in[0]);
+      Store(block + Offset(kStep, channel), static_cast<std::int16_t>(start.step));
+      Store(block + Offset(kSecondSample, channel), in[1]);
+      Store(block + Offset(kFirstSample, channel), in[0]);
       Predictor predictor(pairs_[start.pair], start.step, in[0], in[1]);
       for (std::size_t frame = kHeaderFrames; frame < frames; ++frame) {
         const std::size_t index = (frame - kHeaderFrames) * channels_ + channel;
@@ -127,7 +127,7 @@ class MsCodec final : public BlockCodec {
     int step;
   };
 
-  std::size_t Place(Field field, std::size_t channel) const {
+  std::size_t Offset(Field field, std::size_t channel) const {
     return channels_ + (field * channels_ + channel) * sizeof(std::int16_t);
   }
 

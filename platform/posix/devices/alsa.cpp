@@ -1,7 +1,5 @@
 #include "platform/posix/devices/alsa.h"
 
-#include <cerrno>
-
 namespace platform::detail {
 namespace {
 
@@ -29,8 +27,8 @@ snd_pcm_format_t AlsaFormatOf(WORD bits) {
   }
 }
 
-int SetAlsaHardware(snd_pcm_t* pcm, const WAVEFORMATEX& format, unsigned bufferMicroseconds,
-                    unsigned periodMicroseconds) {
+int SetAlsaHardware(snd_pcm_t* pcm, const WAVEFORMATEX& format, std::chrono::microseconds buffer,
+                    std::chrono::microseconds period) {
   const snd_pcm_format_t samples = AlsaFormatOf(format.wBitsPerSample);
   if (samples == SND_PCM_FORMAT_UNKNOWN) return -EINVAL;
   snd_pcm_hw_params_t* params;
@@ -41,6 +39,8 @@ int SetAlsaHardware(snd_pcm_t* pcm, const WAVEFORMATEX& format, unsigned bufferM
   if (error >= 0) error = snd_pcm_hw_params_set_channels(pcm, params, format.nChannels);
   if (error >= 0) error = snd_pcm_hw_params_set_rate(pcm, params, format.nSamplesPerSec, 0);
   if (error < 0) return error;
+  auto bufferMicroseconds = static_cast<unsigned>(buffer.count());
+  auto periodMicroseconds = static_cast<unsigned>(period.count());
   snd_pcm_hw_params_set_buffer_time_near(pcm, params, &bufferMicroseconds, nullptr);
   snd_pcm_hw_params_set_period_time_near(pcm, params, &periodMicroseconds, nullptr);
   return snd_pcm_hw_params(pcm, params);

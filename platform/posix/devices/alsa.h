@@ -1,6 +1,8 @@
 #pragma once
 // What recording and playing through ALSA share.
 
+#include <cerrno>
+#include <chrono>
 #include <cstdarg>
 extern "C" {
 #include <alsa/error.h>  // declares one C function outside of its own extern "C"
@@ -29,7 +31,21 @@ snd_pcm_format_t AlsaFormatOf(WORD bits);
 
 /// Everything that the format says is taken exactly or not at all; the sizes as near as the device has them.
 /// @return below 0 on failure
-int SetAlsaHardware(snd_pcm_t* pcm, const WAVEFORMATEX& format, unsigned bufferMicroseconds,
-                    unsigned periodMicroseconds);
+int SetAlsaHardware(snd_pcm_t* pcm, const WAVEFORMATEX& format, std::chrono::microseconds buffer,
+                    std::chrono::microseconds period);
+
+/// The published result for a failure to open. Whatever cannot be opened is, to the caller, not there.
+template <class Result>
+Result OpeningResult(int alsaError, Result busy, Result noMemory, Result notThere) {
+  switch (-alsaError) {
+    case EBUSY:
+    case EAGAIN:
+      return busy;
+    case ENOMEM:
+      return noMemory;
+    default:
+      return notThere;
+  }
+}
 
 }  // namespace platform::detail

@@ -1,31 +1,14 @@
 // Playing through ALSA.
 
 #include <algorithm>
-#include <cerrno>
 #include <new>
 
 #include "platform/posix/devices/alsa.h"
+#include "platform/posix/devices/limits.h"
 #include "platform/posix/devices/sound_output.h"
 
 namespace platform::detail {
 namespace {
-
-constexpr unsigned kLongestBufferSeconds = 10;
-// A server may have as much as a period under way that it cannot take back when the sound is to stop.
-constexpr unsigned kPeriodMicroseconds = 50'000;
-
-/// The published result for a failure to open. Whatever cannot be opened is, to the caller, not there.
-MCIERROR ResultOf(int alsaError) {
-  switch (-alsaError) {
-    case EBUSY:
-    case EAGAIN:
-      return MCIERR_WAVE_OUTPUTSINUSE;
-    case ENOMEM:
-      return MCIERR_OUT_OF_MEMORY;
-    default:
-      return MCIERR_WAVE_OUTPUTSUNSUITABLE;
-  }
-}
 
 class AlsaOutput final : public SoundOutput {
  public:
@@ -39,12 +22,13 @@ class AlsaOutput final : public SoundOutput {
     snd_pcm_close(pcm_);
   }
 
-  int Open(const WAVEFORMATEX& format, unsigned bufferSeconds) {
+  int Open(const WAVEFORMATEX& format, std::chrono::seconds buffer) {
     const QuietAlsa quiet;
-    const unsigned buffer = std::clamp(bufferSeconds, 1u, kLongestBufferSeconds) * 1'000'000;
     int error = snd_pcm_open(&pcm_, "default", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK);
     if (error < 0) pcm_ = nullptr;
-    if (error >= 0) error = SetAlsaHardware(pcm_, format, buffer, kPeriodMicroseconds);
+    if (error >= 0)
+      error = SetAlsaHardware(pcm_, format, std::clamp(buffer, kLeastOutputBuffer, kMostOutputBuffer),
+                              kOutputPeriod);
     snd_pcm_uframes_t periodFrames = 0;
     return error < 0 ? error : snd_pcm_get_params(pcm_, &bufferFrames_, &periodFrames);
   }
@@ -93,11 +77,14 @@ class AlsaOutput final : public SoundOutput {
 
 }  // namespace
 
-MCIERROR OpenDefaultOutput(const WAVEFORMATEX& format, unsigned bufferSeconds,
+MCIERROR OpenDefaultOutput(const WAVEFORMATEX& format, std::chrono::seconds buffer,
                            std::unique_ptr<SoundOutput>* output) {
   std::unique_ptr<AlsaOutput> opened(new (std::nothrow) AlsaOutput);
   if (opened == nullptr) return MCIERR_OUT_OF_MEMORY;
-  if (const int error = opened->Open(format, bufferSeconds); error < 0) return ResultOf(error);
+  if (const int error = opened->Open(format, buffer); error < 0) {
+    return OpeningResult(error, MCIERR_WAVE_OUTPUTSINUSE, MCIERR_OUT_OF_MEMORY,
+                         MCIERR_WAVE_OUTPUTSUNSUITABLE);
+  }
   *output = std::move(opened);
   return 0;
 }

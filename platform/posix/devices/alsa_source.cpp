@@ -5,36 +5,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <new>
 
 #include "platform/posix/descriptor.h"
+#include "platform/posix/devices/limits.h"
 
 namespace platform::detail {
 namespace {
-
-// What the worker may oversleep: as much as the device has, so that a process that is stopped loses little.
-constexpr unsigned kBufferMicroseconds = 10'000'000;
-// What a sound server hands over at a time: a recorder's segment. The part of one that a stop leaves with the
-// server would be no whole segment either.
-constexpr unsigned kPeriodMicroseconds = 250'000;
-// How often the device is asked: as often as a recorder's segments come. Waiting for a sound server's descriptor
-// instead wakes the worker five times as often.
-constexpr int kLongestInterval = 250;  // milliseconds
-constexpr int kLooksABuffer = 4;       // at the least
-
-/// The published result for a failure to open. Whatever cannot be opened is, to the caller, not there.
-HRESULT ResultOf(int alsaError) {
-  switch (-alsaError) {
-    case EBUSY:
-    case EAGAIN:
-      return DSERR_ALLOCATED;
-    case ENOMEM:
-      return DSERR_OUTOFMEMORY;
-    default:
-      return DSERR_NODRIVER;
-  }
-}
 
 /// The published format flags: a group of four for each rate; in it mono, stereo, and the same with 16 bits.
 DSCCAPS CapsOf(snd_pcm_t* pcm) {
@@ -53,8 +30,8 @@ DSCCAPS CapsOf(snd_pcm_t* pcm) {
   return caps;
 }
 
-/// Milliseconds between two looks at the device.
-int IntervalOf(snd_pcm_t* pcm) {
+/// The time between two looks at the device.
+std::chrono::milliseconds IntervalOf(snd_pcm_t* pcm) {
   snd_pcm_hw_params_t* params;
   snd_pcm_hw_params_alloca(&params);
   unsigned microseconds = 0;
@@ -62,7 +39,8 @@ int IntervalOf(snd_pcm_t* pcm) {
       snd_pcm_hw_params_get_buffer_time(params, &microseconds, nullptr) < 0) {
     microseconds = 0;
   }
-  return std::clamp(static_cast<int>(microseconds / 1000 / kLooksABuffer), 1, kLongestInterval);
+  const std::chrono::milliseconds interval(microseconds / 1000 / kLooksABuffer);
+  return std::clamp(interval, kShortestInterval, kLongestInterval);
 }
 
 }  // namespace
@@ -86,7 +64,7 @@ HRESULT AlsaSource::Open(const char* name, std::unique_ptr<CaptureSource>* sourc
   const int error = snd_pcm_open(&opened->pcm_, name, SND_PCM_STREAM_CAPTURE, SND_PCM_NONBLOCK);
   if (error < 0) {
     opened->pcm_ = nullptr;
-    return ResultOf(error);
+    return OpeningResult(error, DSERR_ALLOCATED, DSERR_OUTOFMEMORY, DSERR_NODRIVER);
   }
   opened->caps_ = CapsOf(opened->pcm_);
   *source = std::move(opened);
@@ -101,7 +79,7 @@ AlsaSource::~AlsaSource() {
 HRESULT AlsaSource::Configure(const WAVEFORMATEX& format) {
   const QuietAlsa quiet;
   snd_pcm_hw_free(pcm_);  // of an earlier buffer
-  if (const int error = SetAlsaHardware(pcm_, format, kBufferMicroseconds, kPeriodMicroseconds); error < 0)
+  if (const int error = SetAlsaHardware(pcm_, format, kCaptureBuffer, kCapturePeriod); error < 0)
     return error == -ENOMEM ? DSERR_OUTOFMEMORY : DSERR_BADFORMAT;
   interval_ = IntervalOf(pcm_);
   block_ = format.nBlockAlign;
@@ -139,7 +117,7 @@ void AlsaSource::Stop() {
 
 DWORD AlsaSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) {
   const QuietAlsa quiet;
-  if (gone_ || drained_) WaitForWake(std::min(interval_, static_cast<int>(patience.count())));
+  if (gone_ || drained_) WaitForWake(std::min(interval_, patience));
   if (gone_) return 0;
   const snd_pcm_sframes_t wanted = room / block_;
   const snd_pcm_sframes_t frames = snd_pcm_readi(pcm_, to, static_cast<snd_pcm_uframes_t>(wanted));
@@ -157,9 +135,9 @@ DWORD AlsaSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patience)
 }
 
 /// Until the time is over, or a Wake.
-void AlsaSource::WaitForWake(int milliseconds) {
+void AlsaSource::WaitForWake(std::chrono::milliseconds time) {
   pollfd descriptor = {wake_.Get(), POLLIN, 0};
-  poll(&descriptor, 1, milliseconds);
+  poll(&descriptor, 1, static_cast<int>(time.count()));
 }
 
 }  // namespace platform::detail

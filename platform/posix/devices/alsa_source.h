@@ -51,13 +51,13 @@ class AlsaSource final : public CaptureSource {
 
   bool Restart();
   bool RestartAfterOverrun();
-  void WaitForWake(int milliseconds);
+  void WaitForWake(std::chrono::milliseconds time);
 
   snd_pcm_t* pcm_ = nullptr;  // opened by Open, closed by the destructor
   DSCCAPS caps_ = {};
   DWORD block_ = 0;
   WakeDescriptor wake_;
-  int interval_ = 1;     // milliseconds between two looks at the device
+  std::chrono::milliseconds interval_{};  // between two looks at the device
   bool drained_ = true;  // the latest read has taken all that there was
   bool gone_ = false;    // the device has failed for good: nothing more comes of it
   double rate_ = 0;

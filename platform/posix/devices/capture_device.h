@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/posix/devices/capture_source.h"
+#include "platform/posix/devices/com_object.h"
 
 namespace platform::detail {
 
@@ -15,14 +16,10 @@ struct OpenDevice {
   std::atomic<bool> hasBuffer = false;
 };
 
-class CaptureDevice final : public IDirectSoundCapture {
+class CaptureDevice final : public ComObject<IDirectSoundCapture> {
  public:
   /// Puts a device with one reference over @p source.
   static HRESULT Create(std::unique_ptr<CaptureSource> source, IDirectSoundCapture** device);
-
-  HRESULT __stdcall QueryInterface(REFIID iid, void** object) override;
-  ULONG __stdcall AddRef() override;
-  ULONG __stdcall Release() override;
 
   HRESULT __stdcall CreateCaptureBuffer(LPCDSCBUFFERDESC desc, LPDIRECTSOUNDCAPTUREBUFFER* buffer,
                                         LPUNKNOWN outer) override;
@@ -31,9 +28,8 @@ class CaptureDevice final : public IDirectSoundCapture {
 
  private:
   explicit CaptureDevice(std::shared_ptr<OpenDevice> device) : device_(std::move(device)) {}
-  ~CaptureDevice() = default;
+  void* Find(REFIID iid) override;
 
-  std::atomic<ULONG> count_ = 1;
   std::shared_ptr<OpenDevice> device_;
 };
 

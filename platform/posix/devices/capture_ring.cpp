@@ -7,23 +7,16 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/posix/devices/limits.h"
 #include "platform/posix/signals.h"
-#include "platform/posix/sync.h"
 
 namespace platform::detail {
 namespace {
 
-// How long the worker leaves itself to the source. A Wake ends the wait; this only bounds what a source may
-// do.
-constexpr std::chrono::milliseconds kPatience{500};
-
-// The backlog holds so many seconds, but no more than so many bytes.
-constexpr std::size_t kBacklogSeconds = 60;
-constexpr std::size_t kBacklogBytes = std::size_t{64} << 20;
-
 /// In whole blocks.
 std::size_t BacklogLimit(const WAVEFORMATEX& format) {
-  const std::size_t bytes = std::min(kBacklogSeconds * format.nAvgBytesPerSec, kBacklogBytes);
+  constexpr auto seconds = static_cast<std::size_t>(kBacklogTime.count());
+  const std::size_t bytes = std::min(seconds * format.nAvgBytesPerSec, kMostBacklogBytes);
   return bytes - bytes % format.nBlockAlign;
 }
 
@@ -85,7 +78,7 @@ void CaptureRing::Capture(std::unique_lock<std::mutex>& lock) {
     last = !running_;  // what has come by the stop is taken too
     const std::span<BYTE> room = RoomForWorker();
     lock.unlock();
-    const DWORD got = source.Read(room.data(), static_cast<DWORD>(room.size()), kPatience);
+    const DWORD got = source.Read(room.data(), static_cast<DWORD>(room.size()), kReadPatience);
     const std::uint64_t lost = source.TakeLost();
     const bool gone = source.Gone();
     lock.lock();
@@ -102,8 +95,8 @@ void CaptureRing::Capture(std::unique_lock<std::mutex>& lock) {
     lock.unlock();
     source.Stop();
     lock.lock();
-    Signal([](const Notification& each) { return each.offset == DSBPN_OFFSETSTOP; });
-    if (gone_) Signal([](const Notification& each) { return each.offset != DSBPN_OFFSETSTOP; });
+    notifications_.SignalStop();
+    if (gone_) notifications_.SignalData();
   }
   busy_ = false;
   parked_.notify_all();
@@ -149,7 +142,7 @@ DWORD CaptureRing::RoomInRing() {
   if (!looping_ || goesRound_) return toEnd;
   const DWORD kept = unread_ + format_.nBlockAlign;
   if (kept < Size() && locked_ <= unread_) return std::min(toEnd, Size() - kept);
-  if (locking_ || NotificationsUnheard()) return 0;
+  if (locking_ || notifications_.AnyDataEventSet()) return 0;
   goesRound_ = true;
   return toEnd;
 }
@@ -164,59 +157,20 @@ void CaptureRing::Refill() {
 
 /// Moves the read position over @p bytes, which do not go beyond the ring's end, and signals what it passes.
 void CaptureRing::Advance(DWORD bytes) {
-  for (Notification& each : notifications_) {
-    if (each.offset < position_ || each.offset - position_ >= bytes) continue;
-    each.pending = true;
-    SetEvent(each.event);
-  }
+  notifications_.SignalDataIn(position_, bytes);
   position_ += bytes;
   if (position_ == Size()) position_ = 0;
   passed_ += bytes;
   if (!goesRound_) unread_ += bytes;
 }
 
-void CaptureRing::Signal(bool (*which)(const Notification&)) {
-  for (Notification& each : notifications_) {
-    if (!which(each)) continue;
-    each.pending = true;
-    SetEvent(each.event);
-  }
-}
-
-/// Takes back the notifications of data: what has been signalled lies before the read position. An event that
-/// also tells of the stop stays.
-void CaptureRing::WithdrawPassed() {
-  const auto tellsOfStop = [this](HANDLE event) {
-    return std::any_of(notifications_.begin(), notifications_.end(), [event](const Notification& each) {
-      return each.event == event && each.offset == DSBPN_OFFSETSTOP && each.pending;
-    });
-  };
-  for (Notification& each : notifications_) {
-    if (!each.pending || each.offset == DSBPN_OFFSETSTOP) continue;
-    each.pending = false;
-    if (!tellsOfStop(each.event)) ResetEvent(each.event);
-  }
-}
-
-/// Whether a reader that has not locked anything yet has not woken yet either. An event that is looked at is
-/// set again.
-bool CaptureRing::NotificationsUnheard() const {
-  return std::any_of(notifications_.begin(), notifications_.end(), [](const Notification& each) {
-    return each.offset != DSBPN_OFFSETSTOP && each.pending &&
-           WaitForSingleObject(each.event, 0) == WAIT_OBJECT_0 && SetEvent(each.event) != FALSE;
-  });
-}
-
 /// Whether a device that is gone has left something that the reader will come for: what lies up to a
 /// notification point. Of a reader that does not lock, or is not woken by points, only its looks are known.
 bool CaptureRing::DataWaits() const {
-  const bool wakes = std::any_of(notifications_.begin(), notifications_.end(),
-                                 [](const Notification& each) { return each.offset != DSBPN_OFFSETSTOP; });
-  if (!wakes) return backlog_.Held() != 0 || !told_;
+  if (!notifications_.WakeForData()) return backlog_.Held() != 0 || !told_;
   if (goesRound_ || (!locking_ && told_)) return false;
-  return std::any_of(notifications_.begin(), notifications_.end(), [this](const Notification& each) {
-    return each.offset != DSBPN_OFFSETSTOP && IsInRegion(each.offset, reader_, unread_, Size());
-  });
+  return notifications_.AnyOfData(
+      [this](DWORD offset) { return IsInRegion(offset, reader_, unread_, Size()); });
 }
 
 void CaptureRing::BeginAnew() {
@@ -225,38 +179,16 @@ void CaptureRing::BeginAnew() {
   goesRound_ = gone_ = told_ = false;
   backlog_.Clear();
   losses_ = {};
-  for (Notification& each : notifications_) {
-    if (each.pending) ResetEvent(each.event);
-    each.pending = false;
-  }
+  notifications_.Withdraw();
 }
 
 // --- IUnknown ---------------------------------------------------------------------------------------------
 
-HRESULT CaptureRing::QueryInterface(REFIID iid, void** object) {
-  if (object == nullptr) return E_POINTER;
-  *object = nullptr;
-  if (iid == IID_IUnknown || iid == IID_IDirectSoundCaptureBuffer) {
-    *object = static_cast<IDirectSoundCaptureBuffer*>(this);
-  } else if (iid == IID_IDirectSoundNotify) {
-    *object = static_cast<IDirectSoundNotify*>(this);
-  } else if (iid == IID_ICaptureLosses) {
-    *object = static_cast<ICaptureLosses*>(this);
-  } else {
-    return E_NOINTERFACE;
-  }
-  AddRef();
-  return S_OK;
-}
-
-ULONG CaptureRing::AddRef() {
-  return count_.fetch_add(1, std::memory_order_relaxed) + 1;
-}
-
-ULONG CaptureRing::Release() {
-  const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-  if (left == 0) delete this;
-  return left;
+void* CaptureRing::Find(REFIID iid) {
+  if (iid == IID_IDirectSoundCaptureBuffer) return static_cast<IDirectSoundCaptureBuffer*>(this);
+  if (iid == IID_IDirectSoundNotify) return static_cast<IDirectSoundNotify*>(this);
+  if (iid == IID_ICaptureLosses) return static_cast<ICaptureLosses*>(this);
+  return nullptr;
 }
 
 // --- IDirectSoundCaptureBuffer ----------------------------------------------------------------------------
@@ -277,7 +209,7 @@ HRESULT CaptureRing::GetCurrentPosition(LPDWORD capturePosition, LPDWORD readPos
     return DS_OK;  // the caller does not learn what it could take: nothing is covered
   *readPosition = position_;
   told_ = gone_;
-  WithdrawPassed();
+  notifications_.WithdrawData();  // what has been signalled lies before the read position
   return DS_OK;
 }
 
@@ -351,7 +283,7 @@ HRESULT CaptureRing::Stop() {
     if (wasRunning) device_->source->Wake();
     parked_.wait(lock, [this] { return !busy_; });
     if (!wasRunning) return DS_OK;
-    Signal([](const Notification& each) { return each.offset == DSBPN_OFFSETSTOP; });
+    notifications_.SignalStop();
   }
   device_->source->Stop();
   return DS_OK;
@@ -368,7 +300,7 @@ HRESULT CaptureRing::Unlock(LPVOID part1, DWORD bytes1, LPVOID part2, DWORD byte
   reader_ = (reader_ + bytes) % Size();
   Refill();
   // The reader is to learn that this was the last.
-  if (gone_ && !DataWaits()) Signal([](const Notification& each) { return each.offset != DSBPN_OFFSETSTOP; });
+  if (gone_ && !DataWaits()) notifications_.SignalData();
   return DS_OK;
 }
 
@@ -384,15 +316,15 @@ bool CaptureRing::Contains(LPCVOID part, DWORD bytes) const {
 
 HRESULT CaptureRing::SetNotificationPositions(DWORD count, LPCDSBPOSITIONNOTIFY positions) try {
   if (count > 0 && positions == nullptr) return DSERR_INVALIDPARAM;
-  std::vector<Notification> wanted;
+  std::vector<Notifications::Point> wanted;
   for (DWORD i = 0; i < count; ++i) {
     const auto& [offset, event] = positions[i];
     if (event == nullptr || (offset >= Size() && offset != DSBPN_OFFSETSTOP)) return DSERR_INVALIDPARAM;
-    wanted.push_back({offset, event, false});
+    wanted.push_back({offset, event});
   }
   const std::lock_guard lock(lock_);
   if (running_ || busy_) return DSERR_INVALIDCALL;
-  notifications_.swap(wanted);
+  notifications_.Set(std::move(wanted));
   return DS_OK;
 } catch (const std::bad_alloc&) {
   return E_OUTOFMEMORY;

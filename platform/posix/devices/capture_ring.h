@@ -1,7 +1,6 @@
 #pragma once
 // The capture buffer: a ring that a worker thread fills from a source.
 
-#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -12,6 +11,8 @@
 #include "platform/capture_losses.h"
 #include "platform/posix/devices/backlog.h"
 #include "platform/posix/devices/capture_device.h"
+#include "platform/posix/devices/com_object.h"
+#include "platform/posix/devices/notifications.h"
 
 namespace platform::detail {
 
@@ -25,16 +26,12 @@ namespace platform::detail {
 /// it has not unlocked. What is captured meanwhile waits in the backlog, and goes on into the ring as soon as
 /// an Unlock has made room. A backlog that is full loses its oldest sound, one ring's worth at a time, so
 /// that offsets in the ring keep their meaning. A reader that never locks sees a ring that goes round.
-class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundNotify, public ICaptureLosses {
+class CaptureRing final : public ComObject<IDirectSoundCaptureBuffer, IDirectSoundNotify, ICaptureLosses> {
  public:
   /// Makes a ring with one reference, and its worker. @p format is consistent PCM and the source's own by
   /// now.
   static HRESULT Create(std::shared_ptr<OpenDevice> device, const WAVEFORMATEX& format, DWORD bytes,
                         IDirectSoundCaptureBuffer** buffer);
-
-  HRESULT __stdcall QueryInterface(REFIID iid, void** object) override;
-  ULONG __stdcall AddRef() override;
-  ULONG __stdcall Release() override;
 
   HRESULT __stdcall GetCaps(DSCBCAPS* caps) override;
   HRESULT __stdcall GetCurrentPosition(LPDWORD capturePosition, LPDWORD readPosition) override;
@@ -52,14 +49,10 @@ class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundN
   void __stdcall GetLosses(CaptureLosses* losses) override;
 
  private:
-  struct Notification {
-    DWORD offset;
-    HANDLE event;
-    bool pending;  // signalled, and not withdrawn since
-  };
-
   CaptureRing(std::shared_ptr<OpenDevice> device, const WAVEFORMATEX& format, DWORD bytes);
-  ~CaptureRing();
+  ~CaptureRing() override;
+
+  void* Find(REFIID iid) override;
 
   // The worker.
   void Work();
@@ -72,16 +65,12 @@ class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundN
   DWORD RoomInRing();
   void Refill();
   void Advance(DWORD bytes);
-  void Signal(bool (*which)(const Notification&));
-  void WithdrawPassed();
-  bool NotificationsUnheard() const;
   bool DataWaits() const;
   void BeginAnew();
 
   bool Contains(LPCVOID part, DWORD bytes) const;
   DWORD Size() const { return static_cast<DWORD>(ring_.size()); }
 
-  std::atomic<ULONG> count_ = 1;
   const std::shared_ptr<OpenDevice> device_;
   const WAVEFORMATEX format_;
   std::vector<BYTE> ring_;  // its size never changes
@@ -90,7 +79,7 @@ class CaptureRing final : public IDirectSoundCaptureBuffer, public IDirectSoundN
   std::mutex lock_;     // guards all that follows
   std::condition_variable go_;
   std::condition_variable parked_;
-  std::vector<Notification> notifications_;
+  Notifications notifications_;
   bool running_ = false;
   bool looping_ = false;
   bool busy_ = false;  // the worker is at the source

@@ -17,7 +17,7 @@ std::vector<SystemDevice> ListSystemDevices() {
   return {};
 }
 
-MCIERROR OpenDefaultOutput(const WAVEFORMATEX&, unsigned, std::unique_ptr<SoundOutput>*) {
+MCIERROR OpenDefaultOutput(const WAVEFORMATEX&, std::chrono::seconds, std::unique_ptr<SoundOutput>*) {
   return MCIERR_WAVE_OUTPUTSUNSUITABLE;
 }
 

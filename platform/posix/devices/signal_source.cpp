@@ -3,13 +3,10 @@
 #include <algorithm>
 #include <new>
 
+#include "platform/posix/devices/limits.h"
+
 namespace platform::detail {
 namespace {
-
-using namespace std::chrono_literals;
-
-constexpr auto kTick = 10ms;
-constexpr std::uint64_t kMostLate = 60;  // seconds; who was away for longer finds that the device has paused
 
 /// Frames that have passed after @p time. Whole seconds apart, so that the product fits for years.
 std::uint64_t FramesIn(std::chrono::nanoseconds time, std::uint64_t rate) {
@@ -70,10 +67,11 @@ bool SignalSource::WaitForTick(std::chrono::milliseconds patience) {
 }
 
 void SignalSource::Tick(Clock::time_point now) {
-  nextTick_ = begin_ + ((now - begin_) / kTick + 1) * kTick;
+  nextTick_ = begin_ + ((now - begin_) / kSignalTick + 1) * kSignalTick;
   std::uint64_t due = FramesIn(now - begin_, rate_) - delivered_;
-  if (due > kMostLate * rate_) {
-    const std::uint64_t paused = due / rate_ - kMostLate;
+  constexpr auto mostLate = static_cast<std::uint64_t>(kSignalMostLate.count());
+  if (due > mostLate * rate_) {
+    const std::uint64_t paused = due / rate_ - mostLate;
     begin_ += std::chrono::seconds(paused);
     due -= paused * rate_;
   }

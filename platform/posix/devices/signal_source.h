@@ -11,8 +11,8 @@
 
 namespace platform::detail {
 
-/// Delivers a Voice as the steady clock goes, in ticks of about 10 ms. A worker that comes late gets all that
-/// it has missed; one that comes more than a minute late finds that the device has paused. The stream itself
+/// Delivers a Voice as the steady clock goes, in ticks of kSignalTick. A worker that comes late gets all that
+/// it has missed; one that is later than kSignalMostLate finds that the device has paused. The stream itself
 /// has no gap either way.
 class SignalSource final : public CaptureSource {
  public:

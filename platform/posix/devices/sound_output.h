@@ -1,6 +1,7 @@
 #pragma once
 // Where a playback's sound goes: the seam between media control and the devices.
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -37,9 +38,11 @@ class SoundOutput {
 };
 
 /// Opens the system's default output for a PCM format.
+/// @param buffer how much sound the device shall hold; as much as it can, from kLeastOutputBuffer up to
+///               kMostOutputBuffer
 /// @return 0; MCIERR_WAVE_OUTPUTSINUSE, MCIERR_WAVE_OUTPUTSUNSUITABLE or MCIERR_OUT_OF_MEMORY, and @p output
 ///         is null
-MCIERROR OpenDefaultOutput(const WAVEFORMATEX& format, unsigned bufferSeconds,
+MCIERROR OpenDefaultOutput(const WAVEFORMATEX& format, std::chrono::seconds buffer,
                            std::unique_ptr<SoundOutput>* output);
 
 }  // namespace platform::detail

@@ -1,5 +1,6 @@
 // The devices that are open, and the commands to them.
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -9,12 +10,12 @@
 
 #include "platform/posix/immortal.h"
 #include "platform/posix/mci.h"
+#include "platform/posix/mci/limits.h"
 #include "platform/posix/mci/playback.h"
 
 namespace platform::detail {
 namespace {
 
-constexpr unsigned kUsualBufferSeconds = 4;
 constexpr UINT kFirstCommand = 0x800;
 constexpr UINT kLastCommand = 0xFFF;
 constexpr MCIDEVICEID kAllDevices = 0xFFFFFFFF;  // a published mark; no device has it
@@ -24,17 +25,16 @@ class WaveDevice {
  public:
   std::mutex lock;
 
-  MCIERROR Open(const char* file, unsigned bufferSeconds) {
-    bufferSeconds_ = bufferSeconds;
-    return reader_.Open(file);
-  }
+  explicit WaveDevice(std::chrono::seconds buffer) : buffer_(buffer) {}
+
+  MCIERROR Open(const char* file) { return reader_.Open(file); }
 
   MCIERROR Play() {
     if (Playing()) return 0;
     Stop();
     std::unique_ptr<SoundOutput> output;
     MCIERROR error = reader_.Rewind();
-    if (error == 0) error = OpenDefaultOutput(reader_.Format(), bufferSeconds_, &output);
+    if (error == 0) error = OpenDefaultOutput(reader_.Format(), buffer_, &output);
     if (error == 0) playback_.emplace(&reader_, std::move(output), position_);
     return error;
   }
@@ -55,7 +55,7 @@ class WaveDevice {
 
  private:
   WaveReader reader_;
-  unsigned bufferSeconds_ = kUsualBufferSeconds;
+  const std::chrono::seconds buffer_;
   std::uint64_t position_ = 0;        // frames heard before
   std::optional<Playback> playback_;  // also of one that has come to its end
 };
@@ -100,10 +100,10 @@ MCIERROR Open(DWORD_PTR flags, MCI_WAVE_OPEN_PARMSA* parameters) {
   if (reinterpret_cast<DWORD_PTR>(parameters->lpstrDeviceType) != MCI_DEVTYPE_WAVEFORM_AUDIO) {
     return MCIERR_INVALID_DEVICE_NAME;
   }
-  const auto device = std::make_shared<WaveDevice>();
   const bool chosen = (flags & MCI_WAVE_OPEN_BUFFER) != 0;
-  const MCIERROR error =
-      device->Open(parameters->lpstrElementName, chosen ? parameters->dwBufferSeconds : kUsualBufferSeconds);
+  const auto device =
+      std::make_shared<WaveDevice>(chosen ? std::chrono::seconds(parameters->dwBufferSeconds) : kUsualBuffer);
+  const MCIERROR error = device->Open(parameters->lpstrElementName);
   if (error == 0) parameters->wDeviceID = Immortal<DeviceTable>().Add(device);
   return error;
 }

@@ -3,16 +3,13 @@
 #include <algorithm>
 #include <chrono>
 
+#include "platform/posix/mci/limits.h"
 #include "platform/posix/signals.h"
 
 namespace platform::detail {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds kLook{200};  // how long a device may be gone before that is noticed
-constexpr double kDrainSeconds = 0.01;   // what is left to the device's draining; how often it is asked
-constexpr std::uint32_t kLastPart = 16;  // of the buffer, which a sound server may not account for
 
 }  // namespace
 
@@ -81,7 +78,7 @@ bool Playback::AwaitEnd() {
   }
   const std::int64_t pending = output_->Pending();
   if (held < 0 || pending < 0) return false;
-  const double asked = kDrainSeconds * reader_->Format().nSamplesPerSec;
+  const double asked = std::chrono::duration<double>(kLastDrain).count() * reader_->Format().nSamplesPerSec;
   if (!Rest(static_cast<double>(pending) - asked)) return false;
   while (!output_->Drain()) {
     if (!Rest(asked)) return false;

@@ -17,8 +17,8 @@ namespace platform::detail {
 /// Plays what a reader gives, on a thread of its own, until its end or the destructor.
 ///
 /// The thread fills the device's buffer and writes again when half of that has been heard, whatever the
-/// device's steps are. In between it only looks, five times a second, how far the device has come and whether
-/// it is still there. Only the last moment before the end is left to the device's draining: that tells the
+/// device's steps are. In between it only looks, every kLook, how far the device has come and whether it is
+/// still there. Only the last moment before the end is left to the device's draining: that tells the
 /// end exactly, but with a sound server it is a wait that nothing interrupts.
 class Playback {
  public:

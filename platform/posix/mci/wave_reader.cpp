@@ -4,12 +4,10 @@
 #include <array>
 #include <cstring>
 
+#include "platform/posix/mci/limits.h"
+
 namespace platform::detail {
 namespace {
-
-constexpr DWORD kPieceBytes = 32768;
-constexpr DWORD kLeastFormat = 16;                           // of PCM, where cbSize may be missing
-constexpr DWORD kMostFormat = sizeof(WAVEFORMATEX) + 65535;  // with the largest cbSize
 
 WAVEFORMATEX Pcm(WORD channels, DWORD rate, unsigned bytesPerSample) {
   const auto block = static_cast<WORD>(channels * bytesPerSample);
@@ -42,8 +40,8 @@ MCIERROR WaveReader::Open(const char* file) {
 MCIERROR WaveReader::ReadFormat(MMCKINFO* riff) {
   MMCKINFO chunk = {};
   chunk.ckid = mmioFOURCC('f', 'm', 't', ' ');
-  if (mmioDescend(file_.get(), &chunk, riff, MMIO_FINDCHUNK) != 0 || chunk.cksize < kLeastFormat ||
-      chunk.cksize > kMostFormat) {
+  if (mmioDescend(file_.get(), &chunk, riff, MMIO_FINDCHUNK) != 0 || chunk.cksize < kLeastFormatBytes ||
+      chunk.cksize > kMostFormatBytes) {
     return MCIERR_INVALID_FILE;
   }
   formatBlock_.assign(std::max<std::size_t>(chunk.cksize, sizeof(WAVEFORMATEX)), 0);

@@ -1,0 +1,61 @@
+// cmm-record, run as a program, with the built-in device: what a user sees, and the files that result.
+#include <cstdlib>
+
+#include "tests/tools/Program.h"
+
+namespace {
+
+class Record : public Programs {
+ protected:
+  /// What an outside program makes of the file: soxi's answer to -r, -c, -b or -s.
+  long Soxi(const std::string& question) const {
+    return std::atol(Succeed({"soxi", question, target_}).c_str());
+  }
+  const Command record_{CMM_RECORD, target_, "--force", "--device", "signal"};
+};
+
+TEST_F(Record, WritesFilesThatOthersRead) {
+  const long formats[][3] = {{44100, 2, 16}, {8000, 1, 8}, {22000, 2, 8}};
+  for (const auto& [rate, channels, bits] : formats) {
+    const Command format{"--rate", std::to_string(rate), "--channels", std::to_string(channels),
+                         "--bits", std::to_string(bits), "--duration", "0.25"};
+    EXPECT_THAT(Succeed(Joined(record_, format)), HasSubstr("Wrote " + target_));
+    EXPECT_EQ((std::tuple{Soxi("-r"), Soxi("-c"), Soxi("-b")}), (std::tuple{rate, channels, bits}));
+    // Complete segments, at least as long as asked for; a machine under load may be late to stop.
+    const long frames = Soxi("-s");
+    EXPECT_GE(frames, rate / 4);
+    EXPECT_EQ(frames % (rate / 4), 0);
+    EXPECT_EQ(fs::file_size(target_), static_cast<std::uintmax_t>(56 + frames * channels * bits / 8));
+  }
+}
+
+TEST_F(Record, FinishesTheFileOnASignal) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    fs::remove(target_);
+    Program program(record_);
+    program.WaitForBytes(target_, 57);  // a recording that runs
+    program.Send(signal);
+    const Outcome outcome = program.Wait();
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("Wrote "));
+    EXPECT_GE(Soxi("-s"), 11025);
+    EXPECT_THAT(Succeed({CMM_INFO, target_}), HasSubstr("the file ends where its data ends"));
+  }
+}
+
+TEST_F(Record, FindsDevicesByTheirListedNames) {
+  const std::string name = "Built-in signal", guid = "{8CF73C9E-D548-473A-9156-C5730E1EF8F7}";
+  EXPECT_THAT(Succeed({CMM_RECORD, "--list"}), HasSubstr("  " + name + "\n    " + guid + "\n"));
+  for (const std::string& wanted : {name, name.substr(1), guid}) {
+    Succeed({CMM_RECORD, target_, "--device", wanted, "--force", "--duration", "0.1"});
+  }
+}
+
+TEST_F(Record, TellsThatTheDiskIsFull) {
+  const Outcome outcome = RunProgram(record_, [] { LimitFiles(150'000); });
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.err, AllOf(HasSubstr("the recording ended at"), HasSubstr("largest size")));
+  EXPECT_THAT(Succeed({CMM_INFO, target_}), HasSubstr("size      150000 bytes declared, 150000 on disk"));
+}
+
+}  // namespace

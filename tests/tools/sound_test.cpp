@@ -1,0 +1,90 @@
+// cmm-record and cmm-play by the machine's sound server and ALSA's default device: every frame of a known sound must
+// arrive, once, in its channel, at its level; and both programs hear of a device that is gone.
+#include <chrono>
+
+#include "tests/support/Formats.h"
+#include "tests/support/SoundServer.h"
+#include "tests/tools/Program.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t kRate = 44100, kCounted = kRate / 2;
+
+class SoundDevice : public Programs {
+ protected:
+  void SetUp() override { ASSERT_TRUE(server_.IsRunning()) << server_.Problem(); }
+
+  /// Plays frames that count from 1 while cmm-record runs. @return how many have come, one behind the other
+  std::uint32_t RecordCounted() {
+    // A player's first moments may miss the monitor of a sink that was idle.
+    std::vector<std::uint32_t> frames(kRate * 3 / 2);
+    for (std::uint32_t i = 1; i <= kCounted; ++i) frames.push_back(i);
+    test::StoreWav(source_, std::vector{Format(kRate, 2, 16)}, frames,
+                   static_cast<std::uint32_t>(frames.size()));
+    Program recorder({CMM_RECORD, target_, "--force"});
+    recorder.WaitForBytes(target_, kRate);
+    Succeed({"paplay", "--device=room", source_});
+    recorder.WaitForBytes(target_, fs::file_size(target_) + 2 * kRate);
+    recorder.Send(SIGINT);
+    EXPECT_EQ(recorder.Wait().code, 0);
+    std::uint32_t last = 0;
+    const test::Bytes file = test::Load(target_);
+    for (std::size_t at = 56; at < file.size(); at += 4) {
+      const std::uint32_t frame = test::Number(file, at);
+      if (frame != 0 && frame != last + 1) break;
+      if (frame != 0) last = frame;
+    }
+    return last;
+  }
+  SoundServer server_;
+};
+
+// A player and the server can fall behind, too, on a machine under load: what is tried again is not the program alone.
+
+TEST_F(SoundDevice, IsRecordedWhole) {
+  std::uint32_t counted = 0;
+  for (int attempt = 0; attempt < 3 && counted != kCounted; ++attempt) counted = RecordCounted();
+  EXPECT_EQ(counted, kCounted);
+}
+
+TEST_F(SoundDevice, PlaysAFileToItsEnd) {
+  MakeSource({"-r", "44100", "-c", "2", "-b", "16"}, "1");
+  const auto start = Clock::now();
+  EXPECT_THAT(Succeed({CMM_PLAY, source_}), HasSubstr("00:01.00"));
+  EXPECT_GE(Clock::now() - start, 1s);
+  EXPECT_LT(Clock::now() - start, 2900ms) << "no longer than the file, but for the start of the program";
+  // A file that declares too much is as long as what it holds.
+  WriteFileText(target_, FileText(source_).substr(0, 40) + std::string(4, '\xF0') + std::string(400, '\0'));
+  EXPECT_THAT(Succeed({CMM_PLAY, target_}), HasSubstr(": 00:00.00."));
+}
+
+TEST_F(SoundDevice, IsLeftWhenAsked) {
+  MakeSource({"-r", "44100", "-c", "2", "-b", "16"}, "5");
+  Program stopped({CMM_PLAY, source_});
+  stopped.WaitToSay("Playing");
+  stopped.Send(SIGINT);
+  const Outcome outcome = stopped.Wait();
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("Stopped at 00:00."));
+}
+
+TEST_F(SoundDevice, ThatIsGoneEndsRecordingAndPlayingWithinASecond) {
+  MakeSource({"-r", "44100", "-c", "2", "-b", "16"}, "20");
+  Program player({CMM_PLAY, source_}), recorder({CMM_RECORD, target_});
+  player.WaitToSay("Playing");
+  recorder.WaitForBytes(target_, kRate);
+  const auto killed = Clock::now();
+  server_.Kill();
+  const Outcome recorded = recorder.Wait(), played = player.Wait();
+  EXPECT_LT(Clock::now() - killed, 1s);
+  EXPECT_EQ(played.code, 1);
+  EXPECT_THAT(played.err, HasSubstr("the sound device is gone"));
+  EXPECT_EQ(recorded.code, 1);
+  EXPECT_THAT(recorded.err, AllOf(HasSubstr("the capture device is gone"), HasSubstr("is in the file")));
+  Succeed({"soxi", target_});
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#pragma once
+// A WAV file's sound as PCM of another rate, other channels or another sample size, block by block.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "tools/output_file.h"
+#include "wavfile/CMMWav.h"
+
+/// The format of PCM of these sizes.
+WAVEFORMATEX Pcm(std::uint32_t rate, std::uint16_t channels, std::uint16_t bits);
+
+/// As "PCM, 44100 Hz, 2 channel(s), 16 bits".
+std::string Describe(const WAVEFORMATEX& format);
+
+/// Opens a file for reading. Throws a Failure that says why it cannot be read.
+void OpenSource(CMMWav& wav, const std::string& file);
+
+/// The format of a file. Throws a Failure when the file cannot be read.
+WAVEFORMATEX FormatOf(const std::string& file);
+
+/// What ConvertFile is to do.
+struct Conversion {
+  std::string source;
+  std::string target;   ///< the file that will hold the result: what lies in between is put beside it
+  WAVEFORMATEX format;  ///< PCM
+  int stages = 0;       ///< as BeginConvert counts them; 0: two where the rate changes
+};
+
+/// Takes the next piece of the result.
+using Sink = std::function<void(const std::uint8_t* data, std::uint32_t bytes)>;
+
+/// Hands the sound of a file to @p sink in the wanted format, half a second at a time, and shows how far it
+/// is on the terminal. Throws a Failure when the disk has no room for the result, the file cannot be
+/// converted to its end, or the user stops it.
+void ConvertFile(const Conversion& conversion, const Sink& sink);
+
+/// A PCM file being made. It has its name only once it is kept; until then, and on failure, there is nothing
+/// under that name, or what was there before. The operations throw a Failure when the disk does not play
+/// along.
+class PcmFile {
+ public:
+  PcmFile(const std::string& wanted, const WAVEFORMATEX& format);
+  void Write(const void* data, std::uint32_t bytes);
+  /// Completes the file, under a name of its own.
+  void Finish();
+  void Keep(bool force) { part_.Keep(force); }       ///< gives the finished file its wanted name
+  std::string Name() const { return part_.Name(); }  ///< where it is until then
+  double Seconds() const { return static_cast<double>(bytes_) / format_.nAvgBytesPerSec; }
+
+ private:
+  const std::string wanted_;
+  const WAVEFORMATEX format_;
+  PartialFile part_;
+  CMMWav wav_;
+  std::uint32_t bytes_ = 0;
+};

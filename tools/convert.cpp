@@ -1,0 +1,99 @@
+// cmm-convert: makes a PCM WAV file of the wanted rate, channels and bits out of a WAV file that the library
+// reads and its conversion drivers understand.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "tools/conversion.h"
+#include "tools/drivers.h"
+#include "tools/terminal.h"
+#include "tools/tool.h"
+#include "tools/wav_text.h"
+
+namespace {
+
+struct Options {
+  bool list = false;
+  bool force = false;
+  std::string source;
+  std::string target;
+  std::uint32_t rate = 0;  // 0, here and below: as the source has it
+  std::uint16_t channels = 0;
+  std::uint16_t bits = 0;
+  int stages = 0;  // 0: two where the rate changes
+};
+
+WAVEFORMATEX WantedFormat(const Options& options, const WAVEFORMATEX& source) {
+  const bool keepsBits = source.wFormatTag == WAVE_FORMAT_PCM && source.wBitsPerSample == 8;
+  const auto bits = static_cast<std::uint16_t>(keepsBits ? 8 : 16);
+  return Pcm(options.rate != 0 ? options.rate : source.nSamplesPerSec,
+             options.channels != 0 ? options.channels : source.nChannels,
+             options.bits != 0 ? options.bits : bits);
+}
+
+void Convert(const Options& options) {
+  const WAVEFORMATEX format = WantedFormat(options, FormatOf(options.source));
+  CheckOutput(options.target, options.force);
+  PcmFile target(options.target, format);
+  ConvertFile({options.source, options.target, format, options.stages},
+              [&](const std::uint8_t* data, std::uint32_t bytes) { target.Write(data, bytes); });
+  target.Finish();
+  target.Keep(options.force);
+  std::printf("Wrote %s: %s, %s\n", options.target.c_str(), Describe(format).c_str(),
+              TimeText(target.Seconds()).c_str());
+}
+
+void List() {
+  std::vector<ConversionDriverText> drivers;
+  if (!ListConversionDrivers(drivers)) throw Failure("the conversion drivers cannot be listed");
+  std::printf("Conversion drivers:\n");
+  for (const ConversionDriverText& driver : drivers) {
+    std::printf("  %s\n", driver.name.c_str());
+    if (!driver.features.empty()) std::printf("    %s\n", driver.features.c_str());
+  }
+}
+
+void AddOptions(CLI::App& app, Options& options) {
+  app.add_option("source", options.source, "The WAV file to convert")->type_name("");
+  app.add_option("target", options.target, "The PCM WAV file to write")->type_name("");
+  app.add_option("--rate", options.rate, "Frames a second, 100 to 768000; without it those of the source")
+      ->type_name("HZ")
+      ->check(CLI::Range(100, 768000).description(""));
+  app.add_option("--channels", options.channels, "Channels, 1 or 2; without it those of the source")
+      ->type_name("COUNT")
+      ->check(CLI::IsMember({1, 2}).description(""));
+  app.add_option("--bits", options.bits,
+                 "Bits of a sample, 8 or 16; without it 8 for a PCM source of\n"
+                 "8 bits, and 16 for all others")
+      ->type_name("BITS")
+      ->check(CLI::IsMember({8, 16}).description(""));
+  app.add_option("--stages", options.stages,
+                 "1: a conversion driver changes the rate, 2: the library's own\n"
+                 "filter does; without it 2 where the rate changes")
+      ->type_name("COUNT")
+      ->check(CLI::IsMember({1, 2}).description(""));
+  app.add_flag("--force", options.force, "Overwrite the target if it exists");
+  app.add_flag("--list-drivers", options.list, "List the conversion drivers and leave");
+  app.callback([&options] {
+    if (!options.list && options.source.empty()) throw CLI::RequiredError("source");
+    if (!options.list && options.target.empty()) throw CLI::RequiredError("target");
+  });
+}
+
+void Tool(int argc, char** argv) {
+  CLI::App app("Converts a WAV file to PCM of another rate, other channels or another sample size.",
+               "cmm-convert");
+  Options options;
+  AddOptions(app, options);
+  ReadOptions(app, argc, argv);
+  CatchStops();
+  options.list ? List() : Convert(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-convert", Tool, argc, argv);
+}

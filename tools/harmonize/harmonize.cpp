@@ -1,0 +1,160 @@
+// cmm-harmonize: lets up to three voices sing with the lead in a WAV file.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/conversion.h"
+#include "tools/harmonize/Choir.h"
+#include "tools/harmonize/PitchLog.h"
+#include "tools/harmonize/intervals.h"
+#include "tools/paths.h"
+#include "tools/terminal.h"
+#include "tools/tool.h"
+#include "tools/wav_text.h"
+
+namespace {
+
+constexpr int kLowBits = 65536;  // the stages' samples have 32 bits, those of the file 16
+constexpr double kRate = 44100.0;
+
+struct Options {
+  std::string source;
+  std::string target;
+  std::string voices = "+4,+7,-12";
+  std::vector<double> cents;
+  double mixPercent = 50.0;
+  std::string pitch;
+  bool force = false;
+};
+
+// Sends a sound through the choir into a file, and what the choir hears into a table. The first samples of
+// the choir answer to what was before the sound; they are left out, so that the output is in time with the
+// source.
+class Performance {
+ public:
+  Performance(const Options& options, PcmFile& target, PitchLog* log)
+      : choir_(options.cents, options.mixPercent / 100.0), target_(target), log_(log) {}
+
+  void Take(const std::uint8_t* data, std::uint32_t bytes) {
+    const std::size_t count = bytes / sizeof(std::int16_t);
+    std::vector<std::int16_t> block(count);
+    std::memcpy(block.data(), data, bytes);
+    Sing(block);
+  }
+
+  /// The rest, which is still on its way.
+  void Finish() { Sing(std::vector<std::int16_t>(Choir::kLatency), true); }
+
+ private:
+  void Sing(std::vector<std::int16_t> block, bool afterEnd = false) {
+    std::vector<std::int16_t> sung;
+    for (const std::int16_t sample : block) {
+      const std::int32_t out = choir_.Sing(sample * kLowBits);
+      if (!afterEnd) Log();
+      if (heard_ >= Choir::kLatency) sung.push_back(Rounded(out));
+      ++heard_;
+    }
+    target_.Write(sung.data(), static_cast<std::uint32_t>(sung.size() * sizeof(std::int16_t)));
+  }
+
+  void Log() {
+    if (log_ == nullptr || heard_ % PitchLog::kSamplesPerLine != 0) return;
+    log_->Write(static_cast<double>(heard_) / kRate, choir_.Ear().PitchHz(), choir_.Ear().Level());
+  }
+
+  static std::int16_t Rounded(std::int32_t sample) {
+    const std::int64_t rounded = (static_cast<std::int64_t>(sample) + kLowBits / 2) >> 16;
+    return static_cast<std::int16_t>(std::min<std::int64_t>(rounded, INT16_MAX));
+  }
+
+  Choir choir_;
+  PcmFile& target_;
+  PitchLog* log_;
+  std::int64_t heard_ = 0;
+};
+
+// A table in the place of a sound would be a loss that --force does not mean.
+void CheckTable(const Options& options) {
+  CheckOutput(options.pitch, options.force);
+  const auto place = [](const std::string& file) {
+    std::error_code unknown;
+    return std::filesystem::weakly_canonical(NativePath(file), unknown);
+  };
+  for (const std::string& sound : {options.source, options.target}) {
+    if (place(options.pitch) == place(sound)) {
+      throw Failure("the sound and the pitch cannot be in one file: " + options.pitch);
+    }
+  }
+}
+
+void Harmonize(const Options& options) {
+  const WAVEFORMATEX format = Pcm(44100, 1, 16);
+  FormatOf(options.source);
+  CheckOutput(options.target, options.force);
+  std::optional<PitchLog> log;
+  if (!options.pitch.empty()) {
+    CheckTable(options);
+    log.emplace(options.pitch);
+  }
+  PcmFile target(options.target, format);
+  Performance performance(options, target, log ? &*log : nullptr);
+  ConvertFile({options.source, options.target, format},
+              [&](const std::uint8_t* data, std::uint32_t bytes) { performance.Take(data, bytes); });
+  performance.Finish();
+  target.Finish();
+  if (log) log->Finish();
+  target.Keep(options.force);
+  if (log) log->Keep(options.force);
+  std::printf("Wrote %s: %zu voice(s) with the lead, %s\n", options.target.c_str(), options.cents.size(),
+              TimeText(target.Seconds()).c_str());
+}
+
+void AddOptions(CLI::App& app, Options& options) {
+  app.add_option("source", options.source,
+                 "The WAV file with the lead: one voice. It is converted to\n"
+                 "44100 Hz, 16 bits, one channel")
+      ->type_name("")
+      ->required();
+  app.add_option("target", options.target, "The WAV file to write")->type_name("")->required();
+  app.add_option("--voices", options.voices,
+                 "One to three intervals from the lead, in semitones, or in cents\n"
+                 "with a c behind: +4,+7,-12 or +386c,+702c")
+      ->type_name("LIST")
+      ->capture_default_str();
+  app.add_option("--mix", options.mixPercent,
+                 "Share of the voices in percent: 0 is the lead alone, 100 the\n"
+                 "voices alone")
+      ->type_name("PERCENT")
+      ->check(CLI::Range(0.0, 100.0).description(""))
+      ->capture_default_str();
+  app.add_option("--pitch", options.pitch,
+                 "Also write the lead's pitch to a CSV file: time in seconds,\n"
+                 "pitch in hertz (0: no note), level (full scale 1)")
+      ->type_name("FILE");
+  app.add_flag("--force", options.force, "Overwrite the files if they exist");
+  app.callback([&options] {
+    const std::string problem = ReadIntervals(options.voices, options.cents);
+    if (!problem.empty()) throw CLI::ValidationError("--voices", problem);
+  });
+}
+
+void Tool(int argc, char** argv) {
+  CLI::App app("Lets up to three harmony voices sing with the lead in a WAV file.", "cmm-harmonize");
+  Options options;
+  AddOptions(app, options);
+  ReadOptions(app, argc, argv);
+  CatchStops();
+  Harmonize(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-harmonize", Tool, argc, argv);
+}

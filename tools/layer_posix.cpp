@@ -1,0 +1,16 @@
+#include "tools/devices.h"
+#include "tools/drivers.h"
+#include "platform/posix/layer.h"
+
+bool BuiltInDevice(GUID* id) {
+  *id = platform::kSignalDevice;
+  return true;
+}
+
+HWND NewComboBox() {
+  return platform::CreateComboBox();
+}
+
+void DropComboBox(HWND combo) {
+  platform::DestroyComboBox(combo);
+}

@@ -1,0 +1,21 @@
+// std::filesystem has its own opinion of what code page a narrow name is in; wide names leave no doubt.
+
+#include "tools/paths.h"
+#include "platform/platform.h"
+
+std::filesystem::path NativePath(const std::string& path) {
+  const int bytes = static_cast<int>(path.size());
+  const int count = MultiByteToWideChar(CP_ACP, 0, path.data(), bytes, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(count), L'\0');
+  MultiByteToWideChar(CP_ACP, 0, path.data(), bytes, wide.data(), count);
+  return wide;
+}
+
+std::string PathText(const std::filesystem::path& path) {
+  const std::wstring& wide = path.native();
+  const int count = static_cast<int>(wide.size());
+  const int bytes = WideCharToMultiByte(CP_ACP, 0, wide.data(), count, nullptr, 0, nullptr, nullptr);
+  std::string text(static_cast<std::size_t>(bytes), '\0');
+  WideCharToMultiByte(CP_ACP, 0, wide.data(), count, text.data(), bytes, nullptr, nullptr);
+  return text;
+}

@@ -1,0 +1,236 @@
+// cmm-record: records from a capture device into a WAV file, for a while or until Ctrl-C.
+//
+// The life of a recording is in Record(), in the library's order of calls: Create, wait until the device is
+// ready, fileOpen, StartREC, look at it now and then, StopREC, fileClose, Exit. Capture and file writing run
+// on the library's thread meanwhile; this one sleeps and shows.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <string>
+
+#include "capture/CMMWAVCapture.h"
+#include "capture/CaptureReport.h"
+#include "tools/devices.h"
+#include "tools/failures.h"
+#include "tools/meter.h"
+#include "tools/output_file.h"
+#include "tools/terminal.h"
+#include "tools/tool.h"
+#include "tools/wav_text.h"
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct Options {
+  bool list = false;
+  bool force = false;
+  std::string device;
+  std::string file;
+  std::uint32_t rate = 44100;
+  std::uint16_t channels = 2;
+  std::uint16_t bits = 16;
+  double duration = 0;  // 0: until a signal
+};
+
+WAVEFORMATEX FormatOf(const Options& options) {
+  WAVEFORMATEX format{};
+  format.wFormatTag = WAVE_FORMAT_PCM;
+  format.nChannels = options.channels;
+  format.nSamplesPerSec = options.rate;
+  format.wBitsPerSample = options.bits;
+  format.nBlockAlign = static_cast<WORD>(options.channels * options.bits / 8);
+  format.nAvgBytesPerSec = options.rate * format.nBlockAlign;
+  return format;
+}
+
+void List() {
+  bool hasDefault = false;
+  std::printf("Capture devices:\n");
+  for (const CaptureDevice& device : ListCaptureDevices()) {
+    hasDefault = hasDefault || device.isDefault;
+    std::printf(
+        "  %s\n    %s\n", device.name.c_str(),
+        device.isDefault ? "the default: recorded from without --device" : GuidText(device.id).c_str());
+  }
+  if (!hasDefault) std::printf("There is no default device: name one with --device.\n");
+}
+
+// The sizes in a WAV file have 32 bits.
+void CheckDuration(const Options& options) {
+  const double limit = std::floor(4294967000.0 / FormatOf(options).nAvgBytesPerSec);
+  if (options.duration >= 0 && options.duration <= limit) return;
+  throw CLI::ValidationError("--duration", "a number from 0 to " + std::to_string(static_cast<long>(limit)) +
+                                               ", which is as many seconds as a WAV file in this format can "
+                                               "hold (4 GiB)");
+}
+
+void WaitUntilReady(CMMWAVCapture& capture) {
+  const auto limit = Clock::now() + 10s;
+  std::uint32_t state = 0;
+  std::int32_t result = 0;
+  while (!StopWanted() && Clock::now() < limit) {
+    if (capture.GetState(&state, &result) == 1) {
+      if (state == kStateReady) return;
+      // 0: the device is still being opened; 1: it has been, and the state is about to say so
+      if (result != 0 && result != 1) throw Failure(DeviceFailureText(state, result));
+    }
+    Sleep(10);
+  }
+  throw Failure(StopWanted() ? "stopped before the recording began" : "the capture device does not answer");
+}
+
+// The commands wait a second for their answer; with a slow disk one takes longer, and effect all the same.
+// @return whether the recording has reached that state
+template <class Command>
+bool Carry(CMMWAVCapture& capture, CaptureState wanted, Command command) {
+  const auto limit = Clock::now() + 60s;
+  while (Clock::now() < limit) {
+    if (command() == 1) return true;
+    std::uint32_t state = kStateNone;
+    std::int32_t result = 1;
+    if (capture.GetState(&state, &result) != 1) continue;  // the disk still holds up the thread
+    if (state == wanted) return true;
+    if (state == kStateNone || result != 1) return false;
+  }
+  return false;
+}
+
+constexpr DWORD kLastLooks = 50;  // milliseconds
+
+enum class Ending { kWanted, kByItself, kNoData };
+
+// Shows the recording until it is to end or has ended. A disk that stalls is no silent device: what the device
+// gives waits meanwhile.
+Ending Watch(CMMWAVCapture& capture, double duration) {
+  Meter meter(capture);
+  std::uint64_t lastFrames = 0;
+  auto lastNews = Clock::now();
+  for (;;) {
+    std::uint32_t state = kStateUnknown;
+    capture.GetState(&state, nullptr);
+    meter.Show(state);
+    if (state == kStateNone) return Ending::kByItself;
+    const std::uint64_t frames = cmm::GetCaptureReport().framesInFile;
+    const double seconds = static_cast<double>(frames) / capture.GetSampleRate();
+    if (StopWanted() || (duration > 0 && seconds >= duration)) return Ending::kWanted;
+    if (frames != lastFrames || state == kStateUnknown) {
+      lastFrames = frames;
+      lastNews = Clock::now();
+    } else if (Clock::now() - lastNews > 10s) {
+      return Ending::kNoData;
+    }
+    // Close to the end more often, so that no further segment comes in between.
+    const bool almost = duration > 0 && duration - seconds < 0.5;
+    Sleep(almost ? kLastLooks : meter.Interval());
+  }
+}
+
+[[noreturn]] void FailUnfinished(const std::string& time, const std::string& file) {
+  const cmm::CaptureReport report = cmm::GetCaptureReport();
+  throw Failure("the recording ended at " + time + ": " + EndText(report, file) + ".\n" +
+                (report.framesInFile > 0 ? "  What was recorded until then is in the file."
+                                         : "  The file holds no sound."));
+}
+
+std::string LossText(std::uint32_t rate) {
+  const cmm::CaptureReport report = cmm::GetCaptureReport();
+  if (report.lostFrames == 0) return {};
+  char text[60];
+  std::snprintf(text, sizeof text, ", %s%.2f s lost", report.lossIsEstimate ? "about " : "",
+                static_cast<double>(report.lostFrames) / rate);
+  return text;
+}
+
+void Record(const Options& options, const GUID* device) {
+  const char* file = options.file.c_str();
+  CMMWAVCapture capture;
+  const HANDLE thread = capture.Create(FormatOf(options), device);
+  if (thread == nullptr) throw Failure("the capture thread cannot be started: memory may be short");
+  CloseHandle(thread);
+  WaitUntilReady(capture);
+  if (!Carry(capture, kStateFileOpen, [&] { return capture.fileOpen(file, nullptr); })) {
+    throw Failure(options.file + " cannot be created, though it could be a moment ago");
+  }
+  if (!Carry(capture, kStateCapturing, [&] { return capture.StartREC(); })) {
+    throw Failure("the recording does not start");
+  }
+  std::printf("Recording to %s: %u Hz, %u channel(s), %u bits. Ctrl-C ends it.\n", file, options.rate,
+              unsigned{options.channels}, unsigned{options.bits});
+  const Ending ending = Watch(capture, options.duration);
+  if (ending == Ending::kByItself || !Carry(capture, kStateFileOpen, [&] { return capture.StopREC(); }) ||
+      !Carry(capture, kStateReady, [&] { return capture.fileClose(); })) {
+    FailUnfinished(TimeText(capture.GetPlayTime()), options.file);
+  }
+  const double seconds = capture.GetPlayTime();
+  capture.Exit();
+  if (ending == Ending::kNoData)
+    throw Failure("the device has delivered nothing for ten seconds; " + options.file + " is finished");
+  std::printf("Wrote %s: %s%s\n", file, TimeText(seconds).c_str(), LossText(options.rate).c_str());
+}
+
+void AddOptions(CLI::App& app, Options& options) {
+  app.add_option("file", options.file, "The WAV file to write")->type_name("");
+  app.add_flag("--list", options.list, "List the capture devices and leave");
+  app.add_option("--device", options.device,
+                 "A name of --list or a part of one, a GUID, or 'signal' for the\n"
+                 "built-in voice-like signal; without it the system's default device")
+      ->type_name("DEVICE");
+  app.add_option("--rate", options.rate, "Frames a second, 8000 to 192000")
+      ->type_name("HZ")
+      ->check(CLI::Range(8000, 192000).description(""))
+      ->capture_default_str();
+  app.add_option("--channels", options.channels, "Channels, 1 to 8")
+      ->type_name("COUNT")
+      ->check(CLI::Range(1, 8).description(""))
+      ->capture_default_str();
+  app.add_option("--bits", options.bits, "Bits of a sample, 8 or 16")
+      ->type_name("BITS")
+      ->check(CLI::IsMember({8, 16}).description(""))
+      ->capture_default_str();
+  app.add_option("--duration", options.duration,
+                 "Time to record; 0, as without it: until Ctrl-C. Sound arrives in\n"
+                 "quarter seconds, so the file may be up to a quarter second longer")
+      ->type_name("SECONDS");
+  app.add_flag("--force", options.force, "Overwrite the file if it exists");
+  app.callback([&options] {
+    if (!options.list && options.file.empty()) throw CLI::RequiredError("file");
+    CheckDuration(options);
+  });
+}
+
+// Before the device is opened: a recording that cannot be kept need not begin.
+void CheckFile(const Options& options) {
+  CheckOutput(options.file, options.force);
+  CheckWritable(options.file);
+  CheckSpace(options.file, std::max(options.duration, 1.0) * FormatOf(options).nAvgBytesPerSec);
+}
+
+void Tool(int argc, char** argv) {
+  CLI::App app("Records from a capture device into a WAV file.", "cmm-record");
+  Options options;
+  AddOptions(app, options);
+  ReadOptions(app, argc, argv);
+  if (options.list) {
+    List();
+    return;
+  }
+  CheckFile(options);
+  GUID device{};
+  if (!options.device.empty()) {
+    const std::string wrong = FindCaptureDevice(options.device, &device);
+    if (!wrong.empty()) throw Failure(wrong);
+  }
+  CatchStops();
+  Record(options, options.device.empty() ? nullptr : &device);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return RunTool("cmm-record", Tool, argc, argv);
+}

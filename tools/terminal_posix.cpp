@@ -1,0 +1,39 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <initializer_list>
+
+#include "tools/terminal.h"
+
+namespace {
+
+volatile std::sig_atomic_t stopWanted = 0;
+
+void OnSignal(int /*signal*/) {
+  stopWanted = 1;
+}
+
+}  // namespace
+
+bool IsTerminal(std::FILE* stream) {
+  return isatty(fileno(stream)) != 0;
+}
+
+void SecureStreams() {
+  std::signal(SIGPIPE, SIG_IGN);
+  // The lowest number that is free is taken first. Nothing can be written there, as before.
+  int file;
+  do file = open("/dev/null", O_RDONLY);
+  while (file >= 0 && file <= STDERR_FILENO);
+  if (file >= 0) close(file);
+}
+
+void CatchStops() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, OnSignal);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool StopWanted() {
+  return stopWanted != 0;
+}

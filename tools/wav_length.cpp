@@ -1,0 +1,95 @@
+#include "tools/wav_length.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+
+#include "tools/paths.h"
+#include "tools/tool.h"
+#include "tools/wav_text.h"
+#include "wavfile/CMMWav.h"
+
+namespace {
+
+constexpr std::uint32_t kUntold = 0xFFFFFFFF;
+
+bool ReadChunk(std::ifstream& file, char (&name)[4], std::uint32_t& size) {
+  unsigned char header[8];
+  if (!file.read(reinterpret_cast<char*>(header), sizeof header)) return false;
+  std::memcpy(name, header, sizeof name);
+  std::memcpy(&size, header + sizeof name, sizeof size);  // in the order of all systems that this runs on
+  return true;
+}
+
+// Frames in a block of ADPCM; 0 for other formats. The block begins with a header for each channel, which
+// holds the first samples; then come 4 bits a sample.
+std::uint64_t FramesInBlock(const WAVEFORMATEX& format) {
+  const bool microsoft = format.wFormatTag == 2;
+  if (!microsoft && format.wFormatTag != 0x11) return 0;
+  const std::uint32_t header = microsoft ? 7 : 4, inHeader = microsoft ? 2 : 1;
+  if (format.nChannels == 0 || format.nBlockAlign < header * format.nChannels) return 0;
+  return (format.nBlockAlign / format.nChannels - header) * 2 + inHeader;
+}
+
+std::optional<std::uint64_t> FramesOf(const WAVEFORMATEX& format, std::uint64_t bytes, std::uint32_t fact) {
+  if (format.nBlockAlign == 0) return std::nullopt;
+  if (const std::uint64_t inBlock = FramesInBlock(format); inBlock != 0) {
+    const std::uint64_t most = (bytes + format.nBlockAlign - 1) / format.nBlockAlign * inBlock;
+    return fact != 0 ? std::min<std::uint64_t>(fact, most) : most;
+  }
+  if (format.nBlockAlign == format.nChannels * ((format.wBitsPerSample + 7) / 8)) {
+    return bytes / format.nBlockAlign;
+  }
+  return fact != 0 ? std::optional<std::uint64_t>(fact) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<WavSizes> ReadSizes(const std::string& name) {
+  std::ifstream file(NativePath(name), std::ios::binary | std::ios::ate);
+  const std::streamoff end = file.tellg();
+  if (!file || end < 0) return std::nullopt;
+  WavSizes sizes;
+  sizes.fileBytes = static_cast<std::uint64_t>(end);
+  file.seekg(0);
+  char chunk[4];
+  std::uint32_t size = 0;
+  while (ReadChunk(file, chunk, size)) {
+    const std::streamoff begin = file.tellg();
+    if (std::memcmp(chunk, "RIFF", 4) == 0) {
+      sizes.isOpenEnded = size == kUntold;
+      file.seekg(begin + 4);  // behind the form
+      continue;
+    }
+    if (std::memcmp(chunk, "fact", 4) == 0 && size >= 4) {
+      file.read(reinterpret_cast<char*>(&sizes.factFrames), sizeof sizes.factFrames);
+    } else if (std::memcmp(chunk, "data", 4) == 0) {
+      const std::uint64_t rest = static_cast<std::uint64_t>(end - begin);
+      sizes.isOpenEnded = sizes.isOpenEnded || size == kUntold;
+      sizes.dataBytes = size == kUntold ? rest : size;
+      sizes.heldBytes = std::min(sizes.dataBytes, rest);
+      return sizes;
+    }
+    file.seekg(begin + size + size % 2);
+  }
+  return std::nullopt;
+}
+
+WavLength LengthOf(const WAVEFORMATEX& format, std::uint64_t bytes, std::uint32_t factFrames) {
+  WavLength length{FramesOf(format, bytes, factFrames), std::nullopt};
+  if (length.frames && format.nSamplesPerSec != 0) {
+    length.seconds = static_cast<double>(*length.frames) / format.nSamplesPerSec;
+  } else if (format.nAvgBytesPerSec != 0) {
+    length.seconds = static_cast<double>(bytes) / format.nAvgBytesPerSec;
+  }
+  return length;
+}
+
+WavLength LengthOfSound(const std::string& file) {
+  CMMWav wav;
+  WAVEFORMATEX format{};
+  if (wav.Open(file.c_str()) != 1) throw Failure(file + ": " + WhyUnreadable(file));
+  wav.GetFileInfo(&format);
+  const WavSizes sizes = ReadSizes(file).value_or(WavSizes{});
+  return LengthOf(format, sizes.heldBytes, sizes.factFrames);
+}

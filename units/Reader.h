@@ -1,0 +1,76 @@
+#pragma once
+// What the two readers do alike. Unit::Source says what each does in its own way: Read, with the rule for the
+// end of the file; Rewind; HeaderSize, of the file without its samples; Fields, all of them for assignment.
+
+#include <cstdint>
+
+#include "units/Mirror.h"
+#include "units/codes.h"
+
+namespace units {
+
+template <class Unit>
+struct Reader {
+  using Source = typename Unit::Source;
+
+  /// Closes what is open and no copy's; the fields are dead then.
+  static void GiveUp(Unit& unit) {
+    if (unit.sourceOwners.IsLast()) unit.CloseWFile();
+    if (unit.mirrorOwners.IsLast()) unit.CloseMFile();
+    if (unit.heap != nullptr && unit.heapOwners.IsLast()) HeapDestroy(unit.heap);
+  }
+
+  static std::int32_t ReadPcmData(Unit& unit, void* buffer, std::uint32_t bytes) {
+    if (!unit.sourceOwners.IsOpen()) return kNoSource;
+    if (Source::Read(unit, buffer, bytes)) return kDone;
+    unit.CloseWFile();
+    return kNotRead;
+  }
+
+  static std::int32_t CreateMirrorFile(Unit& unit, const char* file) {
+    if (unit.mirrorOwners.IsOpen()) return kMirrorIsOpen;
+    if (!unit.sourceOwners.IsOpen()) return kNoSource;
+    if (!unit.mirrorOwners.Begin()) return kNotWritten;
+    unit.mirrorFile = CreateMirror(file);
+    if (unit.mirrorFile == nullptr) {
+      unit.mirrorOwners.End();
+      return kNotWritten;
+    }
+    const std::int32_t result = CopyHeader(unit);
+    if (result == kNotRead) unit.CloseWFile();
+    if (result == kNotWritten) unit.CloseMFile();
+    return result;
+  }
+
+  static std::int32_t WriteMirrorBuf(Unit& unit, const void* data, std::uint32_t bytes) {
+    if (!unit.mirrorOwners.IsOpen()) return kNoMirror;
+    if (WriteMirror(unit.mirrorFile, data, bytes)) return kDone;
+    unit.CloseMFile();
+    return kNotWritten;
+  }
+
+  /// Closes the open mirror. @return whether the platform found nothing wrong
+  static bool CloseMirror(Unit& unit) {
+    unit.mirrorOwners.End();
+    return CloseHandle(unit.mirrorFile) != FALSE;
+  }
+
+  /// What ChkPcmFile answers.
+  static std::int32_t Differences(const auto& found, std::uint16_t tag, std::uint16_t channels,
+                                  std::uint32_t rate, bool sameBits) {
+    return (tag != found.wFormatTag ? kOtherTag : 0) + (channels != found.nChannels ? kOtherChannels : 0) +
+           (rate != found.nSamplesPerSec ? kOtherRate : 0) + (sameBits ? 0 : kOtherBits);
+  }
+
+ private:
+  // To the mirror. The block is given back when this returns, ahead of the handle that a failure closes.
+  static std::int32_t CopyHeader(Unit& unit) {
+    const std::uint32_t bytes = Source::HeaderSize(unit);
+    const HeapBlock block(unit.heap, bytes);
+    if (!block) return kNotWritten;
+    if (!Source::Rewind(unit) || !Source::Read(unit, block.Get(), bytes)) return kNotRead;
+    return WriteMirror(unit.mirrorFile, block.Get(), bytes) ? kDone : kNotWritten;
+  }
+};
+
+}  // namespace units
