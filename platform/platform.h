@@ -8,11 +8,11 @@
 #endif
 #include <windows.h>
 // windows.h comes first: the others rely on it.
-#include <mmsystem.h>
-#include <mmreg.h>
-#include <msacm.h>
 #include <dsound.h>
 #include <mbstring.h>
+#include <mmreg.h>
+#include <mmsystem.h>
+#include <msacm.h>
 #include <process.h>
 #else
 #include "platform/posix/acm.h"

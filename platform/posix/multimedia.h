@@ -54,3 +54,15 @@ static_assert(sizeof(PCMWAVEFORMAT) == 16 && sizeof(WAVEFORMATEX) == 18,
 
 using LPWAVEFORMATEX = WAVEFORMATEX*;
 using LPCWAVEFORMATEX = const WAVEFORMATEX*;
+
+namespace platform::detail {
+
+/// PCM of whole bytes, whose block and byte rate are those of its rate, channels and bits.
+inline bool IsConsistentPcm(const WAVEFORMATEX& format) {
+  const std::uint64_t block = std::uint64_t{format.nChannels} * format.wBitsPerSample / 8;
+  return format.wFormatTag == WAVE_FORMAT_PCM && format.nChannels > 0 && format.nSamplesPerSec > 0 &&
+         format.wBitsPerSample > 0 && format.wBitsPerSample % 8 == 0 && format.nBlockAlign == block &&
+         format.nAvgBytesPerSec == block * format.nSamplesPerSec;
+}
+
+}  // namespace platform::detail

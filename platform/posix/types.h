@@ -51,7 +51,9 @@ using REFIID = const IID&;
 
 // Results of COM and of the capture interfaces.
 namespace platform::detail {
-constexpr HRESULT Result(std::uint32_t bits) { return static_cast<HRESULT>(bits); }
+constexpr HRESULT Result(std::uint32_t bits) {
+  return static_cast<HRESULT>(bits);
+}
 }  // namespace platform::detail
 
 inline constexpr HRESULT S_OK = 0;

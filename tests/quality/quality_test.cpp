@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "resample/AudioLinearFilter.h"
-#include "tests/platform/AcmTools.h"
+#include "tests/platform/acm/AcmTools.h"
 #include "tests/support/Sung.h"
 #include "tools/harmonize/Choir.h"
 #include "tools/harmonize/Listener.h"

@@ -7,7 +7,7 @@
 #include <new>
 
 #include "platform/posix/acm/builtin_driver.h"
-#include "platform/posix/immortal.h"
+#include "platform/posix/core/immortal.h"
 #include "platform/posix/layer.h"
 #include "platform/posix/sync.h"
 

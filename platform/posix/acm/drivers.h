@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/posix/acm_driver.h"
-#include "platform/posix/handles.h"
+#include "platform/posix/core/handles.h"
 
 namespace platform::detail {
 

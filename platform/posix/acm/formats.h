@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "platform/posix/pcm.h"
+#include "platform/posix/multimedia.h"
 
 namespace platform::detail {
 

@@ -1,0 +1,93 @@
+// Playing through ALSA.
+
+#include <algorithm>
+#include <new>
+
+#include "platform/posix/alsa/alsa.h"
+#include "platform/posix/alsa/limits.h"
+#include "platform/posix/playback/limits.h"
+#include "platform/posix/playback/sound_output.h"
+
+namespace platform::detail {
+namespace {
+
+class AlsaOutput final : public SoundOutput {
+ public:
+  AlsaOutput() = default;
+  AlsaOutput(const AlsaOutput&) = delete;
+  AlsaOutput& operator=(const AlsaOutput&) = delete;
+  ~AlsaOutput() override {
+    const QuietAlsa quiet;
+    if (pcm_ == nullptr) return;
+    snd_pcm_drop(pcm_);
+    snd_pcm_close(pcm_);
+  }
+
+  int Open(const WAVEFORMATEX& format, std::chrono::seconds buffer) {
+    const QuietAlsa quiet;
+    int error = snd_pcm_open(&pcm_, "default", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK);
+    if (error < 0) pcm_ = nullptr;
+    if (error >= 0)
+      error = SetAlsaHardware(pcm_, format, std::clamp(buffer, kLeastOutputBuffer, kMostOutputBuffer),
+                              kOutputPeriod);
+    snd_pcm_uframes_t periodFrames = 0;
+    return error < 0 ? error : snd_pcm_get_params(pcm_, &bufferFrames_, &periodFrames);
+  }
+
+  std::uint32_t BufferFrames() const override { return static_cast<std::uint32_t>(bufferFrames_); }
+
+  std::int64_t Write(const BYTE* frames, std::size_t count) override {
+    const QuietAlsa quiet;
+    snd_pcm_sframes_t taken = snd_pcm_writei(pcm_, frames, count);
+    if ((taken == -EPIPE || taken == -ESTRPIPE) && Revived() == 0) {
+      taken = snd_pcm_writei(pcm_, frames, count);
+    }
+    if (taken == -EAGAIN) return 0;
+    return std::max<std::int64_t>(taken, -1);
+  }
+
+  std::int64_t Held() override {
+    const QuietAlsa quiet;
+    const snd_pcm_sframes_t room = snd_pcm_avail(pcm_);
+    if (room == -EPIPE || room == -ESTRPIPE) return Revived();
+    return room < 0 ? -1 : std::max<std::int64_t>(static_cast<std::int64_t>(bufferFrames_) - room, 0);
+  }
+
+  std::int64_t Pending() override {
+    const QuietAlsa quiet;
+    snd_pcm_sframes_t frames = 0;
+    const int error = snd_pcm_delay(pcm_, &frames);
+    if (error == -EPIPE || error == -ESTRPIPE) return Revived();
+    return error < 0 ? -1 : std::max<std::int64_t>(frames, 0);
+  }
+
+  bool Drain() override {
+    const QuietAlsa quiet;
+    return snd_pcm_drain(pcm_) != -EAGAIN;
+  }
+
+ private:
+  /// A device that has run dry, or was suspended, holds nothing any more and begins anew with what comes. One
+  /// whose sound server has gone says that it has run dry too, but cannot begin anew.
+  /// @return 0, or -1 when the device has failed
+  std::int64_t Revived() { return snd_pcm_prepare(pcm_) < 0 ? -1 : 0; }
+
+  snd_pcm_t* pcm_ = nullptr;
+  snd_pcm_uframes_t bufferFrames_ = 0;
+};
+
+}  // namespace
+
+MCIERROR OpenDefaultOutput(const WAVEFORMATEX& format, std::chrono::seconds buffer,
+                           std::unique_ptr<SoundOutput>* output) {
+  std::unique_ptr<AlsaOutput> opened(new (std::nothrow) AlsaOutput);
+  if (opened == nullptr) return MCIERR_OUT_OF_MEMORY;
+  if (const int error = opened->Open(format, buffer); error < 0) {
+    return OpeningResult(error, MCIERR_WAVE_OUTPUTSINUSE, MCIERR_OUT_OF_MEMORY,
+                         MCIERR_WAVE_OUTPUTSUNSUITABLE);
+  }
+  *output = std::move(opened);
+  return 0;
+}
+
+}  // namespace platform::detail

@@ -1,0 +1,23 @@
+#pragma once
+// The limits of a capture buffer and of the built-in device.
+
+#include <chrono>
+#include <cstddef>
+
+#include "platform/posix/types.h"
+
+namespace platform::detail {
+
+// The capture buffer.
+inline constexpr DWORD kMostRingBytes = 0x0FFFFFFF;  // the published limit of a sound buffer
+// The backlog holds so much sound, but no more than so many bytes.
+inline constexpr std::chrono::seconds kBacklogTime{60};
+inline constexpr std::size_t kMostBacklogBytes = std::size_t{64} << 20;
+// How long one read of the source may take. Wake ends it earlier.
+inline constexpr std::chrono::milliseconds kReadPatience{500};
+
+// The built-in capture device.
+inline constexpr std::chrono::milliseconds kSignalTick{10};
+inline constexpr std::chrono::seconds kSignalMostLate{60};  // beyond it the device has paused
+
+}  // namespace platform::detail
