@@ -124,7 +124,6 @@ struct IDirectSoundNotify : IUnknown {
  protected:
   ~IDirectSoundNotify() = default;
 };
-using LPDIRECTSOUNDNOTIFY = IDirectSoundNotify*;
 
 /// Opens a capture device.
 /// @param device null for the system's default device

@@ -28,7 +28,6 @@ inline constexpr MMRESULT MMIOERR_CANNOTREAD = 261;
 inline constexpr MMRESULT MMIOERR_CANNOTWRITE = 262;
 inline constexpr MMRESULT MMIOERR_CANNOTSEEK = 263;
 inline constexpr MMRESULT MMIOERR_CHUNKNOTFOUND = 265;
-inline constexpr MMRESULT MMIOERR_UNBUFFERED = 266;
 
 // Flags of mmioOpenA, and MMIOINFO::dwFlags.
 inline constexpr DWORD MMIO_READ = 0x00000000;

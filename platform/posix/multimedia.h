@@ -8,10 +8,8 @@ using FOURCC = DWORD;
 using MMRESULT = UINT;
 
 inline constexpr MMRESULT MMSYSERR_NOERROR = 0;
-inline constexpr MMRESULT MMSYSERR_ERROR = 1;
 inline constexpr MMRESULT MMSYSERR_NOTENABLED = 3;
 inline constexpr MMRESULT MMSYSERR_INVALHANDLE = 5;
-inline constexpr MMRESULT MMSYSERR_NODRIVER = 6;
 inline constexpr MMRESULT MMSYSERR_NOMEM = 7;
 inline constexpr MMRESULT MMSYSERR_NOTSUPPORTED = 8;
 inline constexpr MMRESULT MMSYSERR_INVALFLAG = 10;
@@ -53,7 +51,6 @@ static_assert(sizeof(PCMWAVEFORMAT) == 16 && sizeof(WAVEFORMATEX) == 18,
               "the published records have no padding");
 
 using LPWAVEFORMATEX = WAVEFORMATEX*;
-using LPCWAVEFORMATEX = const WAVEFORMATEX*;
 
 namespace platform::detail {
 

@@ -30,7 +30,7 @@ class CountingDevice {
   CountingDevice& operator=(const CountingDevice&) = delete;
 
   const GUID id{0xC0047140, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
-  std::atomic<bool> gone{false};            // at any time
+  std::atomic<bool> gone{false};  // at any time
   /// Goes as fast as frames are recorded, and not by the clock. Set before a start.
   std::atomic<bool> unhurried{false};
   std::atomic<std::uint64_t> delivered{0};  // frames since the start

@@ -116,13 +116,15 @@ class PcmStream final : public ConversionStream {
   }
 
   Frame<Target> Between(const Frame<Target>& next) const {
-    constexpr int kBias = 0x8000;  // makes every sample positive, so that the division rounds one way
+    constexpr std::int64_t kBias =
+        0x8000;  // makes every sample positive, so that the division rounds one way
     Frame<Target> out;
     for (std::size_t channel = 0; channel < out.size(); ++channel) {
       const auto before = static_cast<std::uint64_t>(last_[channel] + kBias);
-      const auto behind = static_cast<std::uint64_t>(next[channel] + kBias);
-      const std::uint64_t sum = before * (outputStep_ - phase_) + behind * phase_;
-      out[channel] = static_cast<int>((sum + outputStep_ / 2) / outputStep_) - kBias;
+      const auto after = static_cast<std::uint64_t>(next[channel] + kBias);
+      const std::uint64_t sum = before * (outputStep_ - phase_) + after * phase_;
+      out[channel] =
+          static_cast<int>(static_cast<std::int64_t>((sum + outputStep_ / 2) / outputStep_) - kBias);
     }
     return out;
   }

@@ -27,9 +27,10 @@ class AlsaOutput final : public SoundOutput {
     const QuietAlsa quiet;
     int error = snd_pcm_open(&pcm_, "default", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK);
     if (error < 0) pcm_ = nullptr;
-    if (error >= 0)
+    if (error >= 0) {
       error = SetAlsaHardware(pcm_, format, std::clamp(buffer, kLeastOutputBuffer, kMostOutputBuffer),
                               kOutputPeriod);
+    }
     snd_pcm_uframes_t periodFrames = 0;
     return error < 0 ? error : snd_pcm_get_params(pcm_, &bufferFrames_, &periodFrames);
   }

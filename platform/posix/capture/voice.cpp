@@ -47,9 +47,10 @@ constexpr std::uint32_t kChannelShift = 0x15555555;  // of the pulse's phase: a 
 std::complex<double> Partial(const Formant (&vowel)[3], unsigned number) {
   const double hertz = number * kBaseHz;
   std::complex<double> sum = 0;
-  for (const Formant& each : vowel)
+  for (const Formant& each : vowel) {
     sum += each.level * each.hertz * each.width /
            std::complex<double>(each.hertz * each.hertz - hertz * hertz, hertz * each.width);
+  }
   return sum / static_cast<double>(number);
 }
 
@@ -83,7 +84,7 @@ Voice::Voice(const WAVEFORMATEX& format)
   const double highest = std::min(kHighestPartialHz, rate_ / 2);
   const auto partials = std::max(1u, static_cast<unsigned>(highest / kHighestPitchHz));
   for (unsigned vowel = 0; vowel < std::size(kVowels); ++vowel)
-    MakePeriod(kVowels[vowel], partials, &periods_[vowel * kPeriodSize]);
+    MakePeriod(kVowels[vowel], partials, &periods_[std::size_t{vowel} * kPeriodSize]);
   for (unsigned i = 0; i < sine_.size(); ++i) {
     sine_[i] = static_cast<float>(std::sin(2 * std::numbers::pi * i / 256));
     // Up within a fifth of the syllable, slowly down again, silent at both ends.
@@ -118,7 +119,7 @@ void Voice::Next(BYTE* to, std::uint64_t frames) {
     --at_.untilControl;
     at_.gain += at_.gainStep;
     at_.pulse += at_.pulseStep;
-    const float* const period = &periods_[kPhrase[at_.syllableNumber].vowel * kPeriodSize];
+    const float* const period = &periods_[std::size_t{kPhrase[at_.syllableNumber].vowel} * kPeriodSize];
     for (unsigned channel = 0; channel < channels_; ++channel) {
       const std::uint32_t phase = at_.pulse + channel * kChannelShift;
       const float value = period[phase >> (32 - kPeriodBits)] * at_.gain * kChannelGain[channel % 4];

@@ -74,7 +74,7 @@ bool EndWritten(MmioFile& file, MMCKINFO* chunk) {
     if (!padded) length = std::min(length, file.Position() - chunk->dwDataOffset);
   }
   if (length < 0 || length >= kEndOfPositions) return false;
-  const DWORD size = static_cast<DWORD>(length);
+  const auto size = static_cast<DWORD>(length);
   if (size != chunk->cksize) {
     char bytes[4];
     Store(size, bytes);

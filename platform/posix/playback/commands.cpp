@@ -65,7 +65,7 @@ class DeviceTable {
   /// Throws std::bad_alloc.
   MCIDEVICEID Add(std::shared_ptr<WaveDevice> device) {
     const std::lock_guard lock(lock_);
-    while (nextId_ == 0 || nextId_ == kAllDevices || devices_.count(nextId_) != 0) ++nextId_;
+    while (nextId_ == 0 || nextId_ == kAllDevices || devices_.contains(nextId_)) ++nextId_;
     devices_.emplace(nextId_, std::move(device));
     return nextId_++;
   }

@@ -74,7 +74,7 @@ bool Playback::AwaitEnd() {
   const std::int64_t lastPart = output_->BufferFrames() / kLastPart;
   std::int64_t held = output_->Held();
   for (; held > lastPart; held = output_->Held()) {
-    if (!Rest(static_cast<double>(held - lastPart / 2))) return false;
+    if (!Rest(static_cast<double>(held) - static_cast<double>(lastPart) / 2)) return false;
   }
   const std::int64_t pending = output_->Pending();
   if (held < 0 || pending < 0) return false;
