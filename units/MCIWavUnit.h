@@ -15,8 +15,9 @@
 ///   player.MCIClose();                        // as does the destructor
 /// @endcode
 ///
-/// Threads: any thread, but one at a time for an object. WavPlay waits until the device is open, MCIClose
-/// until it is closed; neither waits for the sound.
+/// Threads: any thread, but the same one for an object from WavPlay to MCIClose: on another one Windows may
+/// not know the device. WavPlay waits until the device is open, MCIClose until it is closed; neither waits
+/// for the sound.
 ///
 /// The unit does not read the file: the device does all the work, and nothing reports the end of the sound. A
 /// file that has played to its end leaves its device open and stopped until MCIClose, the next WavPlay or the

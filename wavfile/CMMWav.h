@@ -19,7 +19,7 @@
 ///   while (wav.Read(bytes, block.data(), &delivered) == 1 && delivered > 0) Use(block.data(), delivered);
 ///   wav.Close();
 /// @endcode
-/// A conversion runs between BeginConvert and EndConvert, and Convert takes the place of Read.
+/// A conversion runs between BeginConvert and EndConvert; Convert is called instead of Read then.
 ///
 /// Threads: any thread, but one at a time for an object together with its copies. Separate objects are
 /// independent of each other, except for the conversion in two stages (BeginConvert).

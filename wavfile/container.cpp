@@ -1,4 +1,5 @@
-// The container layer: what the file holds around the samples, when it is opened and when it is finished.
+// The container layer: the RIFF chunks around the samples, read or written when the file is opened and
+// completed when it is closed.
 #include <utility>
 
 #include "wavfile/CMMWav.h"
