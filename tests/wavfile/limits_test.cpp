@@ -1,5 +1,5 @@
-// Up to the limits of the format, and of a disk. Windows has lower ones: 2 GiB for its mmioSeek, 260 bytes for
-// its paths.
+// Up to the limits of the format, and of a disk. Windows has lower ones: 2 GiB for its mmioSeek, 260 bytes
+// for its paths.
 #include "tests/support/FileSizeLimit.h"
 #include "tests/wavfile/pretend_written.h"
 
