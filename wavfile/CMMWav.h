@@ -102,7 +102,8 @@ class CMM_API CMMWav {
   ///         or the file's sizes can hold no more (whole blocks that fit are taken)
   std::int32_t Write(std::uint32_t bytes, const void* data, std::uint32_t* taken);
 
-  /// Goes to a frame of a file open for reading.
+  /// Goes to a frame of a file open for reading. In a compressed format it goes to a block, and one beyond
+  /// the data is not refused: TimeFind is the call for these.
   /// @param sample frame, counted from 0; the one after the last is allowed, where Read gives 0 bytes. A file
   ///               that counts 0 frames has only frame 0, the first sample byte
   /// @return 1: there
@@ -112,7 +113,8 @@ class CMM_API CMMWav {
   /// Goes to the block at a time, rounded down.
   /// @param seconds from the first sample on
   /// @return 1: there
-  /// @return 0: the time lies outside the file, nBlockAlign is 0, or no file is open for reading
+  /// @return 0: the time lies outside the file (or after the first block of a file that counts 0 frames),
+  ///         nBlockAlign is 0, or no file is open for reading
   std::int32_t TimeFind(double seconds);
 
   /// @return frames in the file; 0 without channels or bits; right for less than 2^29 bytes of data
@@ -163,8 +165,8 @@ class CMM_API CMMWav {
   /// @param outBuffer   points to a null pointer; receives the buffer in which each Convert leaves its
   ///                    output: the object's own, valid until EndConvert or Close
   /// @param driver      the conversion driver to use; null leaves the choice to the platform
-  /// @return the buffer's size in bytes: in two stages one second of the target, or at equal rates what the
-  ///         platform's conversion may deliver where that is more
+  /// @return the buffer's size in bytes: in one stage what the platform's conversion may make of a second; in
+  ///         two stages one second of the target, or at equal rates that of one stage where it is more
   /// @return 0: no file is open for reading, a conversion is running, @p outBuffer is null or points to a
   ///         buffer, the formats cannot be converted so, the file's nBlockAlign or nAvgBytesPerSec is 0, or
   ///         memory is short. EndConvert clears up what such a failure may leave
@@ -173,8 +175,8 @@ class CMM_API CMMWav {
 
   /// Reads and converts the next piece. Allocates nothing.
   ///
-  /// In two stages a call gives at most one second of the target, and the filter drops what is beyond: pieces
-  /// of half a second stay clear of that.
+  /// In two stages of different rates a call gives at most one second of the target, and the filter drops
+  /// what is beyond that: convert pieces of half a second.
   /// @param bytes    of the file: whole blocks, one second of audio at the most
   /// @param outBytes receives the bytes of output, which are at the start of the buffer
   /// @return 1: converted
