@@ -8,7 +8,7 @@ int main(int argc, char** argv) {
   if (source.Open(argc > 1 ? argv[1] : "take.wav") != 1) return 1;
   if (source.BeginConvert(2, wanted, &output, nullptr) == 0) return 1;  // in two stages: the library's filter
   if (target.Open(wanted, argc > 2 ? argv[2] : "studio.wav") != 1) return 1;
-  // Half a second at a time: a whole one would meet the filter's output limit at every second block.
+  // Half a second at a time: a full second would meet the filter's output limit at every second block.
   const std::uint32_t half = source.GetTimeToByte(0.5);
   std::uint32_t made = 0;
   std::uint32_t taken = 0;

@@ -6,9 +6,9 @@
 namespace {
 
 BOOL __stdcall PrintDevice(GUID* id, LPCSTR name, LPCSTR /*module*/, LPVOID /*context*/) {
-  std::printf("%s %s\n",
-              id == nullptr ? "default:" : "device: ", name);  // a null GUID stands for the default one
-  return TRUE;                                                 // go on
+  const bool isDefault = id == nullptr;
+  std::printf("%s %s\n", isDefault ? "default:" : "device: ", name);
+  return TRUE;  // go on
 }
 
 BOOL __stdcall PrintDriver(HACMDRIVERID driver, DWORD_PTR /*context*/, DWORD /*support*/) {

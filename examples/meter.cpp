@@ -1,4 +1,4 @@
-// Records for three seconds, shows time and level four times a second, and tells what became of the recording.
+// Records for three seconds, shows time and level four times a second, and prints a report of the recording.
 #include <cstdio>
 
 #include "capture/CMMWAVCapture.h"
@@ -14,7 +14,7 @@ int main() {
   for (int look = 0; look < 12; ++look) {
     Sleep(250);
     std::int32_t level = 0;
-    const char* const time = recorder.GetTimeString(&level);  // of the last segment its highest sample
+    const char* const time = recorder.GetTimeString(&level);  // the highest sample of the last segment
     std::printf("%s  %6.1f %%\n", time, level * 100.0 / 32768);
   }
   recorder.StopREC();

@@ -8,7 +8,7 @@ int main(int argc, char** argv) {
   if (wav.Open(file) != 1) return 1;
   MCIWavUnit player;
   if (!player.WavPlay(file)) return 1;  // no device, or a format that nothing here plays
-  // The unit gives no word of the end, and the sound begins a little after WavPlay.
+  // The unit does not report the end, and the sound begins a little after WavPlay.
   Sleep(static_cast<DWORD>(1000 * wav.GetPlayTime()) + 300);
   player.MCIClose();  // as does the destructor
 }

@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
   CMMWav wav;
   if (wav.Open(argc > 1 ? argv[1] : "tone.wav") != 1) return 1;
   if (wav.GetFormat() != WAVE_FORMAT_PCM || wav.GetSampleSizeInBits() != 16) return 1;
-  if (wav.TimeFind(0.5) != 1) return 1;  // rounds down to a whole frame
+  if (wav.TimeFind(0.5) != 1) return 1;  // rounded down to a frame
   std::vector<std::int16_t> block(wav.GetTimeToByte(0.1) / sizeof(std::int16_t));
   const auto bytes = static_cast<std::uint32_t>(block.size() * sizeof block[0]);
   while (wav.GetNowTime() < 1.5) {

@@ -7,7 +7,7 @@ int main() {
   const HANDLE thread = recorder.Create(cd, "take.wav", nullptr, nullptr);  // opens default device and file
   if (thread == nullptr) return 1;
   CloseHandle(thread);                     // the thread runs on: its handle is the host's to close
-  if (recorder.StartREC() != 1) return 1;  // not ready: recorder.GetState tells why
+  if (recorder.StartREC() != 1) return 1;  // not ready: recorder.GetState has the reason
   Sleep(5000);
   recorder.StopREC();
   recorder.fileClose();

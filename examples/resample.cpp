@@ -12,8 +12,7 @@ int main() {
   std::uint32_t total = 0;
   for (std::uint32_t begin = 0; begin < 4410; begin += 441) {
     std::uint32_t made = 0;
-    const std::uint8_t first =
-        begin == 0 ? 1 : 0;  // a new stream; later calls go on where the last one ended
+    const std::uint8_t first = begin == 0 ? 1 : 0;  // a new stream, which the later calls go on with
     // 0: no limit on the output of one call. Number 2 is the filter of one channel of 16 bits.
     if (AudioLinearFilter2(&ramp[begin], 441, 44100, &out[total], &made, 48000, 0, first) != 1) return 1;
     total += made;

@@ -12,8 +12,8 @@ int main() {
     const double turn = 2 * std::numbers::pi * 440.0 * frame / 44100;
     const auto sample = static_cast<std::int16_t>(16384 * std::sin(turn));
     std::uint32_t taken = 0;
-    if (wav.Write(sizeof sample, &sample, &taken) != 1)
-      return 1;  // the disk is full: Close keeps what it took
+    // Fails on a full disk. The destructor then finishes the file with what the disk took.
+    if (wav.Write(sizeof sample, &sample, &taken) != 1) return 1;
   }
   return wav.Close() == 1 ? 0 : 1;
 }

@@ -1,5 +1,5 @@
-// Sings a third above, a fourth below and an octave below along with a voice: raw 16-bit mono at 44100 Hz, from standard
-// input to standard output.
+// Adds a third above, a fourth below and an octave below to a voice: raw 16-bit mono at 44100 Hz, from
+// standard input to standard output.
 #include <cstdio>
 
 #include "harmony/HarmonyUnit.h"
@@ -10,7 +10,7 @@ int main() {
   for (std::int16_t in; std::fread(&in, sizeof in, 1, stdin) == 1;) {
     const std::int32_t sample = in * 32768;  // half scale, so that no two neighbours differ by more than 2^31
     const double level = unit.LVS(sample);
-    unit.PitchExt(unit.VPF(sample), level);  // half the period comes to unit.pitchValue
+    unit.PitchExt(unit.VPF(sample), level);  // sets unit.pitchValue, half the period
     line[ring] = sample;                     // the newest sample is the ring's last entry; voices lag by 511
     ring = (ring + 1) % 1024;
     double up, down, octave;

@@ -14,7 +14,7 @@ double Step(double delay, double rate, double bound) {
   return moved * rate >= 0.0 && std::fabs(moved) >= bound ? -moved : moved;
 }
 
-/// Between two entries, or on the lower one.
+/// Between two entries of the line, or at the lower one.
 struct Position {
   std::int64_t lower;
   double fraction;
@@ -22,9 +22,9 @@ struct Position {
 
 /// @param truncated the delay value without its fraction
 Position PositionAt(double delay, std::int32_t truncated) {
-  // Truncation goes up, past the lower entry, where a negative value has a fraction.
+  // Truncation rounds a negative value with a fraction up, past the lower entry.
   const bool up = delay < truncated;
-  // What is added turns -0.0 into 0.0, which no tap shows: the product is added to an entry.
+  // The addition turns a fraction of -0.0 into 0.0. The result is the same: an entry is added to the product.
   return {std::int64_t{512} + truncated - up, (delay - truncated) + up};
 }
 
@@ -32,8 +32,8 @@ double Interpolate(std::int32_t lo, std::int32_t hi, double fraction) {
   return harmony::WrappingSubtract(hi, lo) * fraction + lo;
 }
 
-/// Positions are entries.
-struct Straight {
+/// A line without a length: positions are entries.
+struct PlainLine {
   const std::int32_t* line;
 
   double At(double delay) const {
@@ -42,8 +42,8 @@ struct Straight {
   }
 };
 
-/// 1024 entries, the first of them at position -ring.
-struct Ring {
+/// A ring of 1024 entries: position 0 is entry `ring`.
+struct RingLine {
   const std::int32_t* line;
   std::uint32_t ring;
 
@@ -53,17 +53,17 @@ struct Ring {
       const auto lower = static_cast<std::uint32_t>(position.lower);
       return Interpolate(Entry(lower), Entry(lower + 1), position.fraction);
     }
-    return Beyond(delay);
+    return AtLimit(delay);
   }
 
  private:
   std::int32_t Entry(std::uint32_t position) const { return line[(position + ring) & 1023]; }
 
-  /// Positions are held at 0 and 1024, the first and the last that the ring has.
-  double Beyond(double delay) const {
+  /// Positions outside the ring are replaced by its limits, 0 and 1024.
+  double AtLimit(double delay) const {
     const Position position = PositionAt(delay, harmony::Saturate(delay));
-    const std::int32_t held = Entry(position.lower < 0 ? 0 : 1024);
-    return Interpolate(held, held, position.fraction);
+    const std::int32_t limit = Entry(position.lower < 0 ? 0 : 1024);
+    return Interpolate(limit, limit, position.fraction);
   }
 };
 
@@ -95,10 +95,10 @@ void HarmonyUnit::LF0adr(double* out1, double* out2, double* out3, double rate1,
 
 double HarmonyUnit::MDLY(const std::int32_t* line, const double* tap1, const double* tap2,
                          const double* tap3) {
-  return Mix(Straight{line}, *this, tap1, tap2, tap3);
+  return Mix(PlainLine{line}, *this, tap1, tap2, tap3);
 }
 
 double HarmonyUnit::MDLY(const std::int32_t* line, std::int32_t ring, const double* tap1, const double* tap2,
                          const double* tap3) {
-  return Mix(Ring{line, static_cast<std::uint32_t>(ring)}, *this, tap1, tap2, tap3);
+  return Mix(RingLine{line, static_cast<std::uint32_t>(ring)}, *this, tap1, tap2, tap3);
 }

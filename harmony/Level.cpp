@@ -23,7 +23,8 @@ double HarmonyUnit::LVS(std::int32_t sample) {
 double HarmonyUnit::LVS(double sample) {
   const double before = lvsLevel;
   const double gap = std::fabs(sample) - before;
-  // A voice crosses its level at random. With equal coefficients, as by default, nothing waits for the side.
+  // A voice crosses its level at random, so that a branch on the side would be predicted badly. With equal
+  // coefficients, as by default, no result depends on the side.
   const double part = lvsRise == lvsFall || !(gap < 0.0) ? lvsRise : lvsFall;
   const auto formula = [&](auto times) { return times(part, gap) + before; };
   lvsLevel = harmony::WithProducts(harmony::MayUnderflow(gap), formula);

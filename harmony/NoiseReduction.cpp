@@ -18,8 +18,8 @@ std::int32_t RunChain(double& lpfState, double& hpfState, double sample, const S
   return Saturate(times(gain, hpf.Step(hpfState, low, times)));
 }
 
-/// The long form. Has external linkage so that compilers keep it out of the stages, where it would take
-/// registers in sound, too.
+/// The chain for subnormal states. Has external linkage so that compilers do not inline it into the stages,
+/// where it would take registers in sound, too.
 std::int32_t RunSubnormalChain(double& lpfState, double& hpfState, double sample, const Section& lpf,
                                const Section& hpf, double gain) {
   return RunChain(lpfState, hpfState, sample, lpf, hpf, gain, MultiplySubnormal());
@@ -31,8 +31,8 @@ namespace {
 
 using harmony::Section;
 
-/// Whether silence changes nothing and comes out as 0: both states have settled, nothing gets from the first
-/// section to the second, and what that one gives is far below 1.
+/// Whether a sample of 0 changes nothing and gives 0: both states have settled, the first section's output
+/// underflows, and the second one's is far below 1.
 bool IsSilent(double lpfState, double hpfState, const Section& lpf, const Section& hpf, double gain) {
   constexpr double kLarge = 0x1p400;
   const std::uint64_t units = harmony::Units(lpfState);
@@ -82,7 +82,7 @@ struct Band {
 Band BandOf(double pitch, double cents1, double cents2, double cents3) {
   if (pitch == 0.0) return {};
   const double base = 44100.0 / pitch;
-  // Hidden from the compiler: of a power of 2 it makes another function, one that differs in its last bit.
+  // Volatile: otherwise the compiler replaces a power of 2 by another function, whose last bit differs.
   const volatile double two = 2.0;
   const auto above = [&](double cents) { return std::pow(two, cents * 0.0008333333333333334) * base; };
   const double f1 = above(cents1);

@@ -14,7 +14,7 @@ void CopyFrame(Sample* to, const Sample* from) {
 }
 
 bool Overlap(const void* begin, const void* end, const void* otherBegin, const void* otherEnd) {
-  const auto address = [](const void* place) { return reinterpret_cast<std::uintptr_t>(place); };
+  const auto address = [](const void* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); };
   return address(begin) < address(otherEnd) && address(otherBegin) < address(end);
 }
 
@@ -45,9 +45,10 @@ std::uint8_t LinearStream<Sample>::Process(const Block<Sample>& block, Map map) 
   return 1;
 }
 
-/// The filter output by output. Once both ends of an interval lie in the block, MapBlock makes all outputs
-/// but the last; the loop makes the outputs across the seam, and it alone decides how the call ends. It keeps
-/// both ends of the interval, so that outputs may take the place of frames that have been taken.
+/// The filter's formula, output by output. Once both ends of an interval lie in the block, MapBlock makes all
+/// outputs but the last. The loop makes the outputs between two blocks, and it alone decides how the call
+/// ends. It keeps copies of both ends of the interval, so that outputs may overwrite frames that have been
+/// taken.
 template <class Sample>
 template <std::uint32_t kChannels>
 void LinearStream<Sample>::Run(const Block<Sample>& block, Map map) {
@@ -97,7 +98,7 @@ void LinearStream<Sample>::Run(const Block<Sample>& block, Map map) {
     const double fraction = phase_ * inv_;
     for (std::uint32_t c = 0; c < kChannels; ++c) {
       const std::int32_t delta = cur[c] - prev_[c];
-      // 64 bits: a host that changes dstRate in mid-stream has fractions above 1.
+      // 64 bits: a host that changes dstRate within a stream has fractions above 1.
       out[c] = static_cast<Sample>(prev_[c] + static_cast<std::int64_t>(delta * fraction));
     }
     out += kChannels;
@@ -118,8 +119,8 @@ bool LinearStream<Sample>::CanMap(const Block<Sample>& block) const {
          invOf_ == block.dstRate;
 }
 
-/// Makes the outputs of the rest of the block up to the last or to the limit, that one excepted, and stands
-/// on it.
+/// Makes the outputs of the rest of the block but one: the last, or the one at the limit. The stream is then
+/// at that output.
 /// @param out  where the next output goes
 /// @param room outputs up to the limit
 /// @return the number of outputs made; 0 too where they and the block overlap, as the AVX2 map reads ahead

@@ -9,15 +9,15 @@ namespace resample {
 /// One call: the arguments of the exported filters (resample/AudioLinearFilter.h).
 template <class Sample>
 struct Block {
-  const Sample* src;
-  std::uint32_t srcFrames;
-  std::uint32_t srcRate;
-  Sample* dst;
-  std::uint32_t* outFrames;
-  std::uint32_t dstRate;
-  std::uint32_t maxOut;
-  bool first;
-  std::uint32_t channels;
+  const Sample* src;         ///< first sample
+  std::uint32_t srcFrames;   ///< frames in the block
+  std::uint32_t srcRate;     ///< in Hz
+  Sample* dst;               ///< receives the output
+  std::uint32_t* outFrames;  ///< receives the number of frames written
+  std::uint32_t dstRate;     ///< in Hz
+  std::uint32_t maxOut;      ///< output limit in frames; 0: none
+  bool first;                ///< the block begins a new stream
+  std::uint32_t channels;    ///< samples in a frame
 };
 
 /// One stream through a linear resampler, Sample being std::int16_t or std::uint8_t.
@@ -28,11 +28,13 @@ class LinearStream {
   /// The carried frame is four bytes whatever the channel count.
   static constexpr std::uint32_t kMaxChannels = 4 / sizeof(Sample);
 
-  /// A stream that no first block has begun yet: it runs on a zero record, on which every output is 0 at
-  /// first.
+  /// A stream without a first block. All its fields are 0, so that every output is 0 at first.
   constexpr LinearStream() = default;
 
-  /// Filters one block. @return as the exported filters
+  /// Filters one block.
+  /// @param block the arguments of a call
+  /// @param map   how most of the outputs are made
+  /// @return as the exported filters
   std::uint8_t Process(const Block<Sample>& block, Map map = BestMap());
 
  private:

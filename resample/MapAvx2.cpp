@@ -1,5 +1,5 @@
 // The AVX2 map: the formula of the filters in double precision, eight outputs in each round of its loop.
-// docs/resample.md has a drawing of it.
+// docs/resample.md shows it with numbers.
 #include "resample/Map.h"
 
 #if defined(__x86_64__) || defined(__i386__)
@@ -42,17 +42,18 @@ struct alignas(16) Shuffle {
 };
 
 /// How a vector's samples are picked where the step from output to output is a number of whole frames or one
-/// frame more. Bit i of the code is set where the step behind the vector's output i is the longer one.
+/// frame more. Bit i of the code is set where the step after the vector's output i is the longer one.
 template <class Sample, std::uint32_t kChannels>
 struct Steps {
   using Vector = Layout<Sample, kChannels>;
 
-  constexpr explicit Steps(std::uint32_t whole) {
+  /// @param shorter frames of the shorter step
+  constexpr explicit Steps(std::uint32_t shorter) {
     for (std::uint32_t code = 0; code < Vector::kCodes; ++code) {
       std::uint32_t frame = 0;
       for (std::uint32_t output = 0; output < Vector::kOutputs; ++output) {
         PickEnds(ends[code], output, frame * Vector::kFrameBytes);
-        frame += whole + (code >> output & 1);
+        frame += shorter + (code >> output & 1);
       }
       advance[code] = static_cast<std::ptrdiff_t>(frame * Vector::kFrameBytes);
     }
@@ -79,7 +80,7 @@ constexpr std::array<Steps<Sample, kChannels>, kStepKinds> kSteps = {
     Steps<Sample, kChannels>(0), Steps<Sample, kChannels>(1), Steps<Sample, kChannels>(2),
     Steps<Sample, kChannels>(3)};
 
-/// Brings the low bits of each lane to their place in the output.
+/// Moves the low bits of each lane to their position in the output.
 template <class Sample, std::uint32_t kChannels>
 constexpr Shuffle MakePack() {
   using Vector = Layout<Sample, kChannels>;
@@ -99,7 +100,7 @@ CMM_AVX2_INLINE __m128i Load(const void* from) {
   return _mm_loadu_si128(static_cast<const __m128i*>(from));
 }
 
-/// Phases of later outputs: back by dstRate where they would pass it. Exact, as all are whole numbers.
+/// Phases of later outputs: back by dstRate where they would pass it. Exact, as all are integers.
 /// @param by 0 to dstRate - 1
 CMM_AVX2_INLINE __m256d Advance(__m256d phases, __m256d by, __m256d dstRate) {
   const __m256d passes = _mm256_cmp_pd(phases, _mm256_sub_pd(dstRate, by), _CMP_GT_OQ);
@@ -113,8 +114,8 @@ constexpr std::uint32_t Advance(std::uint32_t by, std::uint32_t more, std::uint3
 
 /// Makes the outputs of one vector, and moves on to the next. Of three channels it stores a byte too much,
 /// which the next output overwrites.
-/// @tparam kWide     upper ends may lie behind the vector's bytes, if no more than a frame
-/// @param  fractions each lane's
+/// @tparam kWide    upper ends may lie beyond the vector's bytes, by a frame at the most
+/// @param fractions of the lanes
 template <bool kWide, class Sample, std::uint32_t kChannels>
 CMM_AVX2_INLINE void MakeVector(const Steps<Sample, kChannels>& steps, int code, __m256d fractions,
                                 const Sample*& from, Sample*& out) {
@@ -157,7 +158,7 @@ CMM_AVX2_INLINE void MakeFour(const Steps<Sample, kChannels>& steps, int codes, 
   }
 }
 
-/// @return the groups whose vectors all lie in the block, of the outputs to make
+/// @return of the outputs to make, the number of groups whose vectors lie completely in the block
 template <class Sample>
 std::uint64_t GroupsInside(const Outputs<Sample>& outputs, std::uint64_t vectorFrames) {
   if (outputs.frame + vectorFrames > outputs.frames) return 0;
@@ -188,7 +189,7 @@ CMM_AVX2 void MapGroups(Outputs<Sample>& outputs) {
   const Sample* from = outputs.block + outputs.frame * kChannels;
   Sample* out = outputs.out;
   for (std::uint64_t i = 0; i < groups; ++i) {
-    // All of this first: with one half behind the other the loop takes a tenth longer.
+    // Both halves are prepared before either is made: one after the other takes a tenth longer.
     const int lowCodes = _mm256_movemask_pd(_mm256_cmp_pd(low, longAbove, _CMP_GT_OQ));
     const int highCodes = _mm256_movemask_pd(_mm256_cmp_pd(high, longAbove, _CMP_GT_OQ));
     const __m256d lowFractions = _mm256_mul_pd(low, inv);
@@ -222,7 +223,7 @@ void MapAvx2(Outputs<Sample>& outputs) {
   }
 }
 
-/// The system must keep the wide registers, too, when it switches threads. The compiler's own query would
+/// The system must save the wide registers, too, when it switches threads. The compiler's own query would
 /// bring an initialiser into the library.
 bool HasAvx2() {
   constexpr unsigned kWideState = 6;

@@ -4,7 +4,7 @@ namespace {
 
 constexpr DWORD_PTR kOpenFlags =
     MCI_NOTIFY | MCI_OPEN_ELEMENT | MCI_OPEN_TYPE_ID | MCI_OPEN_TYPE | MCI_WAVE_OPEN_BUFFER;
-constexpr DWORD kBufferSeconds = 4;
+constexpr DWORD kBufferSeconds = 4;  // of sound, that the device is asked to hold in its playback buffer
 
 bool FileExists(const char* file) {
   WIN32_FIND_DATAA data;
@@ -38,7 +38,7 @@ bool MCIWavUnit::WavPlay(const char* file) {
   if (!FileExists(file)) return false;
   MCIClose();
   MCI_WAVE_OPEN_PARMSA open{};
-  // A number in place of a name, as MCI_OPEN_TYPE_ID says.
+  // A number instead of a name: MCI_OPEN_TYPE_ID says so.
   open.lpstrDeviceType = reinterpret_cast<LPCSTR>(static_cast<DWORD_PTR>(MCI_DEVTYPE_WAVEFORM_AUDIO));
   open.lpstrElementName = file;
   open.dwBufferSeconds = kBufferSeconds;

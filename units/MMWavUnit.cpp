@@ -23,9 +23,9 @@ struct MMWavUnit::Source {
   }
 };
 
-// The sub-buffer is there from the first piece on that goes through it, until it is flushed.
+// The sub-buffer is allocated for the first piece that goes through it and freed when it is flushed.
 struct MMWavUnit::SubBuffer {
-  static bool Need(MMWavUnit& unit) {
+  static bool Ensure(MMWavUnit& unit) {
     if (unit.subBufOwners.IsOpen()) return true;
     if (!unit.subBufOwners.Begin()) return false;
     unit.subBuf = HeapBlock(unit.heap, unit.subBufSize).Release();
@@ -33,20 +33,20 @@ struct MMWavUnit::SubBuffer {
     if (unit.subBuf == nullptr) unit.subBufOwners.End();
     return unit.subBuf != nullptr;
   }
-  static void GiveBack(MMWavUnit& unit) {
-    if (unit.subBufOwners.IsOpen()) HeapBlock::GiveBack(unit.heap, unit.subBuf);
+  static void Free(MMWavUnit& unit) {
+    if (unit.subBufOwners.IsOpen()) HeapBlock::Free(unit.heap, unit.subBuf);
     unit.subBufOwners.End();
   }
-  static bool PushOut(MMWavUnit& unit) {
+  static bool WriteOut(MMWavUnit& unit) {
     const bool written = WriteMirror(unit.mirrorFile, unit.subBuf, unit.subBufFill);
     unit.subBufFill = 0;
     return written;
   }
-  // What waits here alone is written; a copy that has closed the mirror has no use for it.
-  static void GiveUp(MMWavUnit& unit) {
+  // The last owner writes what is in it; when a copy has closed the mirror, that is lost.
+  static void Release(MMWavUnit& unit) {
     if (!unit.subBufOwners.IsLast()) return;
     unit.WriteFlushSubBuf();
-    GiveBack(unit);
+    Free(unit);
   }
 };
 
@@ -58,21 +58,21 @@ MMWavUnit::MMWavUnit(const MMWavUnit& other) = default;
 
 MMWavUnit& MMWavUnit::operator=(const MMWavUnit& other) {
   if (this == &other) return *this;
-  SubBuffer::GiveUp(*this);
-  Reader<MMWavUnit>::GiveUp(*this);
+  SubBuffer::Release(*this);
+  Reader<MMWavUnit>::Release(*this);
   Source::Fields(*this) = Source::Fields(other);
   return *this;
 }
 
 MMWavUnit::~MMWavUnit() {
-  SubBuffer::GiveUp(*this);
-  Reader<MMWavUnit>::GiveUp(*this);
+  SubBuffer::Release(*this);
+  Reader<MMWavUnit>::Release(*this);
 }
 
 std::int32_t MMWavUnit::OpenWFile(const char* file) {
   CloseWFile();
   if (!sourceOwners.Begin()) return kNotOpened;
-  // The published signature does not say that the name is only read.
+  // The name is only read, though the published signature is not const.
   hmmio = mmioOpenA(const_cast<char*>(file), nullptr, MMIO_ALLOCBUF | MMIO_READ);
   if (hmmio == nullptr) {
     sourceOwners.End();
@@ -90,7 +90,7 @@ std::int32_t MMWavUnit::OpenWFile(const char* file) {
     CloseWFile();
     return kNotRead;
   }
-  mmioAscend(hmmio, &format, 0);  // whether it worked, the search behind it tells
+  mmioAscend(hmmio, &format, 0);  // a failure shows in the next search
   if (mmioDescend(hmmio, &data, &riff, MMIO_FINDCHUNK) != 0) {
     CloseWFile();
     return kNotRead;
@@ -117,7 +117,7 @@ std::int32_t MMWavUnit::ReadPcmData(void* buffer, std::uint32_t bytes) {
 }
 
 std::int32_t MMWavUnit::CreateMirrorFile(const char* file) {
-  if (!mirrorOwners.IsOpen()) SubBuffer::GiveBack(*this);  // that of a mirror which a copy has closed
+  if (!mirrorOwners.IsOpen()) SubBuffer::Free(*this);  // one left from a mirror that a copy has closed
   return Reader<MMWavUnit>::CreateMirrorFile(*this, file);
 }
 
@@ -127,9 +127,9 @@ std::int32_t MMWavUnit::WriteMirrorBuf(const void* data, std::uint32_t bytes) {
 
 std::int32_t MMWavUnit::WriteMirrorSubBuf(const void* data, std::uint32_t bytes) {
   if (!mirrorOwners.IsOpen()) return kNoMirror;
-  bool fine = SubBuffer::Need(*this);
-  const bool pushes = bytes >= subBufSize || subBufFill + bytes >= subBufSize;
-  if (fine && pushes) fine = SubBuffer::PushOut(*this);
+  bool fine = SubBuffer::Ensure(*this);
+  const bool fillsUp = bytes >= subBufSize || subBufFill + bytes >= subBufSize;
+  if (fine && fillsUp) fine = SubBuffer::WriteOut(*this);
   if (fine && bytes > subBufSize) {
     fine = WriteMirror(mirrorFile, data, bytes);
   } else if (fine && bytes > 0) {
@@ -137,15 +137,15 @@ std::int32_t MMWavUnit::WriteMirrorSubBuf(const void* data, std::uint32_t bytes)
     subBufFill += bytes;
   }
   if (fine) return kDone;
-  SubBuffer::GiveBack(*this);
+  SubBuffer::Free(*this);
   CloseMFile();
   return kNotWritten;
 }
 
 std::int32_t MMWavUnit::WriteFlushSubBuf() {
   if (!mirrorOwners.IsOpen() || !subBufOwners.IsOpen()) return kNoMirror;
-  const bool written = SubBuffer::PushOut(*this);
-  SubBuffer::GiveBack(*this);
+  const bool written = SubBuffer::WriteOut(*this);
+  SubBuffer::Free(*this);
   if (written) return kDone;
   CloseMFile();
   return kNotWritten;
@@ -162,7 +162,7 @@ std::int32_t MMWavUnit::CloseWFile() {
 
 std::int32_t MMWavUnit::CloseMFile() {
   if (!mirrorOwners.IsOpen()) return kNothingToClose;
-  // A failed flush has closed the mirror itself.
+  // A flush that fails closes the mirror itself.
   if (subBufOwners.IsOpen() && WriteFlushSubBuf() != kDone) return kNotWritten;
   return Reader<MMWavUnit>::CloseMirror(*this) ? kDone : kNotWritten;
 }

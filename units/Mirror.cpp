@@ -9,21 +9,21 @@ HANDLE NewHeap(cmm::Owners& owners) {
   return HeapCreate(HEAP_NO_SERIALIZE, 0, 0);
 }
 
-// Windows asks a null heap for memory, too.
+// HeapAlloc of Windows does not test its heap for null.
 HeapBlock::HeapBlock(HANDLE heap, std::uint32_t bytes)
     : heap_(heap),
       block_(heap != nullptr ? static_cast<std::uint8_t*>(HeapAlloc(heap, HEAP_ZERO_MEMORY, bytes))
                              : nullptr) {}
 
 HeapBlock::~HeapBlock() {
-  GiveBack(heap_, block_);
+  Free(heap_, block_);
 }
 
 std::uint8_t* HeapBlock::Release() {
   return std::exchange(block_, nullptr);
 }
 
-void HeapBlock::GiveBack(HANDLE heap, std::uint8_t* block) {
+void HeapBlock::Free(HANDLE heap, std::uint8_t* block) {
   if (block != nullptr) HeapFree(heap, HEAP_NO_SERIALIZE, block);
 }
 

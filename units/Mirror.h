@@ -1,5 +1,5 @@
 #pragma once
-// What is the same in the two readers: the private heap, and the writing side.
+// What WavUnit and MMWavUnit have in common: the private heap, and writing to the mirror.
 
 #include <cstdint>
 
@@ -8,31 +8,37 @@
 
 namespace units {
 
-/// @return a heap without internal locking, with one owner; null when there is none to be had
+/// @param owners receives this object as the heap's first owner
+/// @return a heap without internal locking; null when memory is short
 HANDLE NewHeap(cmm::Owners& owners);
 
-/// A zeroed block of a unit's heap, given back with the object. Empty when it could not be had, also because
-/// there is no heap.
+/// A zeroed block of a unit's heap, freed with the object. Empty when memory is short or there is no heap.
 class HeapBlock {
  public:
+  /// @param heap  may be null
+  /// @param bytes size of the block
   HeapBlock(HANDLE heap, std::uint32_t bytes);
   ~HeapBlock();
   HeapBlock(const HeapBlock&) = delete;
   HeapBlock& operator=(const HeapBlock&) = delete;
 
+  /// Whether there is a block.
   explicit operator bool() const { return block_ != nullptr; }
-  std::uint8_t* Get() const { return block_; }
-  /// Leaves the block to the caller, for GiveBack.
+  std::uint8_t* Get() const { return block_; }  ///< the block; still this object's
+  /// @return the block, which is the caller's to Free
   std::uint8_t* Release();
-  static void GiveBack(HANDLE heap, std::uint8_t* block);
+  /// Frees a block that was released; null is allowed.
+  static void Free(HANDLE heap, std::uint8_t* block);
 
  private:
   HANDLE heap_;
   std::uint8_t* block_;
 };
 
-/// @return the new file, in place of one that exists; null when it could not be made
+/// @return the new file, replacing one that exists; null when it cannot be created
 HANDLE CreateMirror(const char* file);
+
+/// @return whether the bytes were written
 bool WriteMirror(HANDLE mirror, const void* data, std::uint32_t bytes);
 
 }  // namespace units

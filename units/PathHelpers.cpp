@@ -13,8 +13,8 @@ constexpr bool IsExtensionMark(char c) {
   return c == '.';
 }
 
-/// The last character that is a mark. No lead byte is one, and CharNextA steps over the bytes behind them.
-/// @return null when there is none
+/// @return the last character that is a mark; null when there is none. No lead byte is a mark, and CharNextA
+/// skips the byte after it
 const char* FindLast(const char* text, bool (*isMark)(char)) {
   const char* last = nullptr;
   for (; *text != '\0'; text = CharNextA(text)) {

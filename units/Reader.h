@@ -1,6 +1,9 @@
 #pragma once
-// What the two readers do alike. Unit::Source says what each does in its own way: Read, with the rule for the
-// end of the file; Rewind; HeaderSize, of the file without its samples; Fields, all of them for assignment.
+// What WavUnit and MMWavUnit do in the same way. What each does in its own way is in its Unit::Source:
+//   Read        whether bytes were read, with the unit's rule for the end of the file
+//   Rewind      seeks to the start of the file
+//   HeaderSize  the file's size less that of its samples
+//   Fields      all fields, for assignment
 
 #include <cstdint>
 
@@ -9,17 +12,19 @@
 
 namespace units {
 
+/// The operations of a Unit, WavUnit or MMWavUnit, whose comments describe them.
 template <class Unit>
 struct Reader {
-  using Source = typename Unit::Source;
+  using Source = typename Unit::Source;  ///< what the unit does in its own way
 
-  /// Closes what is open and no copy's; the fields are dead then.
-  static void GiveUp(Unit& unit) {
+  /// Closes what no copy has open. The fields are not valid afterwards.
+  static void Release(Unit& unit) {
     if (unit.sourceOwners.IsLast()) unit.CloseWFile();
     if (unit.mirrorOwners.IsLast()) unit.CloseMFile();
     if (unit.heap != nullptr && unit.heapOwners.IsLast()) HeapDestroy(unit.heap);
   }
 
+  /// Reads on.
   static std::int32_t ReadPcmData(Unit& unit, void* buffer, std::uint32_t bytes) {
     if (!unit.sourceOwners.IsOpen()) return kNoSource;
     if (Source::Read(unit, buffer, bytes)) return kDone;
@@ -27,6 +32,7 @@ struct Reader {
     return kNotRead;
   }
 
+  /// Creates the mirror, with the source's header.
   static std::int32_t CreateMirrorFile(Unit& unit, const char* file) {
     if (unit.mirrorOwners.IsOpen()) return kMirrorIsOpen;
     if (!unit.sourceOwners.IsOpen()) return kNoSource;
@@ -42,6 +48,7 @@ struct Reader {
     return result;
   }
 
+  /// Appends to the mirror.
   static std::int32_t WriteMirrorBuf(Unit& unit, const void* data, std::uint32_t bytes) {
     if (!unit.mirrorOwners.IsOpen()) return kNoMirror;
     if (WriteMirror(unit.mirrorFile, data, bytes)) return kDone;
@@ -49,13 +56,14 @@ struct Reader {
     return kNotWritten;
   }
 
-  /// Closes the open mirror. @return whether the platform found nothing wrong
+  /// Closes the open mirror.
+  /// @return whether the platform reported no failure
   static bool CloseMirror(Unit& unit) {
     unit.mirrorOwners.End();
     return CloseHandle(unit.mirrorFile) != FALSE;
   }
 
-  /// What ChkPcmFile answers.
+  /// The result of ChkPcmFile: the sum of the codes of what differs.
   static std::int32_t Differences(const auto& found, std::uint16_t tag, std::uint16_t channels,
                                   std::uint32_t rate, bool sameBits) {
     return (tag != found.wFormatTag ? kOtherTag : 0) + (channels != found.nChannels ? kOtherChannels : 0) +
@@ -63,7 +71,7 @@ struct Reader {
   }
 
  private:
-  // To the mirror. The block is given back when this returns, ahead of the handle that a failure closes.
+  // To the mirror. The block is freed when this returns, before a failure closes the mirror.
   static std::int32_t CopyHeader(Unit& unit) {
     const std::uint32_t bytes = Source::HeaderSize(unit);
     const HeapBlock block(unit.heap, bytes);

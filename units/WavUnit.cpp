@@ -9,9 +9,9 @@ using namespace units;
 
 namespace {
 
-constexpr std::uint32_t kSmallestFile = 39;
+constexpr std::uint32_t kSmallestFile = 39;  // bytes; a smaller one is refused before it is read
 
-// Tells failure apart from the end of the file, where fewer bytes arrive, and nothing else.
+// Whether reading did not fail. The end of the file, where fewer bytes arrive, is no failure.
 bool Read(HANDLE file, void* to, std::uint32_t bytes) {
   DWORD got = 0;
   return ReadFile(file, to, bytes, &got, nullptr) != FALSE;
@@ -31,7 +31,7 @@ struct WavUnit::Source {
   }
 };
 
-// Goes through the file's beginning, up to the first sample byte.
+// Reads the file's header, up to the first sample byte.
 struct WavUnit::Header {
   WavUnit& unit;
   std::uint8_t id[4] = {};  // a read at the end of the file leaves what it does not reach
@@ -53,21 +53,23 @@ struct WavUnit::Header {
     if (!Is(id, "RIFF")) return kNotRiff;
     std::uint32_t riffSize = 0;
     if (!Read(unit.wavFile, &riffSize, sizeof riffSize)) return kNotRead;
+    // No tolerance: the RIFF size is the file's less 8, to the byte.
     if (riffSize + 8 != GetFileSize(unit.wavFile, nullptr)) return kWrongRiffSize;
     if (!NextId()) return kNotRead;
-    return Is(id, "WAVE") ? kDone : kNotInPlace;
+    return Is(id, "WAVE") ? kDone : kUnexpectedChunk;
   }
 
   std::int32_t ReadFormat() {
-    // Identifier and size lie one behind the other here as in the file.
+    // Identifier and size are read in one call. What a read at the end of the file does not reach keeps the
+    // values of the file before.
     std::uint8_t both[sizeof unit.fmtId + sizeof unit.fmtSize];
     std::memcpy(both, unit.fmtId.data(), sizeof unit.fmtId);
     std::memcpy(both + sizeof unit.fmtId, &unit.fmtSize, sizeof unit.fmtSize);
     if (!Read(unit.wavFile, both, sizeof both)) return kNotRead;
     std::memcpy(unit.fmtId.data(), both, sizeof unit.fmtId);
     std::memcpy(&unit.fmtSize, both + sizeof unit.fmtId, sizeof unit.fmtSize);
-    // No size is negative: with the top bit set the next identifier cannot stand where it says.
-    if (!Is(unit.fmtId.data(), "fmt ") || unit.fmtSize < 0) return kNotInPlace;
+    // The size is unsigned in the file: with the top bit set it is 2 GiB or more, and is refused.
+    if (!Is(unit.fmtId.data(), "fmt ") || unit.fmtSize < 0) return kUnexpectedChunk;
     constexpr auto kMost = static_cast<std::int32_t>(sizeof unit.waveFormat);
     const std::int32_t bytes = unit.fmtSize < kMost ? unit.fmtSize : kMost;
     return Read(unit.wavFile, &unit.waveFormat, static_cast<std::uint32_t>(bytes)) ? kDone : kNotRead;
@@ -79,7 +81,7 @@ struct WavUnit::Header {
       std::uint8_t sizeAndValue[8];
       if (!Read(unit.wavFile, sizeAndValue, sizeof sizeAndValue) || !NextId()) return kNotRead;
     }
-    if (!Is(id, "data")) return kNotInPlace;
+    if (!Is(id, "data")) return kUnexpectedChunk;
     return Read(unit.wavFile, &unit.dataSize, sizeof unit.dataSize) ? kDone : kNotRead;
   }
 };
@@ -92,13 +94,13 @@ WavUnit::WavUnit(const WavUnit& other) = default;
 
 WavUnit& WavUnit::operator=(const WavUnit& other) {
   if (this == &other) return *this;
-  Reader<WavUnit>::GiveUp(*this);
+  Reader<WavUnit>::Release(*this);
   Source::Fields(*this) = Source::Fields(other);
   return *this;
 }
 
 WavUnit::~WavUnit() {
-  Reader<WavUnit>::GiveUp(*this);
+  Reader<WavUnit>::Release(*this);
 }
 
 std::int32_t WavUnit::OpenWFile(const char* file) {

@@ -1,4 +1,5 @@
-// The container layer: what the file holds around the samples, when it is opened and when it is finished.
+// The container layer: the RIFF chunks around the samples, read or written when the file is opened and
+// completed when it is closed.
 #include <utility>
 
 #include "wavfile/CMMWav.h"
@@ -10,8 +11,8 @@ constexpr FOURCC kWave = mmioFOURCC('W', 'A', 'V', 'E');
 constexpr FOURCC kFormat = mmioFOURCC('f', 'm', 't', ' ');
 constexpr FOURCC kFact = mmioFOURCC('f', 'a', 'c', 't');
 constexpr FOURCC kData = mmioFOURCC('d', 'a', 't', 'a');
-constexpr LONG kPcmFormatSize = 16;  // a format record without its last field, the extra size
-constexpr std::uint32_t kNoFrameCount = 0xFFFFFFFF;
+constexpr LONG kPcmFormatSize = 16;                  // a format without its last field, the extra size
+constexpr std::uint32_t kNoFrameCount = 0xFFFFFFFF;  // in the "fact" chunk until the file is finished
 
 bool ReadExactly(HMMIO file, void* data, LONG count) {
   return mmioRead(file, static_cast<HPSTR>(data), count) == count;
@@ -21,8 +22,8 @@ bool WriteExactly(HMMIO file, const void* data, LONG count) {
   return mmioWrite(file, static_cast<const char*>(data), count) == count;
 }
 
-// Writes out all that waits, so that what follows counts the bytes that the disk really has.
-// @return those bytes of data, or `written` where a position cannot tell
+// Flushes the file's buffer, so that the position counts the bytes that the disk really has.
+// @return those bytes of data, or `written` where the position is not known
 std::uint32_t BytesOnDisk(HMMIO file, const MMCKINFO& data, std::uint32_t written) {
   mmioFlush(file, 0);
   const LONG end = mmioSeek(file, 0, SEEK_CUR);
@@ -31,9 +32,9 @@ std::uint32_t BytesOnDisk(HMMIO file, const MMCKINFO& data, std::uint32_t writte
   return position > data.dwDataOffset ? position - data.dwDataOffset : 0;
 }
 
-// Puts the sizes and the frame count where their placeholders are.
+// Replaces the placeholders of the sizes and of the frame count.
 bool FinishHeader(HMMIO file, MMCKINFO* data, MMCKINFO* riff, std::uint32_t frames) {
-  // On a disk without room for the pad byte both fail, with sizes that are right all the same: go on.
+  // On a disk without room for the pad byte both fail, but write the right sizes: go on.
   const bool dataEnded = mmioAscend(file, data, 0) == 0;
   const bool riffEnded = mmioAscend(file, riff, 0) == 0;
   mmioSeek(file, 0, SEEK_SET);
@@ -50,18 +51,19 @@ bool FinishHeader(HMMIO file, MMCKINFO* data, MMCKINFO* riff, std::uint32_t fram
 
 std::int32_t CMMWav::ReadMMIO(HMMIO file, MMCKINFO* riff, WAVEFORMATEX** format) {
   if (*format != nullptr) return 0;
+  // The RIFF size is not compared with the file's: it only ends the search for chunks.
   if (mmioDescend(file, riff, nullptr, 0) != 0 || riff->ckid != FOURCC_RIFF || riff->fccType != kWave)
     return 0;
   MMCKINFO chunk = {};
   chunk.ckid = kFormat;
   if (mmioDescend(file, &chunk, riff, MMIO_FINDCHUNK) != 0 || chunk.cksize < kPcmFormatSize) return 0;
-  WAVEFORMATEX record = {};
-  if (!ReadExactly(file, &record, kPcmFormatSize)) return 0;
-  // The extra size of a PCM format says nothing, and is not read.
-  const bool pcm = record.wFormatTag == WAVE_FORMAT_PCM;
-  if (!pcm && !ReadExactly(file, &record.cbSize, sizeof(record.cbSize))) return 0;
-  FormatBlock block = NewFormat(record);
-  if (block == nullptr || !ReadExactly(file, block.get() + 1, record.cbSize) ||
+  WAVEFORMATEX found = {};
+  if (!ReadExactly(file, &found, kPcmFormatSize)) return 0;
+  // The extra size of a PCM format has no meaning, and is not read.
+  const bool pcm = found.wFormatTag == WAVE_FORMAT_PCM;
+  if (!pcm && !ReadExactly(file, &found.cbSize, sizeof(found.cbSize))) return 0;
+  FormatBlock block = NewFormat(found);
+  if (block == nullptr || !ReadExactly(file, block.get() + 1, found.cbSize) ||
       mmioAscend(file, &chunk, 0) != 0) {
     return 0;
   }
@@ -87,6 +89,7 @@ std::int32_t CMMWav::WriteMMIO(HMMIO file, MMCKINFO* scratch, MMCKINFO* riff, WA
 }
 
 std::int32_t CMMWav::OpenFileR(char* path, HMMIO* file, WAVEFORMATEX** format, MMCKINFO* riff) {
+  // MMIO_ALLOCBUF: the platform decides the buffer's length; outside Windows it is kBufferSize of the layer.
   HMMIO const opened = mmioOpenA(path, nullptr, MMIO_ALLOCBUF | MMIO_READ);
   if (opened == nullptr) return 0;
   if (ReadMMIO(opened, riff, format) == 0) {
@@ -111,7 +114,7 @@ std::int32_t CMMWav::OpenFileW(char* path, HMMIO* file, WAVEFORMATEX* format, MM
 }
 
 std::int32_t CMMWav::ResetR() {
-  // From the start of the RIFF chunk, since "data" may stand ahead of "fmt ".
+  // From the start of the RIFF chunk, since "data" may come before "fmt ".
   const std::uint32_t first = riffChunk.dwDataOffset + sizeof(FOURCC);
   if (mmioSeek(hmmio, static_cast<LONG>(first), SEEK_SET) == -1) return 0;
   dataChunk.ckid = kData;
@@ -137,10 +140,10 @@ std::int32_t CMMWav::CloseR() {
 
 // With 0 the frames are counted.
 std::int32_t CMMWav::CloseW(std::uint32_t frames) {
-  bool finished = mmioInfo.pchBuffer != nullptr;  // otherwise an Open has failed ahead of the data
+  bool finished = mmioInfo.pchBuffer != nullptr;  // otherwise an Open has failed before the data
   if (finished) {
     mmioInfo.dwFlags |= MMIO_DIRTY;
-    // Refused when a copy has moved the buffer on: then what has left it is finished.
+    // Refused when a copy has advanced the buffer: the file is then finished with what has left the buffer.
     finished = mmioSetInfo(hmmio, &mmioInfo, 0) == 0;
     const std::uint32_t held = BytesOnDisk(hmmio, dataChunk, dataBytes);
     if (held < dataBytes) finished = false;

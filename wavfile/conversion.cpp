@@ -15,7 +15,7 @@ constexpr DWORD kConvertFlags = ACM_STREAMCONVERTF_BLOCKALIGN | ACM_STREAMCONVER
 
 enum ConvertKind : std::uint32_t { kNone, kSingleStage, kTwoStages, kRefused };
 
-// A buffer of the conversion, one byte larger than what its users are told; null when it cannot be had.
+// A buffer of the conversion, one byte larger than asked for; null when memory is short.
 BYTE* NewBuffer(std::uint32_t bytes) {
   if (bytes > kLargestBuffer) return nullptr;
   return static_cast<BYTE*>(GlobalAlloc(GMEM_FIXED, std::size_t{bytes} + 1));
@@ -26,13 +26,13 @@ void FreeBuffer(BYTE*& buffer) {
   buffer = nullptr;
 }
 
-// A change of tag never goes together with a change of channels or rate.
-bool GoTogether(const WAVEFORMATEX& source, const WAVEFORMATEX& target) {
+// The tag may change, or channels and rate may, but not both at once.
+bool IsSupportedChange(const WAVEFORMATEX& source, const WAVEFORMATEX& target) {
   return source.wFormatTag == target.wFormatTag ||
          (source.nChannels == target.nChannels && source.nSamplesPerSec == target.nSamplesPerSec);
 }
 
-// Whether the filter and its buffer can do with a target: the buffer holds a second by the byte rate, and the
+// Whether the filter can make a target within its buffer: the buffer holds a second by the byte rate, and the
 // filter fills it by channels, bits and rate.
 bool FitsFilter(const WAVEFORMATEX& source, const WAVEFORMATEX& target) {
   const std::uint32_t channels = target.nChannels;
@@ -50,9 +50,10 @@ struct CMMWav::Conversion {
   static bool Begun(const CMMWav& wav) { return wav.fileOwners.IsOpen() && wav.conversionOwners.IsOpen(); }
 
   // Opens the stream and prepares header and buffers for one second of source. Gives the size of the stage's
-  // output; on 0 the stream may be open, and nothing else is there.
+  // output; on 0 the stream may be open, but there is no header and no buffer.
   static std::uint32_t BeginStage(CMMWav& wav, const WAVEFORMATEX& target, HACMDRIVER driver) {
-    // What the target has behind its record has not come along: zeros, which no driver takes for sense.
+    // The target was passed without the bytes after cbSize. Zeros replace them: a driver that needs them
+    // refuses zeros, but does not read past the structure.
     const FormatBlock complete = NewFormat(target);
     if (complete == nullptr || !wav.conversionOwners.Begin()) return 0;
     if (acmStreamOpen(&wav.acmStream, driver, wav.srcFormat, complete.get(), nullptr, 0, 0,
@@ -98,12 +99,12 @@ struct CMMWav::Conversion {
     wav.streamHeader = nullptr;
   }
 
-  // Whether a conversion is set up to its end; a BeginConvert that failed may have left a stream without one.
+  // Whether a conversion is set up completely; a BeginConvert that failed may have left a stream open.
   static bool Ready(const CMMWav& wav) {
     return Begun(wav) && wav.streamHeader != nullptr && wav.dstFormat != nullptr;
   }
 
-  // The fields name nothing any more. The kind stays.
+  // Clears all fields but the kind.
   static void Clear(CMMWav& wav) {
     wav.convertBuf = nullptr;
     wav.dstFormat = nullptr;
@@ -128,14 +129,14 @@ std::uint32_t CMMWav::BeginConvert(std::int32_t singleStage, WAVEFORMATEX target
                                    HACMDRIVER driver) {
   if (outBuffer == nullptr || *outBuffer != nullptr) return 0;
   if (!fileOwners.IsOpen() || openMode != kReading || conversionOwners.IsOpen()) return 0;
-  if (!GoTogether(*srcFormat, target)) {
+  if (!IsSupportedChange(*srcFormat, target)) {
     convertKind = kRefused;
     return 0;
   }
   if (srcFormat->nBlockAlign == 0 || srcFormat->nAvgBytesPerSec == 0) return 0;
   const bool single = singleStage == 1;
   if (!single && !FitsFilter(*srcFormat, target)) return 0;
-  Conversion::Clear(*this);  // a copy may have ended the conversion that the fields still name
+  Conversion::Clear(*this);  // a copy may have ended what the fields still refer to
   const std::uint32_t size =
       single ? BeginConvOnce(target, outBuffer, driver) : BeginConvTwice(target, outBuffer, driver);
   if (size == 0) return 0;
@@ -184,7 +185,7 @@ std::int32_t CMMWav::Convert(std::uint32_t bytes, std::uint32_t* outBytes) {
   if (!Conversion::Ready(*this) || bytes > srcFormat->nAvgBytesPerSec) return 0;
   std::uint32_t got = 0;
   if (Read(bytes, streamHeader->pbSrc, &got) == 0 || got == 0) return 0;
-  // The header goes back to the length it was prepared with when the call is over.
+  // After the call the header gets back the length that it was prepared with.
   const DWORD savedLength = streamHeader->cbSrcLength;
   streamHeader->cbSrcLength = std::min<DWORD>(savedLength, got);
   MMRESULT result;

@@ -4,8 +4,9 @@
 #include <cstdint>
 
 inline constexpr std::uint32_t kLargestPosition = 0x7FFFFFFF;  // of services whose positions are signed
-inline constexpr std::uint32_t kLargestCall = 1u << 30;        // for mmioRead, mmioWrite: signed counts
+inline constexpr std::uint32_t kLargestCall = 1u << 30;        // of mmioRead and mmioWrite: counts are signed
 inline constexpr std::uint32_t kLargestBuffer = 0x7FFFFFFE;    // that a 32-bit process can have in one piece
-inline constexpr std::uint32_t kLargestChunk = 0xFFFFFFFF;     // that the size of a chunk can tell
-// From this many on bytes go between the caller's memory and the file in one call, past the buffer.
+inline constexpr std::uint32_t kLargestChunk = 0xFFFFFFFF;     // that a chunk's size field can hold
+// From this many on, bytes go between the caller's memory and the file in one call, without the file's
+// buffer. The buffer's own length is the platform's: MMIO_ALLOCBUF, in container.cpp.
 inline constexpr std::uint32_t kDirectBytes = 4096;

@@ -24,11 +24,11 @@ void ReleaseText(char*& text) {
 }  // namespace
 
 struct CMMWav::Object {
-  // Begins an opening: from here on Close gives back what there is. Gives the full path; null when there is
+  // Begins an opening: from here on Close releases what there is. Gives the full path; null when there is
   // none, or memory is short.
   static std::unique_ptr<char[]> BeginOpen(CMMWav& wav, OpenMode mode, const char* file,
                                            const char* directory) {
-    wav = CMMWav();  // a copy may have closed the file that the fields still name
+    wav = CMMWav();  // a copy may have closed what the fields still refer to
     if (!wav.fileOwners.Begin()) return nullptr;
     wav.openMode = mode;
     wav.pathName = CopyText(directory != nullptr ? directory : "");
@@ -48,8 +48,8 @@ struct CMMWav::Object {
                       blockAlign * wanted.nSamplesPerSec, blockAlign, wanted.wBitsPerSample, wanted.cbSize});
   }
 
-  // Ends and closes what no copy holds.
-  static void GiveUp(CMMWav& wav) {
+  // Ends and closes what no copy has open.
+  static void Release(CMMWav& wav) {
     if (wav.conversionOwners.IsLast()) wav.EndConvert();
     if (wav.fileOwners.IsLast()) wav.Close(0);
   }
@@ -69,13 +69,13 @@ CMMWav::CMMWav(const CMMWav& other) = default;
 
 CMMWav& CMMWav::operator=(const CMMWav& other) {
   if (this == &other) return *this;
-  Object::GiveUp(*this);
+  Object::Release(*this);
   Object::Fields(*this) = Object::Fields(other);
   return *this;
 }
 
 CMMWav::~CMMWav() {
-  Object::GiveUp(*this);
+  Object::Release(*this);
 }
 
 std::int32_t CMMWav::Open(const char* file, const char* directory) {

@@ -1,4 +1,4 @@
-// What an open file says about itself, and seeking in it.
+// Queries of an open file, and seeking in it.
 #include "wavfile/CMMWav.h"
 
 namespace {
@@ -9,8 +9,8 @@ std::uint32_t FramesOf(const WAVEFORMATEX& format, std::uint32_t bytes) {
   return bytes * 8 / format.nChannels / format.wBitsPerSample;
 }
 
-// The low 32 bits of a value truncated toward zero; `otherwise` when it does not fit a 64-bit integer, or is
-// no number.
+// The low 32 bits of a value truncated toward zero; `otherwise` when it is a NaN or does not fit a 64-bit
+// integer.
 std::uint32_t LowBits(double value, std::uint32_t otherwise) {
   constexpr double kLimit = 9223372036854775808.0;  // 2^63
   if (!(value >= -kLimit && value < kLimit)) return otherwise;
@@ -66,7 +66,7 @@ double CMMWav::GetNowTime() {
 }
 
 std::int32_t CMMWav::ChkFileSize() {
-  // The position of a file being written is the cursor's.
+  // In a file being written the position is the cursor's, which a seek would lose.
   if (!fileOwners.IsOpen() || openMode != kReading) return 0;
   const LONG end = mmioSeek(hmmio, 0, SEEK_END);
   return end != -1 && static_cast<std::uint32_t>(end) == dataChunk.dwDataOffset + dataChunk.cksize;

@@ -11,7 +11,7 @@ std::size_t Distance(const char* from, const char* to) {
   return static_cast<std::size_t>(to - from);
 }
 
-// The data size with which the RIFF size, which counts the pad byte and all from the form type on, just fits.
+// The largest data size whose RIFF size, which counts everything from the form type to the pad byte, fits.
 std::uint32_t LargestData(const MMCKINFO& riff, const MMCKINFO& data) {
   return (kLargestChunk - (data.dwDataOffset - riff.dwDataOffset)) & ~1u;
 }
@@ -21,25 +21,25 @@ std::uint32_t Position(const MMIOINFO& cursor) {
          static_cast<std::uint32_t>(Distance(cursor.pchBuffer, cursor.pchNext));
 }
 
-// Writes out what waits in the buffer. Gives whether the cursor then stands at that position: a full disk
-// drops what it does not take, and the cursor stands where it stopped.
-bool FlushesUpTo(HMMIO file, MMIOINFO* cursor, std::uint32_t position) {
+// Flushes the file's buffer. Gives whether the cursor is then at that position: a full disk drops what it
+// does not take, and leaves the cursor where it stopped.
+bool FlushUpTo(HMMIO file, MMIOINFO* cursor, std::uint32_t position) {
   cursor->dwFlags |= MMIO_DIRTY;
   if (mmioSetInfo(file, cursor, 0) != 0) return false;
   const bool flushed = mmioFlush(file, 0) == 0;
   return mmioGetInfo(file, cursor, 0) == 0 && flushed && Position(*cursor) == position;
 }
 
-// Whether the services can come back to what is written behind 2 GiB: where positions are signed, they write
-// it and then cannot put the sizes in. Nothing may wait in the buffer: a seek would drop what a full disk
+// Whether the services can seek to a position beyond 2 GiB: where positions are signed, they write there and
+// then cannot go back to fill in the sizes. The buffer must be flushed: a seek would drop what a full disk
 // does not take.
-bool SeeksBehind(HMMIO file, MMIOINFO* cursor, std::uint32_t position) {
+bool CanSeekTo(HMMIO file, MMIOINFO* cursor, std::uint32_t position) {
   const auto here = static_cast<LONG>(Position(*cursor));
   const bool seeks = mmioSeek(file, static_cast<LONG>(position), SEEK_SET) != -1;
   return mmioSeek(file, here, SEEK_SET) == here && mmioGetInfo(file, cursor, 0) == 0 && seeks;
 }
 
-// Writes past the buffer. Gives the bytes taken, and a record that is up to date again.
+// Writes without the buffer. Gives the bytes taken, and the cursor as it is afterwards.
 std::uint32_t WriteLarge(HMMIO file, MMIOINFO* cursor, const char* from, std::uint32_t count) {
   cursor->dwFlags |= MMIO_DIRTY;
   if (mmioSetInfo(file, cursor, 0) != 0) return 0;
@@ -47,7 +47,7 @@ std::uint32_t WriteLarge(HMMIO file, MMIOINFO* cursor, const char* from, std::ui
   return mmioGetInfo(file, cursor, 0) == 0 && wrote > 0 ? static_cast<std::uint32_t>(wrote) : 0;
 }
 
-// Reads past the buffer, whose record is handed back.
+// Reads without the buffer, after handing its cursor back.
 bool ReadLarge(HMMIO file, const MMIOINFO& cursor, char* to, std::uint32_t count) {
   if (mmioSetInfo(file, &cursor, 0) != 0) return false;
   while (count > 0) {
@@ -83,7 +83,7 @@ std::int32_t CMMWav::Read(std::uint32_t bytes, void* buffer, std::uint32_t* deli
     rest -= held;
     if (rest == 0 || rest >= kDirectBytes) break;
     if (mmioAdvance(hmmio, &cursor, MMIO_READ) != 0) return 0;
-    if (cursor.pchNext == cursor.pchEndRead) return 0;  // the file ends ahead of its declared size
+    if (cursor.pchNext == cursor.pchEndRead) return 0;  // the file ends before its declared size
   }
   if (!ReadLarge(hmmio, cursor, to, rest)) return 0;
   *delivered = take;
@@ -100,20 +100,20 @@ std::int32_t CMMWav::Write(std::uint32_t bytes, const void* data, std::uint32_t*
   }
   if (bytes % align != 0) return 0;
   std::uint32_t room = LargestData(riffChunk, dataChunk) - dataBytes;
-  const std::uint32_t toHalf = (kLargestPosition & ~1u) - dataChunk.dwDataOffset;
-  if (dataBytes <= toHalf && bytes > toHalf - dataBytes) {
-    if (!FlushesUpTo(hmmio, &mmioInfo, dataChunk.dwDataOffset + dataBytes)) {
+  const std::uint32_t toTwoGib = (kLargestPosition & ~1u) - dataChunk.dwDataOffset;
+  if (dataBytes <= toTwoGib && bytes > toTwoGib - dataBytes) {
+    if (!FlushUpTo(hmmio, &mmioInfo, dataChunk.dwDataOffset + dataBytes)) {
       *taken = 0;
       return 0;
     }
-    if (!SeeksBehind(hmmio, &mmioInfo, kLargestPosition + 1)) room = toHalf - dataBytes;
+    if (!CanSeekTo(hmmio, &mmioInfo, kLargestPosition + 1)) room = toTwoGib - dataBytes;
   }
   const std::uint32_t fit = bytes <= room ? bytes : room / align * align;
 
   const char* from = static_cast<const char*>(data);
   std::uint32_t rest = fit;
   while (rest > 0) {
-    // First of all, so that a full disk stops a large block as well.
+    // Before a large block too, so that a full disk stops it as well.
     if (mmioInfo.pchNext == mmioInfo.pchEndWrite) {
       mmioInfo.dwFlags |= MMIO_DIRTY;
       if (mmioAdvance(hmmio, &mmioInfo, MMIO_WRITE) != 0) break;

@@ -1,5 +1,5 @@
 #pragma once
-// What HarmonyUnit computes, written down plainly: the measure of the tests, and the limit in the benchmark.
+// What HarmonyUnit computes, as plain formulas: the reference of the tests, and of the benchmark.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -127,7 +127,7 @@ struct Unit : HarmonyUnit {
     const bool below = d < 0.0 && d - k != 0.0;
     const std::int64_t lower = below ? 511LL + k : 512LL + k;
     const double f = below ? (d - k) + 1.0 : d - k;
-    // Beyond both ends a ring holds.
+    // A position outside the ring reads the entry at its limit.
     const auto entry = [=](std::int64_t j) {
       return line[(std::clamp<std::int64_t>(j, 0, 1024) + ring) & 1023];
     };

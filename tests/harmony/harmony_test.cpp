@@ -14,7 +14,7 @@ constexpr double kInf = HUGE_VAL, kNaN = NAN;
 constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max(), kMin = -kMax - 1;
 constexpr std::size_t kSecond = 44100;
 
-std::uint64_t Word(double x) {
+std::uint64_t BitsOf(double x) {
   return x != x ? ~std::uint64_t{0} : std::bit_cast<std::uint64_t>(x);
 }
 
@@ -28,7 +28,7 @@ TEST(Harmony, SubnormalProductsAreProducts) {
     double b = std::bit_cast<double>(random() >> (bits % 53 + 9) | (bits & (std::uint64_t{1} << 63)));
     if (i % 9 == 0) a = odd[i / 9 % 9];
     if (i % 8 == 0) b = odd[i / 8 % 7];
-    ASSERT_EQ(Word(harmony::MultiplySubnormal()(a, b)), Word(a * b)) << std::hexfloat << a << " " << b;
+    ASSERT_EQ(BitsOf(harmony::MultiplySubnormal()(a, b)), BitsOf(a * b)) << std::hexfloat << a << " " << b;
   }
 }
 
@@ -52,7 +52,7 @@ struct Host {
     double d1 = 0, d2 = 0, d3 = 0;
     u.LF0adr(&d1, &d2, i % 7 ? &d3 : nullptr, 0.5, -0.25, 0.01 * (u.pitchValue - 60));
     line[(i + 511) % 1024] = plain::Fix(x);
-    // A ring holds beyond its limits.
+    // Values outside the ring read the entry at its limit.
     const double edges[] = {-512.0, 511.5, 512.0, -512.5, 1e300, kInf, -0.0};
     const auto ring = static_cast<std::int32_t>(i % 3 ? i : 4194304007 * i);
     const double mixed = u.MDLY(line.data(), ring, &d1, i % 64 ? &d2 : &edges[i % 7], &d3);
@@ -68,7 +68,7 @@ struct Host {
         i % 2 ? computed.NRAuto(x, cents, third, 1200.0) : computed.NRAuto(x, 1200.0, third, cents);
     for (const double value : {a, b, c, computed.nrLpfState, computed.nrHpfState}) Mix(hashComputed, value);
   }
-  static void Mix(std::uint64_t& h, double value) { h = (h ^ Word(value)) * 1099511628211u; }
+  static void Mix(std::uint64_t& h, double value) { h = (h ^ BitsOf(value)) * 1099511628211u; }
 };
 
 /// Runs a signal through the library and the plain formulas. @return the hash of both

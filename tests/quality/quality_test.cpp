@@ -57,7 +57,7 @@ double Resampled(Filter<Sample> filter, std::uint32_t from, std::uint32_t to) {
 
 constexpr DWORD kCodedRate = 44100;
 
-/// A codec's tone: there and back again.
+/// A tone coded and decoded.
 double Coded(const AcmFormat& coded) {
   const AcmFormat plain(Format(kCodedRate, 1, 16));
   const auto convert = [](const AcmFormat& from, const AcmFormat& to, const Bytes& source) {

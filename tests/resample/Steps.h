@@ -1,5 +1,5 @@
 #pragma once
-// The filters' steps as they are told, one after another: what the library is held against.
+// The filters' algorithm step by step: the reference for the library.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -62,7 +62,7 @@ class Steps {
   double inv_ = 0.0;
 };
 
-/// Noise, full swings, or multiples of few values, whose products are often whole.
+/// Noise, full swings, or multiples of few values, whose products are often integers.
 template <class Sample>
 Samples<Sample> Signal(std::mt19937& random, std::size_t samples) {
   using Limits = std::numeric_limits<Sample>;

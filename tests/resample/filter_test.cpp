@@ -9,12 +9,12 @@ namespace {
 
 TEST(Filter, GoesOnFromBlockToBlock) {
   const std::tuple<Samples<std::int16_t>, Call, Samples<std::int16_t>> blocks[] = {
-      // the rest of the block is dropped at the limit, and the seam jumps one interval
+      // the rest of the block is dropped at the limit, and the stream jumps one interval
       {{0, 100, 200, 300}, {1, 2, 4, true}, {0, 50, 100, 150}},
       {{400, 500}, {1, 2, 0, false}, {400, 450, 500}},
       // toward zero
       {{0, -3}, {1, 2, 0, true}, {0, -1, -3}},
-      // straight across the seam; a copy at equal rates leaves the stream alone
+      // straight on from block to block; a copy at equal rates leaves the stream alone
       {{0, 100}, {1, 2, 0, true}, {0, 50, 100}},
       {{7, 8, 9}, {5, 5, 1, true}, {7, 8, 9}},
       {{200}, {1, 2, 0, false}, {150, 200}},
@@ -38,8 +38,8 @@ TEST(Filter, RefusesWhatItCannotDoAndTouchesNothing) {
   EXPECT_EQ(AudioLinearFilter8(nullptr, 4, 1, dst, &made, 2, 0, 1, 1), 0);
   EXPECT_EQ(AudioLinearFilter8(src, 4, 1, nullptr, &made, 2, 0, 1, 1), 0);
   EXPECT_EQ(AudioLinearFilter8(src, 0, 1, dst, &made, 2, 0, 1, 1), 1);
-  std::int16_t words[8] = {};
-  EXPECT_EQ(AudioLinearFilter16(words, 1, 1, words, &made, 2, 0, 1, 3), 0);
+  std::int16_t samples[8] = {};
+  EXPECT_EQ(AudioLinearFilter16(samples, 1, 1, samples, &made, 2, 0, 1, 3), 0);
   EXPECT_EQ(made, 1234U);
 }
 

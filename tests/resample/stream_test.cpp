@@ -45,7 +45,7 @@ TEST_P(Stream, AgreesWithTheStepsAtAnyRates) {
   }
 }
 
-/// A host may break the calling order: other rates in mid-stream, no first call, rates whose phase wraps.
+/// A host may break the calling order: other rates within a stream, no first call, rates whose phase wraps.
 TEST_P(Stream, FollowsTheStepsOutsideTheContract) {
   std::mt19937 random(6);
   auto pair = MakePair<std::int16_t>(1);

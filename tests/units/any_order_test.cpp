@@ -56,7 +56,7 @@ TYPED_TEST(AnyOrder, LeavesNothingOpenAndWorksWhileOpen) {
       for (auto& object : objects) object = std::make_unique<TypeParam>();
       Open(*objects[0], file);
       objects[1] = std::make_unique<TypeParam>(*objects[0]);
-      Open(*objects[2], another);  // to be given up
+      Open(*objects[2], another);  // to be released by the assignment
       *objects[2] = *objects[1];
       *objects[1] = *&*objects[1];
       for (const auto& object : objects) EXPECT_TRUE(Works(*object));
@@ -72,17 +72,15 @@ TYPED_TEST(AnyOrder, LeavesNothingOpenAndWorksWhileOpen) {
       }
       EXPECT_EQ(OpenFiles(this->folder_.Path()), 0u);
       if (std::is_same_v<TypeParam, MMWavUnit> && closing == 0) {
-        EXPECT_EQ(Load(file + ".mirror").size(), 56u + 18)
-            << "what waits in each one's sub-buffer is written";
+        EXPECT_EQ(Load(file + ".mirror").size(), 56u + 18) << "what is in each one's sub-buffer is written";
       }
-      EXPECT_LE(Load(another + ".mirror").size(), 56u)
-          << "what waits for a closed mirror is not for the next";
+      EXPECT_LE(Load(another + ".mirror").size(), 56u) << "what was for a closed mirror is not for the next";
     }
   } while (std::next_permutation(order.begin(), order.end()));
 }
 
 // The conversion of one copy is not the other's, but an ended one is ended for both.
-TEST_F(WavTest, CopiesHaveTheConversionsOfTheirTime) {
+TEST_F(WavTest, CopiesShareTheConversionThatRanWhenTheyWereMade) {
   const std::string file = Make(Format(8000, 1, 16), Pattern(40000));
   CMMWav one;
   ASSERT_EQ(one.Open(file.c_str()), 1);
@@ -95,11 +93,11 @@ TEST_F(WavTest, CopiesHaveTheConversionsOfTheirTime) {
   EXPECT_EQ(during.EndConvert(), 1u);
   EXPECT_EQ(one.Convert() + one.GetConvertSize() + one.EndConvert(), 0u);
   EXPECT_EQ(one.Close(), 1);
-  EXPECT_EQ(before.Convert(), 0u);  // its own, that the file has gone from
+  EXPECT_EQ(before.Convert(), 0u);  // its own conversion, whose file is closed
 }
 
 // A copy does not have the writer's latest bytes: it finishes the file with those that have left the buffer.
-TEST_F(WavTest, ACopyFinishesWhatTheWriterHasPassedOn) {
+TEST_F(WavTest, ACopyFinishesTheFileWithWhatHasLeftTheBuffer) {
   const std::string file = folder_.File("a.wav");
   const Bytes data = Pattern(300000);
   auto writer = std::make_unique<CMMWav>();

@@ -72,7 +72,7 @@ class Playback : public testing::Test {
 
 constexpr double kLevel = 16384;
 
-TEST_F(Playback, OfACodeIsHeardToItsEnd) {
+TEST_F(Playback, OfCodedSoundIsHeardToItsEnd) {
   const std::string file = Tone("-r 22050 -c 1 -e ima-adpcm", "0.5");
   const std::size_t before = Heard().size();
   MCIWavUnit unit;
@@ -124,7 +124,7 @@ void PlayWithoutADevice() {
 }
 
 // In a process of its own: ALSA reads its configuration once.
-TEST(PlaybackDeathTest, WithoutADeviceIsRefusedWithoutAWord) {
+TEST(PlaybackDeathTest, WithoutADeviceIsRefusedWithoutOutput) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(PlayWithoutADevice(), testing::ExitedWithCode(0), "^$");
 }

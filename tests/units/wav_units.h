@@ -25,7 +25,7 @@ class Reader : public WavTest {
 template <class Unit>
 class Mirror : public Reader {
  protected:
-  static constexpr bool kTellsShortReads = std::is_same_v<Unit, MMWavUnit>;
+  static constexpr bool kReportsShortReads = std::is_same_v<Unit, MMWavUnit>;
 
   void Open(const Bytes& source) { ASSERT_EQ(unit.OpenWFile(Given(source)), 0); }
   int Create() { return unit.CreateMirrorFile(mirror_.c_str()); }

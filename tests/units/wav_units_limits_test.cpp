@@ -21,19 +21,19 @@ TYPED_TEST(Mirror, ThatTheDiskRefusesAtTheClose) {
   test::HookSystemCalls([](const char* name, int file) {
     return std::strcmp(name, "close") == 0 && close(file) == 0 ? ENOSPC : 0;
   });
-  EXPECT_EQ(this->unit.CloseMFile(), this->kTellsShortReads ? 17 : 0);
+  EXPECT_EQ(this->unit.CloseMFile(), this->kReportsShortReads ? 17 : 0);
   test::HookSystemCalls(nullptr);
   EXPECT_EQ(this->unit.CloseMFile(), 5);
 }
 
-// What is said to be samples is more than the file: the size of the rest wraps round. No 32-bit process has
-// 2 GiB in one piece; what memory can hold is tried.
-TYPED_TEST(Mirror, OfAFileThatPromisesTooMuch) {
-  for (const auto& [promised, strict, searching] :
+// A source that declares more samples than it has bytes: the size of its header wraps round. 2 GiB in one
+// piece are refused, as no 32-bit process has them; less is tried.
+TYPED_TEST(Mirror, OfAFileThatDeclaresTooMuch) {
+  for (const auto& [declared, strict, searching] :
        {std::tuple{1045u, 17, 17}, {0x7FFFFFFFu, 17, 17}, {0xA0000000u, 17, 2}, {0xFFFFFF00u, 0, 2}}) {
-    SCOPED_TRACE(promised);
-    const int result = this->kTellsShortReads ? searching : strict;
-    const Bytes source = With(this->source_, 40, promised);
+    SCOPED_TRACE(declared);
+    const int result = this->kReportsShortReads ? searching : strict;
+    const Bytes source = With(this->source_, 40, declared);
     this->Open(source);
     const FileSizeLimit full(1 << 20);
     EXPECT_EQ(this->Create(), result);

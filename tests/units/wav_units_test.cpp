@@ -12,8 +12,8 @@ TEST_F(Reader, AcceptsAndRefusesShapeByShape) {
     int cmmWav, wavUnit, mmWavUnit;
   } kShapes[] = {
       {"never closed", With(With(finished, 4, 0), 52, 0), 0, 7, 2},
-      {"chunk ahead of fmt", Riff({other, format, data}), 1, 8, 0},
-      {"chunk ahead of data", Riff({format, other, data}), 1, 8, 0},
+      {"chunk before fmt", Riff({other, format, data}), 1, 8, 0},
+      {"chunk before data", Riff({format, other, data}), 1, 8, 0},
       {"fmt of 14", Riff({FormatChunk(14), data}), 0, 0, 0},
       {"fmt of 18", Riff({FormatChunk(18), data}), 1, 0, 0},
       {"fact of 8", Riff({format, Chunk("fact", Pattern(8)), data}), 1, 8, 0},
@@ -21,7 +21,7 @@ TEST_F(Reader, AcceptsAndRefusesShapeByShape) {
       {"RIFF size too large", With(plain, 4, Number(plain, 4) + 1), 1, 7, 0},
       {"38 bytes", With(Part(plain, 0, 38), 4, 30), 0, 2, 2},
       {"39 bytes", With(Part(plain, 0, 39), 4, 31), 0, 8, 2},
-      {"ends behind data's name", With(Part(plain, 0, 40), 4, 32), 0, 0, 2},
+      {"ends after data's identifier", With(Part(plain, 0, 40), 4, 32), 0, 0, 2},
       {"not RIFF", With(plain, 0, 0), 0, 6, 2},
       {"not WAVE", Riff({format, data}, "WAVX"), 0, 8, 2},
   };
@@ -62,7 +62,7 @@ TEST_F(Reader, ComparesFormats) {
   EXPECT_EQ(strict_.ChkPcmFile(1, 1, 8000, 12), 0);  // bits of the file before: this one has none
 }
 
-TYPED_TEST(Mirror, AnswersInItsOrder) {
+TYPED_TEST(Mirror, GivesTheFirstResultThatApplies) {
   auto& one = this->unit;
   Bytes got(2000);
   EXPECT_EQ(one.ReadPcmData(got.data(), 0), 9);
@@ -78,16 +78,16 @@ TYPED_TEST(Mirror, AnswersInItsOrder) {
   EXPECT_EQ(one.PcmDataSize(), 999u);
   // All but 999 bytes are the header, which takes the first sample byte of an odd count along.
   EXPECT_EQ(std::filesystem::file_size(this->mirror_), 45u);
-  EXPECT_EQ(one.ReadPcmData(got.data(), 1000), this->kTellsShortReads ? 2 : 0);
+  EXPECT_EQ(one.ReadPcmData(got.data(), 1000), this->kReportsShortReads ? 2 : 0);
   EXPECT_EQ(Part(got, 0, 999), Part(this->source_, 45, 999));
-  EXPECT_EQ(one.CloseWFile(), this->kTellsShortReads ? 5 : 0);
+  EXPECT_EQ(one.CloseWFile(), this->kReportsShortReads ? 5 : 0);
   EXPECT_EQ(this->Create(), 4);
   EXPECT_EQ(one.OpenWFile(this->mirror_.c_str()), 1);  // nobody reads an open mirror
   EXPECT_EQ(one.WriteMirrorBuf(got.data(), 999), 0);
   EXPECT_EQ(this->Written(), this->source_);
 }
 
-TEST_F(SubBuffer, PushesOutWhatWaits) {
+TEST_F(SubBuffer, IsWrittenWhenAPieceWouldFillIt) {
   constexpr std::uint32_t kFlush = 0xFFFFFFFF;
   const struct {
     std::uint32_t piece, onDisk;

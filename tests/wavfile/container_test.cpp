@@ -15,7 +15,7 @@ TEST_F(Container, OneSecondOfStereoHasThisHeader) {
   EXPECT_EQ(Load(Make(Pcm(2, 44100, 16), data)), Join({Bytes(std::begin(header), std::end(header)), data}));
 }
 
-TEST_F(Container, WhileWritingThePlaceholdersStand) {
+TEST_F(Container, WhileWritingTheSizesArePlaceholders) {
   const std::string path = folder_.File("a.wav");
   {
     CMMWav wav;
@@ -40,9 +40,9 @@ TEST_F(Container, ReadsChunksInAnyOrderAndRefusesWhatIsNoWaveFile) {
       {0, Riff({pcm, data})},
       {0, Riff({data, pcm})},
       {0, Riff({Chunk("odd ", Pattern(3)), pcm, other, data, Chunk("end ", {})})},
-      {0, Join({Riff({With(FormatChunk(18), 24, 7, 2), data}), Pattern(100)})},  // that of PCM says nothing
+      {0, Join({Riff({With(FormatChunk(18), 24, 7, 2), data}), Pattern(100)})},  // that of PCM has no meaning
       {2, Riff({With(FormatChunk(20, 0x11), 24, 2, 2), data})},
-      // None in the chunk: what follows is taken for it, and the next chunk is found all the same.
+      // None in the chunk: the next bytes are taken for it, and the next chunk is found all the same.
       {'d' | 'a' << 8, Riff({FormatChunk(16, 2), data})},
       {kRefused, Riff({FormatChunk(14), data})},
       {kRefused, Riff({pcm})},

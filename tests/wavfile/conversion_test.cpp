@@ -21,7 +21,7 @@ TEST_F(Conversion, RefusesWithoutAnyChange) {
   EXPECT_EQ(Begin(kOneStage, target), 0u);  // one is running
 }
 
-/// The filter's steps, told naively, on what one stage makes of each piece.
+/// Holds two stages against the filter's plain steps on the output of one stage, piece by piece.
 template <class Sample>
 void ExpectTheSteps(CMMWav& stage, CMMWav& both, const WAVEFORMATEX& target,
                     const std::vector<DWORD>& pieces) {

@@ -16,12 +16,12 @@ constexpr std::int32_t kTwoStages = 0;
 
 class ConversionTest : public WavTest {
  protected:
-  /// Opens a file with exactly this format record, sensible or not, and that many bytes of the pattern.
+  /// Opens a file with exactly these format fields, sensible or not, and that many bytes of the pattern.
   void Open(const WAVEFORMATEX& format, std::size_t bytes) {
-    Bytes record(sizeof format);
-    std::memcpy(record.data(), &format, sizeof format);
+    Bytes fields(sizeof format);
+    std::memcpy(fields.data(), &format, sizeof format);
     wav_.Close();
-    ASSERT_TRUE(Opens(wav_, Riff({Chunk("fmt ", record), Chunk("data", Pattern(bytes))})));
+    ASSERT_TRUE(Opens(wav_, Riff({Chunk("fmt ", fields), Chunk("data", Pattern(bytes))})));
   }
   std::uint32_t Begin(std::int32_t stages, const WAVEFORMATEX& target, HACMDRIVER driver = nullptr) {
     output_ = nullptr;

@@ -43,7 +43,7 @@ TEST_F(WavIo, NamesAreJoinedAndKept) {
   }
 }
 
-// Uneven blocks through every road a byte can take, for formats of every block size from 1 to 8. Each file is
+// Uneven blocks through every path a byte can take, for formats of every block size from 1 to 8. Each file is
 // written over the one before.
 TEST_F(WavIo, RoundTripsInUnevenBlocks) {
   for (const std::uint32_t align : {1u, 2u, 3u, 8u}) {
@@ -58,7 +58,7 @@ TEST_F(WavIo, RoundTripsInUnevenBlocks) {
       }
       ASSERT_EQ(wav.Close(), 1);
       ASSERT_EQ(wav.Open("a.wav", folder_.Name().c_str()), 1);
-      ASSERT_EQ(wav.ChkFileSize(), data.size() % 2 == 0 ? 1 : 0);  // a pad byte lies behind the data
+      ASSERT_EQ(wav.ChkFileSize(), data.size() % 2 == 0 ? 1 : 0);  // a pad byte follows the data
       ASSERT_EQ(wav.GetFSize(), std::filesystem::file_size(folder_.File("a.wav")));
       ASSERT_EQ(wav.Reset(), 1);
       for (std::uint32_t step = 1; wav.GetNowSampleSize() < frames; step = step * 7 % 20011) {
@@ -118,7 +118,7 @@ TEST_F(WavIo, SeeksByFrameAndByTime) {
   EXPECT_EQ(wav_.GetSampleToByte(88200) + wav_.GetSampleToByte(88201), 352800u);
 }
 
-// Only the fields that an operation counts with are asked, and none divides by nought.
+// Only the fields that an operation counts with are asked, and none divides by zero.
 TEST_F(WavIo, OddFormatsAreCountedAsTheySay) {
   const struct {
     std::size_t offset, bytes;

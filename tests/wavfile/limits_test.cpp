@@ -1,5 +1,5 @@
-// Up to the limits of the format, and of a disk. Windows itself ends before: its mmioSeek at 2 GiB, its paths
-// at 260 bytes.
+// Up to the limits of the format, and of a disk. Windows has lower ones: 2 GiB for its mmioSeek, 260 bytes
+// for its paths.
 #include "tests/support/FileSizeLimit.h"
 #include "tests/wavfile/pretend_written.h"
 
@@ -32,8 +32,9 @@ TEST_F(Limits, WritingStopsWhereTheSizesEndAndReadingSeeksUpToThere) {
 
 class FullDisk : public WavTest {
  protected:
-  // Records in blocks until one is not wholly taken or the data ends, closes, and checks what is left.
-  void Record(const Bytes& data, std::uint32_t blockBytes, std::size_t limit, std::uint32_t before = 0) {
+  // Writes blocks until one is not completely taken or the data ends, closes, and checks the file.
+  void WriteAndCheck(const Bytes& data, std::uint32_t blockBytes, std::size_t limit,
+                     std::uint32_t before = 0) {
     SCOPED_TRACE("blocks of " + std::to_string(blockBytes) + ", limit " + std::to_string(limit));
     const std::string path = folder_.File("a.wav");
     std::uint32_t accepted = 0, taken = 1;
@@ -49,7 +50,7 @@ class FullDisk : public WavTest {
       }
       if (accepted < data.size()) {
         ASSERT_EQ(wav_.Write(blockBytes, data.data(), &taken), 0);
-        ASSERT_EQ(taken, 0u);  // that is how a recorder learns that its run is over
+        ASSERT_EQ(taken, 0u);  // so a recording host learns that the disk is full
       }
       closed = wav_.Close(0);
     }
@@ -67,21 +68,22 @@ class FullDisk : public WavTest {
 };
 
 TEST_F(FullDisk, ARecordingIsRightAtEveryLimit) {
-  for (std::size_t limit = 0; limit < 180; ++limit) Record(Pattern(101), 20, limit);
+  for (std::size_t limit = 0; limit < 180; ++limit) WriteAndCheck(Pattern(101), 20, limit);
   const Bytes data = Pattern(300001);
   for (const std::uint32_t block : {257u, 4096u, 70000u, 300001u}) {
     for (const std::size_t edge : {4096u, 65536u, 131072u, 300056u}) {
-      for (const std::size_t limit : {edge - 57, edge - 1, edge + 1, edge + 2}) Record(data, block, limit);
+      for (const std::size_t limit : {edge - 57, edge - 1, edge + 1, edge + 2})
+        WriteAndCheck(data, block, limit);
     }
   }
 }
 
-// What waits in the buffer when 2 GiB are reached goes to the disk before anything else is tried there.
-TEST_F(FullDisk, JustBelowTwoGibibytesIsNoOtherPlace) {
+// What is in the buffer when 2 GiB are reached is flushed before anything else is tried.
+TEST_F(FullDisk, ARecordingIsRightJustBelowTwoGibibytes) {
   constexpr std::uint32_t kHalf = 1u << 31;
   for (const std::uint32_t missing : {3000u, 9000u}) {
     for (const std::uint32_t block : {100u, 1000u}) {
-      Record(Pattern(50000), block, kHalf - missing, kHalf - 56 - 40000);
+      WriteAndCheck(Pattern(50000), block, kHalf - missing, kHalf - 56 - 40000);
     }
   }
 }

@@ -1,4 +1,4 @@
-// Conversion by a driver of the test's own: what it is asked, what its failures and odd answers lead to;
+// Conversion by a driver of the test's own: what it is asked, what its failures and odd results lead to;
 // how the directory of drivers shows it.
 #include <memory>
 #include <vector>
@@ -52,7 +52,7 @@ class TestStream : public platform::ConversionStream {
   Script& script_;
 };
 
-/// Takes any formats, and is tried behind the layer's own drivers.
+/// Takes any formats, and is tried after the layer's own drivers.
 class TestDriver : public platform::ConversionDriver {
  public:
   explicit TestDriver(Script& script) : script_(script) {}
@@ -122,7 +122,7 @@ TEST_F(Scripted, InOneStageTheHostReadsTheDriversOutputASecondAtMost) {
   script_.outputSize = 24000;
   ASSERT_EQ(Begin(kOneStage, Format(8000, 1, 8)), 24000u);
   EXPECT_TRUE(script_.prepared.pbDst == output_);
-  EXPECT_EQ(Made(16002, 0) + Made(15999, 0), 0u);  // too much, and no whole block
+  EXPECT_EQ(Made(16002, 0) + Made(15999, 0), 0u);  // too much, and not a whole block
   EXPECT_EQ(wav_.Convert(16000, nullptr), 0);
   EXPECT_EQ(Made(16000), 16000u);
   EXPECT_EQ(Bytes(output_, output_ + 16000), Pattern(16000));
@@ -140,7 +140,7 @@ TEST_F(Scripted, InOneStageTheHostReadsTheDriversOutputASecondAtMost) {
   EXPECT_EQ(wav_.GetNowDriverID(), nullptr);
 }
 
-TEST_F(Scripted, TakesTheFormatsThatGoTogetherAndTheFilterCanMake) {
+TEST_F(Scripted, TakesOnlySupportedChangesAndWhatTheFilterCanMake) {
   const WAVEFORMATEX good = Format(11025, 2, 16, kPrivateTag);
   WAVEFORMATEX wraps = good, noBits = Rated(source_, 1625, 65);
   wraps.nSamplesPerSec += 1u << 30;  // to the same byte rate
@@ -179,7 +179,7 @@ TEST_F(Scripted, TakesTheFormatsThatGoTogetherAndTheFilterCanMake) {
   }
 }
 
-TEST_F(Scripted, WhatFailsBehindTheOpenStreamLeavesItToEndConvert) {
+TEST_F(Scripted, AFailureAfterTheStreamIsOpenLeavesItToEndConvert) {
   const WAVEFORMATEX huge = Format(1u << 30, 1, 16, kPrivateTag);  // 2 GiB for its second
   const struct {
     MMRESULT size, prepare;
