@@ -76,7 +76,7 @@ struct CMMWav::Conversion {
   }
 
   static bool NewHeader(CMMWav& wav, std::uint32_t second, std::uint32_t stageBytes) {
-    ACMSTREAMHEADER* const header = new (std::nothrow) ACMSTREAMHEADER();
+    auto* const header = new (std::nothrow) ACMSTREAMHEADER();
     if (header == nullptr) return false;
     wav.streamHeader = header;
     header->cbStruct = sizeof *header;

@@ -102,10 +102,10 @@ std::int32_t CMMWav::Open(WAVEFORMATEX format, const char* file, const char* dir
 
 std::int32_t CMMWav::FullPath(char* out, const char* file, const char* directory) {
   if (*file == '\0') return 0;
-  std::size_t length = std::strlen(directory);
-  std::memcpy(out, directory, length);
-  if (length > 0 && directory[length - 1] != '\\') out[length++] = '\\';
-  std::memcpy(out + length, file, std::strlen(file) + 1);
+  const std::size_t length = std::strlen(directory);
+  std::strcpy(out, directory);
+  if (length > 0 && directory[length - 1] != '\\') std::strcat(out, "\\");
+  std::strcat(out, file);
   return 1;
 }
 
