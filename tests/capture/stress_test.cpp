@@ -1,4 +1,4 @@
-// Races between device, thread and controller, under load; and what a thousand runs leave behind.
+// Races between device, thread and controller, under load; and leaks of a thousand runs.
 
 #include <malloc.h>
 
@@ -15,8 +15,8 @@
 
 namespace {
 
-// SOAK_TAKES is how many.
-TEST(CaptureStress, TakesAreWholeUnderLoadAndHeldUpDrains) {
+// SOAK_TAKES in the environment sets the number of takes.
+TEST(CaptureStress, TakesAreCompleteUnderLoadAndHeldUpDrains) {
   const char* const wanted = std::getenv("SOAK_TAKES");
   const int takes = wanted != nullptr ? std::atoi(wanted) : 60;
   Recording<FakeDevice> r;
