@@ -96,7 +96,7 @@ std::int32_t CMMCapture::InitBuffer(ThreadDAT* dat) {
   if (captureDevice == nullptr) return DSERR_UNINITIALIZED;
   DSCBUFFERDESC desc{};
   // Without the fields that later versions have after the format: 20 bytes where pointers have four.
-  desc.dwSize = offsetof(DSCBUFFERDESC, lpwfxFormat) + sizeof(LPWAVEFORMATEX);
+  desc.dwSize = offsetof(DSCBUFFERDESC, lpwfxFormat) + sizeof(void*);
   desc.dwBufferBytes = segmentCount * segmentSize;
   desc.lpwfxFormat = &dat->format;
   return captureDevice->CreateCaptureBuffer(&desc, &captureBuffer, nullptr);

@@ -76,7 +76,8 @@ class CMM_API CMMWAVCapture {
   /// @param format the capture format; every field but cbSize must be non-zero
   /// @param guid   the device, null for the default one. The pointer is kept, so it must stay valid
   /// @return the thread's handle, the caller's to close, also when the device then fails to open;
-  ///         null for an incomplete format, while a thread lives, or when no thread could be started
+  ///         null for an incomplete format, before the Exit of an earlier run of this object, while another
+  ///         object's thread lives, or when no thread could be started
   HANDLE Create(const WAVEFORMATEX& format, const GUID* guid);
   /// Create, then fileOpen; GetState gives 2 when both have worked.
   /// @param format as in Create

@@ -17,6 +17,7 @@ class RunJournal {
   /// The only one of the process.
   static RunJournal& Get();
 
+  /// Begins the notes and the report of a new run.
   void BeginRun(const WAVEFORMATEX& format);
   /// Notes why the run has ended, unless it had ended before.
   void EndRun(cmm::CaptureEnd why, HRESULT deviceResult = 0);
@@ -25,6 +26,7 @@ class RunJournal {
   void CaptureStopped(HRESULT result);
 
   void FileOpened();
+  /// @param error the system's code; 0 keeps the one before
   void FileFailed(DWORD error);
   /// @param bytes that the file holds now
   /// @return bytes that it had taken and does not hold
@@ -38,11 +40,14 @@ class RunJournal {
   /// @param segments that are ready, in a ring of @p ringSegments
   /// @param notifications that this drain answers
   void Found(std::uint32_t segments, std::uint32_t notifications, std::uint32_t ringSegments);
+  /// @param delivered bytes offered to the file
+  /// @param written   bytes that the file took
+  /// @param fileError the system's code, 0 for none
   void Moved(std::uint32_t delivered, std::uint32_t written, DWORD fileError);
   /// Takes the losses that the buffer has counted; for one that does not count, the clock's estimate.
   void NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPosition, std::uint32_t ringBytes);
   /// @param moved whether the file took anything
-  /// @return whether the run goes on
+  /// @return whether the run continues
   bool EndDrain(bool moved);
 
   /// Whether drains discard what they take from the ring, since the file is about to be closed.

@@ -43,7 +43,7 @@ enum CaptureState : std::uint32_t {
 struct ThreadDAT {
   const GUID* deviceGuid;               ///< the caller's pointer; null for the default device
   std::int32_t threadCount;             ///< 0 no thread yet, 10 while a thread runs, 9 after it has ended
-  std::uint32_t state;                  ///< CaptureState
+  std::uint32_t state;                  ///< a value of CaptureState
   std::uint32_t recordedBytes;          ///< bytes that drains wrote to files, since Create or SetSamples
   std::uint32_t segmentCount;           ///< segments of the ring
   std::uint32_t commandCount;           ///< command events
@@ -51,7 +51,7 @@ struct ThreadDAT {
   HANDLE commandEvents[kCommandCount];  ///< manual reset, by command; the thread's own
   HANDLE replyEvents[kCommandCount];    ///< manual reset, by command; the thread's own
   HANDLE mutex;                         ///< guards the record
-  std::int32_t result;                  ///< result of the latest action of the thread
+  std::int32_t result;                  ///< of the thread's latest action: 1, else 0 or the failure's value
   char* fileName;                       ///< the controller's copy
   char* pathName;                       ///< the controller's copy, empty when none was given
   WAVEFORMATEX format;                  ///< the capture format, as given to Create
