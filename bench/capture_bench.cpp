@@ -57,7 +57,7 @@ void StartAndStop(benchmark::State& state) {
 }
 BENCHMARK(StartAndStop)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
-/// From Start to the first byte that the built-in device, whose tick is 10 ms, lets be read.
+/// From the start of the built-in device, which delivers every 10 ms, to its first readable byte.
 void FirstByte(benchmark::State& state) {
   IDirectSoundCapture* device = nullptr;
   IDirectSoundCaptureBuffer* buffer = nullptr;

@@ -1,8 +1,8 @@
-// Gives whatever it is given to both small readers as a WAV file, and mirrors it. Run:
+// Opens any input as a WAV file with WavUnit and MMWavUnit, and mirrors it. Run:
 //   build/clang/bin/units_open -max_len=4096 CORPUS
 //
-// What the strict reader answers is held against a plain reading of the bytes, what is in a mirror against
-// what was written to it. A corpus is begun on its own, so that an empty folder will do.
+// The result of WavUnit is compared with a plain reading of the bytes, a mirror with what was written to it.
+// It starts from a few valid files of its own, so that an empty folder will do as CORPUS.
 #include <sys/resource.h>
 
 #include <array>
@@ -146,8 +146,8 @@ void Use(const MemoryFile& source, const MemoryFile& mirror, Bytes file, const i
     Write(unit, mirror, static_cast<std::uint32_t>(file.size));
 }
 
-// What a mirror of a lying file may grow to. Not set in advance: the fuzzer has a handler of its own for the
-// signal.
+// Limits the size of a mirror, for sources with wrong sizes. Called late, since the fuzzer installs its own
+// handler for the signal at its start.
 bool LimitFiles() {
   const rlimit limit = {kLargestFile, RLIM_INFINITY};
   return std::signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &limit) == 0;

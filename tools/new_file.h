@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <system_error>
 
-/// Creates an empty file under a name that is free. Nobody may read it who may not read the file that it is
-/// to replace, if there is one.
+/// Creates an empty file under a name that is free. When it is to replace a file, only this user may read it
+/// until FinishNewFile.
 std::error_code CreateNewFile(const std::filesystem::path& path, const std::filesystem::path& replaced);
 
 /// Writes a finished file through to the disk, with the owner and the rights of the file that it is to

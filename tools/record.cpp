@@ -26,6 +26,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
+constexpr auto kReadyLimit = 10s;     // for the device to open
+constexpr auto kCommandLimit = 60s;   // for a command, with a slow disk
+constexpr auto kSilenceLimit = 10s;   // without a frame from the device; the message says it in words
+constexpr DWORD kPollNearEndMs = 50;  // see Watch; elsewhere the meter's interval
+
 struct Options {
   bool list = false;
   bool force = false;
@@ -70,7 +75,7 @@ void CheckDuration(const Options& options) {
 }
 
 void WaitUntilReady(CMMWAVCapture& capture) {
-  const auto limit = Clock::now() + 10s;
+  const auto limit = Clock::now() + kReadyLimit;
   std::uint32_t state = 0;
   std::int32_t result = 0;
   while (!StopWanted() && Clock::now() < limit) {
@@ -88,7 +93,7 @@ void WaitUntilReady(CMMWAVCapture& capture) {
 // @return whether the recording has reached the wanted state
 template <class Command>
 bool RunCommand(CMMWAVCapture& capture, CaptureState wanted, Command command) {
-  const auto limit = Clock::now() + 60s;
+  const auto limit = Clock::now() + kCommandLimit;
   while (Clock::now() < limit) {
     if (command() == 1) return true;
     std::uint32_t state = kStateNone;
@@ -99,8 +104,6 @@ bool RunCommand(CMMWAVCapture& capture, CaptureState wanted, Command command) {
   }
   return false;
 }
-
-constexpr DWORD kPollNearEndMs = 50;  // milliseconds
 
 enum class Ending { kWanted, kByItself, kNoData };
 
@@ -121,7 +124,7 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
     if (frames != lastFrames || state == kStateUnknown) {
       lastFrames = frames;
       lastNews = Clock::now();
-    } else if (Clock::now() - lastNews > 10s) {
+    } else if (Clock::now() - lastNews > kSilenceLimit) {
       return Ending::kNoData;
     }
     // More often near the end, so that no further segment comes in between.
@@ -176,7 +179,7 @@ void Record(const Options& options, const GUID* device) {
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("file", options.file, "The WAV file to write")->type_name("");
-  app.add_flag("--list", options.list, "List the capture devices and leave");
+  app.add_flag("--list", options.list, "List the capture devices and exit");
   app.add_option("--device", options.device,
                  "A name of --list or a part of one, a GUID, or 'signal' for the\n"
                  "built-in voice-like signal; without it the system's default device")

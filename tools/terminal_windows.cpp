@@ -12,9 +12,9 @@ constinit std::atomic<bool> stopWanted{false};
 // Runs on a thread of the system. When the console is closed or the session ends, the system ends the process
 // as soon as this returns: the wait gives the program time to finish, and is cut off by its end.
 BOOL WINAPI OnEvent(DWORD event) {
-  constexpr DWORD kTimeToFinish = 5000;
+  constexpr DWORD kTimeToFinishMs = 5000;
   stopWanted = true;
-  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(kTimeToFinish);
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(kTimeToFinishMs);
   return TRUE;
 }
 

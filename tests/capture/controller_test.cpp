@@ -167,7 +167,7 @@ TEST_F(Controller, OfADeviceThatDoesNotCountTheClockTellsLosses) {
   Sleep(1250);  // a ring goes by, as the clock has it
   Record(44100);
   EXPECT_EQ(capture.StopREC(), 1);
-  Sleep(900);  // no sound passes that nobody captures
+  Sleep(900);  // after the stop the clock counts no loss
   EXPECT_EQ(capture.fileClose(), 1);
   const cmm::CaptureReport report = GetCaptureReport();
   EXPECT_EQ(report.overruns, 1u);

@@ -63,7 +63,7 @@ TEST(CaptureStress, NothingIsAllocatedWhileARecordingRuns) {
       if (r.device.delivered - r.capture.GetSamples() < 1024) r.device.Deliver(300);
     }
   };
-  record(4096);  // whatever is made at the first use is made by now
+  record(4096);  // everything allocated at the first use is allocated by now
   const std::pair before(BlocksTaken(), mallinfo2().uordblks);
   record(200000);
   EXPECT_EQ(std::pair(BlocksTaken(), mallinfo2().uordblks), before);

@@ -91,7 +91,7 @@ TEST_F(Output, ThatCannotBeWrittenIsToldAndTheWorkDoneAllTheSame) {
       EXPECT_EQ(outcome.code, 1) << command[0];
       EXPECT_THAT(outcome.err, HasSubstr("standard output"));
       EXPECT_EQ(RunProgram({CMM_INFO, target_}).code, 0) << command[0];
-      // A closed output has given its number to nobody.
+      // No file has got the number of a closed output.
       EXPECT_EQ(FileText(target_).find("Recording to"), std::string::npos);
     }
   }
