@@ -70,8 +70,7 @@ class CountingDevice {
    private:
     std::uint64_t Due() const {
       const std::uint64_t recorded = cmm::GetCaptureReport().framesDelivered - before_;
-      // In real time until the reader has locked for the first time: before that the ring does not wait for
-      // it.
+      // In real time until the reader's first lock: before that the ring does not wait for it.
       if (owner_.ignoresClock && recorded > 0) return recorded + 2 * rate_;
       const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin_;
       return static_cast<std::uint64_t>(time.count() * static_cast<double>(rate_));
@@ -95,7 +94,7 @@ struct Counted {
   std::uint64_t gaps = 0;
   std::uint64_t firstGapAt = 0;  // frames of the file before it
   std::int64_t missing = 0;      // frames in all gaps; negative: some are there twice
-  bool complete = false;         // begins at 0, and its sizes are right
+  bool complete = false;         // has a RIFF header and the right data size
 };
 inline Counted CountFrames(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
