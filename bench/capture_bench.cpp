@@ -1,7 +1,7 @@
-// What a recording costs: the drain from the ring into the file, and the commands.
+// The processor time of a recording: the drain from the ring into the file, and the commands.
 //   build/release/bin/capture_bench
-// The device delivers as fast as it is asked to, so what is timed is the library's own work. One second of
-// 44100 Hz 16-bit stereo in a time of t seconds is t of one core; the counter core% says so.
+// The device delivers at once what it is asked for, so only the library's own work is timed. The counter
+// core% is the share of one core that recording at 44100 Hz, 16-bit stereo, takes.
 
 #include <benchmark/benchmark.h>
 
@@ -33,7 +33,7 @@ void Drain(benchmark::State& state) {
     state.PauseTiming();
     device.Deliver(44100);
     state.ResumeTiming();
-    if (engine.Write() != 44100) state.SkipWithError("the drain took something else");
+    if (engine.Write() != 44100) state.SkipWithError("the drain took another number of bytes");
   }
   engine.fClose();
   engine.Free(0);
@@ -43,7 +43,7 @@ void Drain(benchmark::State& state) {
 }
 BENCHMARK(Drain)->Iterations(2000)->Unit(benchmark::kMicrosecond);
 
-/// StartREC and StopREC: two commands to the thread and back, with its waking up.
+/// StartREC and StopREC: two commands to the thread with their replies; the thread wakes up for each.
 void StartAndStop(benchmark::State& state) {
   TempFolder folder;
   FakeDevice device;
@@ -57,7 +57,7 @@ void StartAndStop(benchmark::State& state) {
 }
 BENCHMARK(StartAndStop)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
-/// From StartREC to the first byte behind the read position of the built-in device, whose tick is 10 ms.
+/// From the start of the built-in device, which delivers every 10 ms, to its first readable byte.
 void FirstByte(benchmark::State& state) {
   IDirectSoundCapture* device = nullptr;
   IDirectSoundCaptureBuffer* buffer = nullptr;

@@ -1,12 +1,12 @@
-// What a sample costs in each stage of HarmonyUnit, through its exported calls, on one second of a synthetic
-// voice and of what the stages before make of it.
+// The time of a sample in each stage of HarmonyUnit, through its exported calls, over one second of a
+// synthetic voice, or of the output of the stages before.
 //
-// Beside each stage stands "plain", its formulas compiled into this program, on the same fields without the
-// call: what the arithmetic takes at least; and "quiet", the stage ten seconds into silence, with its states
-// decayed below the normal numbers. "multiply_add" is one multiplication and one addition that wait for each
-// other, the unit of the table that follows the usual lines. "tracker" is LVS, VPF and PitchExt; beside it
-// aubio's pitch trackers, where the build found them, over the same voice in blocks of 2048 with hops of 256
-// (its own default) and 512. One core:
+// For each stage there is also "plain", its formulas compiled into this program, on the same fields without
+// the call: the least time for the arithmetic; and "quiet", the stage after ten seconds of silence, with
+// subnormal states. "multiply_add" is one multiplication and one addition that wait for each other; the table
+// after the usual lines is in multiples of it. "tracker" is LVS, VPF and PitchExt; beside it aubio's pitch
+// trackers, where the build found them, over the same voice in blocks of 2048 with hops of 256 (its own
+// default) and 512. One core:
 //
 //   taskset -c 1 build/release/bin/harmony_bench --benchmark_repetitions=5 --benchmark_min_time=0.02
 #include <benchmark/benchmark.h>

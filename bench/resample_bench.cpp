@@ -1,13 +1,13 @@
 // The linear resampling filters against the portable loop, and against the nearest settings of libsamplerate,
 // speexdsp, soxr and swresample where the build found them.
 //
-// Every case takes one second of a signal with music's slopes through one stream, in blocks of one second or of
-// 64, 256 or 1024 frames; the "fresh" cases take every block at a new pair of rates. "filter" is the exported
-// filter, "portable" the same stream by the portable loop. libsamplerate is fed 16-bit samples through its own
-// conversion, and floats. Before anything is timed the filter's output is held against the portable loop's.
-// Behind the usual lines comes a table of each case's shortest repetition, as whatever else runs on the machine
-// only adds time: nanoseconds for an output frame of the filter, and how many times slower the others are. One
-// core, the repetitions of all cases mixed:
+// Every case takes one second of a signal with music's slopes through one stream, in blocks of one second or
+// of 64, 256 or 1024 frames; the "fresh" cases take every block at a new pair of rates. "filter" is the
+// exported filter, "portable" the same stream by the portable loop. libsamplerate gets 16-bit samples through
+// its own conversion, and floats. Before anything is timed the filter's output is held against the portable
+// loop's. After the usual lines comes a table of each case's shortest repetition, since other work on the
+// machine only adds time: nanoseconds for an output frame of the filter, and how many times slower the others
+// are. One core, the repetitions of all cases mixed:
 //
 //   taskset -c 1 build/release/bin/resample_bench --benchmark_repetitions=9 --benchmark_min_time=0.02
 //   --benchmark_enable_random_interleaving=true
@@ -206,7 +206,7 @@ struct Swresample {
 };
 #endif
 
-/// One second through a peer. @return the frames written, one block's behind the other's in out if kept
+/// One second through a peer. @return the frames written, all blocks in a row in @p out if @p keep
 template <class Peer, class Sample>
 std::uint32_t Second(Peer& peer, const std::vector<Sample>& in, std::uint32_t channels, std::uint32_t block,
                      Sample* out, bool keep) {

@@ -2,7 +2,8 @@
 //
 // Every case moves the same bytes through one of three: either reader, or plain read and write. Files lie in
 // memory-backed storage, so that the programs are measured and not a disk. Compare medians of the CPU time
-// within one run; all work is the process's own, and on a busy machine the clock's time tells of others:
+// within one run; all work is the process's own, and on a busy machine wall-clock time includes the work of
+// others:
 //
 //   build/release/bin/units_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
 //
@@ -23,7 +24,7 @@
 namespace {
 
 constexpr WAVEFORMATEX kFormat = {WAVE_FORMAT_PCM, 2, 44100, 176400, 4, 16, 0};
-constexpr int kHead = 56;
+constexpr int kHeaderBytes = 56;
 
 std::string Setting(const char* name, const char* usual) {
   const char* const value = std::getenv(name);
@@ -55,14 +56,15 @@ struct Plain {
     close(mirror);
   }
   bool Open() {
-    char head[kHead];
-    return read(source, head, kHead) == kHead && write(mirror, head, kHead) == kHead;
+    char header[kHeaderBytes];
+    return read(source, header, kHeaderBytes) == kHeaderBytes &&
+           write(mirror, header, kHeaderBytes) == kHeaderBytes;
   }
   bool Read(char* block, std::uint32_t bytes) { return read(source, block, bytes) == ssize_t{bytes}; }
   bool Write(const char* block, std::uint32_t bytes) { return write(mirror, block, bytes) == ssize_t{bytes}; }
 };
 
-// The whole file in blocks of one size, read or written. What was read is checked.
+// The complete file in blocks of one size, read or written. What was read is checked.
 template <class Peer, bool reads>
 void Stream(benchmark::State& state) {
   const auto bytes = static_cast<std::uint32_t>(state.range(0));
@@ -90,7 +92,7 @@ void Stream(benchmark::State& state) {
                           static_cast<std::int64_t>(kFileBytes));
 }
 
-// A file whose bytes tell their place.
+// A file whose 32-bit words count from 0, so that each tells its offset.
 void MakeSource() {
   std::vector<std::uint32_t> block(1 << 18);
   CMMWav wav;

@@ -90,7 +90,7 @@ using SndfileReader = Sndfile<SFM_READ>;
 using PlainWriter = Plain<O_WRONLY | O_CREAT | O_TRUNC>;
 using PlainReader = Plain<O_RDONLY>;
 
-// A file whose bytes tell their place.
+// A file whose 32-bit words count from 0, so that each tells its offset.
 void MakeFile(std::size_t bytes) {
   std::vector<std::uint32_t> block(1 << 18);
   CMMWav wav;
@@ -103,7 +103,7 @@ void MakeFile(std::size_t bytes) {
   if (!made || wav.Close() == 0) std::exit(EXIT_FAILURE);
 }
 
-// The whole file in blocks of one size. A read is checked once, ahead of the timing.
+// The complete file in blocks of one size. What was read is checked once, after the timing.
 template <class Peer, bool reads>
 void Stream(benchmark::State& state) {
   const auto blockBytes = static_cast<std::size_t>(state.range(0));

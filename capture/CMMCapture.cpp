@@ -1,4 +1,4 @@
-// The engine's life: device, ring, events, notifications, and giving them back.
+// The engine's set-up and shut-down: device, ring, events, notifications. Drains are in Drain.cpp.
 
 #include "capture/CMMCapture.h"
 
@@ -31,7 +31,7 @@ CMMCapture::~CMMCapture() = default;
 
 std::int32_t CMMCapture::Init(ThreadDAT* dat) {
   ClsDat();
-  // The event of an earlier run is closed by now, and this run may end before it takes its own.
+  // The event of the run before is closed, and this run may fail before InitEvents takes its own.
   ownerEvent = nullptr;
   notifyEventCount = 1;
   commandCount = CommandsOf(*dat);
@@ -50,8 +50,8 @@ std::int32_t CMMCapture::Init(ThreadDAT* dat) {
   if (result < 0) return result;
 
   InitEvents(dat);
-  // A wait on a list with a hole in it would fail at once, time after time; a command without a reply event
-  // would take effect and never say so.
+  // With a null handle in the list every wait would fail at once; a command without a reply event would take
+  // effect and never be answered.
   const auto missing = [](HANDLE handle) { return handle == nullptr; };
   if (std::any_of(waitHandles, waitHandles + notifyEventCount + commandCount, missing) ||
       std::any_of(replyEvents, replyEvents + commandCount, missing)) {
@@ -82,11 +82,11 @@ std::int32_t CMMCapture::InitEvents(ThreadDAT* dat) {
   }
 
   const auto ringSize =
-      static_cast<std::uint32_t>(std::uint64_t{dat->format.nAvgBytesPerSec} * capture::kRingTime / 1000);
+      static_cast<std::uint32_t>(std::uint64_t{dat->format.nAvgBytesPerSec} * capture::kRingMs / 1000);
   const std::uint32_t size =
-      std::max(ringSize / std::max<std::uint32_t>(dat->segmentCount, 1), capture::kSmallestSegment);
-  // Only the record's count changes: the ring and its notification points go by the engine's own.
-  if (size == capture::kSmallestSegment) dat->segmentCount = ringSize / capture::kSmallestSegment;
+      std::max(ringSize / std::max<std::uint32_t>(dat->segmentCount, 1), capture::kSmallestSegmentBytes);
+  // Only the record's count changes: the ring and its notification points use the engine's own.
+  if (size == capture::kSmallestSegmentBytes) dat->segmentCount = ringSize / capture::kSmallestSegmentBytes;
   const std::uint32_t block = std::max<std::uint32_t>(dat->format.nBlockAlign, 1);
   segmentSize = size - size % block;
   return 1;
@@ -95,15 +95,14 @@ std::int32_t CMMCapture::InitEvents(ThreadDAT* dat) {
 std::int32_t CMMCapture::InitBuffer(ThreadDAT* dat) {
   if (captureDevice == nullptr) return DSERR_UNINITIALIZED;
   DSCBUFFERDESC desc{};
-  // Up to the format and no further, whatever later versions of the record hold after it: 20 bytes where
-  // pointers have four.
-  desc.dwSize = offsetof(DSCBUFFERDESC, lpwfxFormat) + sizeof(desc.lpwfxFormat);
+  // Without the fields that later versions have after the format: 20 bytes where pointers have four.
+  desc.dwSize = offsetof(DSCBUFFERDESC, lpwfxFormat) + sizeof(void*);
   desc.dwBufferBytes = segmentCount * segmentSize;
   desc.lpwfxFormat = &dat->format;
   return captureDevice->CreateCaptureBuffer(&desc, &captureBuffer, nullptr);
 }
 
-std::int32_t CMMCapture::InitNotifications(ThreadDAT*) {
+std::int32_t CMMCapture::InitNotifications(ThreadDAT* /*dat*/) {
   if (captureBuffer == nullptr) return DSERR_UNINITIALIZED;
   void* found = nullptr;
   const HRESULT result = captureBuffer->QueryInterface(IID_IDirectSoundNotify, &found);
@@ -164,8 +163,8 @@ std::int32_t CMMCapture::fClose() {
   return result;
 }
 
-std::int32_t CMMCapture::Free(std::uint32_t) {
-  if (owners.IsOpen()) {  // otherwise a copy has given it all back
+std::int32_t CMMCapture::Free(std::uint32_t /*unused*/) {
+  if (owners.IsOpen()) {  // otherwise a copy has given everything back
     Release(captureBuffer);
     Release(notify);
     Release(captureDevice);

@@ -33,16 +33,16 @@ bool IsComplete(const WAVEFORMATEX& format) {
          format.nSamplesPerSec != 0 && format.wBitsPerSample != 0 && format.wFormatTag != 0;
 }
 
-void DropNames(ThreadDAT& dat, std::shared_ptr<char[]>& names) {
+void ClearNames(ThreadDAT& dat, std::shared_ptr<char[]>& names) {
   dat.fileName = dat.pathName = nullptr;
   names.reset();
 }
 
-/// Gives a record copies of both texts, in one block.
+/// Stores copies of both texts in the record, in one block.
 /// @return false when memory is short; the record has no names then
 bool SetNames(ThreadDAT& dat, std::shared_ptr<char[]>& names, std::string_view file,
               std::string_view path) try {
-  DropNames(dat, names);
+  ClearNames(dat, names);
   names = std::make_shared<char[]>(file.size() + 1 + path.size() + 1);
   dat.fileName = names.get();
   dat.pathName = dat.fileName + file.size() + 1;
@@ -53,51 +53,51 @@ bool SetNames(ThreadDAT& dat, std::shared_ptr<char[]>& names, std::string_view f
   return false;
 }
 
-/// Lets go of the run and of what belongs to it. A thread that still lives keeps it.
-void LetGo(HANDLE& thread, ThreadDAT& dat, std::shared_ptr<CaptureRun>& run) {
+/// Gives up this object's share of the run. A thread that still lives keeps its own.
+void ReleaseRun(HANDLE& thread, ThreadDAT& dat, std::shared_ptr<CaptureRun>& run) {
   thread = dat.ownerEvent = dat.mutex = nullptr;
   run.reset();
 }
 
-/// Ends the run, or leaves it to a thread that does not answer.
-void GiveUpRun(CMMWAVCapture& controller, HANDLE& thread, ThreadDAT& dat, std::shared_ptr<CaptureRun>& run) {
-  const Deadline deadline(capture::kAbandonWait);
+/// Ends the run. A thread that does not answer in time keeps it.
+void EndRun(CMMWAVCapture& controller, HANDLE& thread, ThreadDAT& dat, std::shared_ptr<CaptureRun>& run) {
+  const Deadline deadline(capture::kAbandonWaitMs);
   while (thread != nullptr) {
     controller.Exit();
-    if (deadline.Over()) LetGo(thread, dat, run);
+    if (deadline.Over()) ReleaseRun(thread, dat, run);
   }
 }
 
 /// Waits for the owner event to say that the thread has come up, or has failed to.
 bool AwaitStart(const CaptureRun& run) {
-  const Deadline deadline(capture::kStartWait);
+  const Deadline deadline(capture::kStartWaitMs);
   bool over = false;
-  while (WaitForSingleObject(run.ownerEvent, over ? 0 : capture::kLook) != WAIT_OBJECT_0) {
+  while (WaitForSingleObject(run.ownerEvent, over ? 0 : capture::kPollMs) != WAIT_OBJECT_0) {
     if (over) return false;
     over = deadline.Over() || run.HasEnded();
   }
   return true;
 }
 
-/// The owner event wakes; whether the thread has ended is seen in the run, since a late start-up signals too.
+/// The owner event only ends the wait: a late start-up signals it too, so the run tells whether it has ended.
 bool AwaitEnd(const CaptureRun& run, const Deadline& deadline) {
   while (!run.HasEnded()) {
     if (deadline.Over()) return false;
-    if (WaitForSingleObject(run.ownerEvent, capture::kLook) != WAIT_OBJECT_0) continue;
+    if (WaitForSingleObject(run.ownerEvent, capture::kPollMs) != WAIT_OBJECT_0) continue;
     ResetEvent(run.ownerEvent);
-    const RecordLock lock(run.mutex, capture::kLook);  // under which the thread signals, and then ends
+    const RecordLock lock(run.mutex, capture::kPollMs);  // under which the thread signals, and then ends
   }
   return true;
 }
 
-/// Not under the mutex: the thread needs it to carry the command out. A command that has failed gets no
-/// reply; once that is known there is nothing to wait for.
-/// @param before commands of that kind that had been answered when this one was sent
+/// Not under the mutex: the thread needs it to carry out the command. A command that has failed gets no
+/// reply; the count of answered commands then ends the wait.
+/// @param before that count when the command was sent
 std::int32_t AwaitReply(const CaptureRun& run, std::uint32_t command, std::uint32_t before) {
-  const Deadline deadline(capture::kReplyWait);
+  const Deadline deadline(capture::kReplyWaitMs);
   const HANDLE reply = run.replyEvents[command];
   bool over = false;
-  while (WaitForSingleObject(reply, over ? 0 : capture::kLook) != WAIT_OBJECT_0) {
+  while (WaitForSingleObject(reply, over ? 0 : capture::kPollMs) != WAIT_OBJECT_0) {
     if (over) return kTimedOut;
     over =
         deadline.Over() || run.HasEnded() || run.answered[command].load(std::memory_order_acquire) != before;
@@ -106,19 +106,18 @@ std::int32_t AwaitReply(const CaptureRun& run, std::uint32_t command, std::uint3
   return kDone;
 }
 
-/// A command and its answer.
-/// @param prepare called under the mutex in the wanted state; its false refuses the command
+/// Sends a command and waits for its reply.
+/// @param prepare called under the mutex in the wanted state; the command is refused when it gives false
 template <class Prepare>
-std::int32_t Exchange(CaptureRun& run, std::uint32_t wantedState, std::uint32_t command, Prepare prepare) {
+std::int32_t SendCommand(CaptureRun& run, std::uint32_t wantedState, std::uint32_t command, Prepare prepare) {
   std::uint32_t before = 0;
   {
-    // The check and the sending are one step under the mutex, so that the events are there and the thread is
-    // not at an earlier command.
-    const RecordLock lock(run.mutex, capture::kRecordWait);
+    // Check and signal under one lock: the events exist, and the thread is at no other command.
+    const RecordLock lock(run.mutex, capture::kMutexWaitMs);
     if (lock.TimedOut()) return kTimedOut;
     if (run.state != wantedState || !prepare()) return kRefused;
     before = run.answered[command].load();
-    // The reply of a command which ran out its time would pass for the answer to this one.
+    // A late reply to an earlier command must not count as the answer to this one.
     ResetEvent(run.replyEvents[command]);
     SetEvent(run.commandEvents[command]);
   }
@@ -135,9 +134,9 @@ CMMWAVCapture::CMMWAVCapture(const CMMWAVCapture& other) {
 
 CMMWAVCapture& CMMWAVCapture::operator=(const CMMWAVCapture& other) {
   if (this == &other) return *this;
-  GiveUpRun(*this, threadHandle, threadDat, run);
-  // The thread of the other may be writing its record.
-  const RecordLock lock(other.run != nullptr ? other.run->mutex : nullptr, capture::kRecordWait);
+  EndRun(*this, threadHandle, threadDat, run);
+  // The other object's thread may be writing its record.
+  const RecordLock lock(other.run != nullptr ? other.run->mutex : nullptr, capture::kMutexWaitMs);
   std::memcpy(timeText, other.timeText, sizeof timeText);
   threadDat = other.threadDat;
   threadHandle = other.threadHandle;
@@ -147,7 +146,7 @@ CMMWAVCapture& CMMWAVCapture::operator=(const CMMWAVCapture& other) {
 }
 
 CMMWAVCapture::~CMMWAVCapture() {
-  GiveUpRun(*this, threadHandle, threadDat, run);
+  EndRun(*this, threadHandle, threadDat, run);
 }
 
 HANDLE CMMWAVCapture::Create(const WAVEFORMATEX& format, const GUID* guid) {
@@ -169,7 +168,7 @@ HANDLE CMMWAVCapture::Create(const WAVEFORMATEX& format, const GUID* guid) {
   if (threadHandle == nullptr) {
     RunJournal::Get().EndRun(cmm::CaptureEnd::kStartFailed, E_OUTOFMEMORY);
     run->End();
-    LetGo(threadHandle, threadDat, run);
+    ReleaseRun(threadHandle, threadDat, run);
   }
   return threadHandle;
 }
@@ -184,29 +183,29 @@ std::int32_t CMMWAVCapture::Exit() {
   if (threadHandle == nullptr) return kNoThread;
   if (run == nullptr) {
     // A copy: thread and handles are its source's.
-    LetGo(threadHandle, threadDat, run);
+    ReleaseRun(threadHandle, threadDat, run);
     return kNoThread;
   }
-  // What an earlier Exit asked for may have been answered since; who has ended by itself gives no answer.
-  const Deadline deadline(capture::kExitWait);
+  // An earlier Exit may have asked already. A thread that has ended by itself does not answer.
+  const Deadline deadline(capture::kExitWaitMs);
   const bool answers = run->exitRequested.load(std::memory_order_acquire) || !run->HasEnded();
   if (answers) {
     ResetEvent(run->ownerEvent);
-    run->RequestExit(capture::kRecordWait);
+    run->RequestExit(capture::kMutexWaitMs);
   }
   const bool ended = AwaitEnd(*run, deadline);
   const bool acknowledged = answers && ended;
   Say(acknowledged ? capture::kExitAcknowledged : capture::kExitUnacknowledged);
-  if (!ended) return kTimedOut;  // it lives: nothing may go
+  if (!ended) return kTimedOut;  // the thread lives and uses it all
 
   capture::Refresh(threadDat, *run);
-  LetGo(threadHandle, threadDat, run);
+  ReleaseRun(threadHandle, threadDat, run);
   return acknowledged ? kDone : kTimedOut;
 }
 
 std::int32_t CMMWAVCapture::WaitMutex(std::uint32_t wantedState, std::uint32_t commandIndex) {
   if (run == nullptr) return kNoThread;
-  return Exchange(*run, wantedState, commandIndex, [] { return true; });
+  return SendCommand(*run, wantedState, commandIndex, [] { return true; });
 }
 
 std::int32_t CMMWAVCapture::StartREC() {
@@ -220,9 +219,9 @@ std::int32_t CMMWAVCapture::StopREC() {
 std::int32_t CMMWAVCapture::fileOpen(const char* name, const char* path) {
   if (run == nullptr || name == nullptr) return kNoThread;
   if (*name == '\0') return kRefused;
-  return Exchange(*run, kStateReady, kCommandFileOpen, [&] {
+  return SendCommand(*run, kStateReady, kCommandFileOpen, [&] {
     if (!SetNames(threadDat, names, name, path != nullptr ? path : "")) return false;
-    // The thread has its own part in them, which it keeps until the next file.
+    // The thread owns them too, until the next file.
     run->names = names;
     run->fileName = threadDat.fileName;
     run->pathName = threadDat.pathName;
@@ -232,13 +231,13 @@ std::int32_t CMMWAVCapture::fileOpen(const char* name, const char* path) {
 
 std::int32_t CMMWAVCapture::fileClose() {
   const std::int32_t result = WaitMutex(kStateFileOpen, kCommandFileClose);
-  DropNames(threadDat, names);
+  ClearNames(threadDat, names);
   return result;
 }
 
 std::int32_t CMMWAVCapture::ClsThreadDat() {
   if (threadHandle != nullptr) return 0;
-  DropNames(threadDat, names);
+  ClearNames(threadDat, names);
   threadDat = ThreadDAT{};
   return 1;
 }

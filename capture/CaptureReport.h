@@ -1,9 +1,15 @@
 #pragma once
 /// @file
-/// What became of a recording: what the published queries of CMMWAVCapture have no room for.
+/// Why a recording ended, what it lost, and what failed: what CMMWAVCapture's queries cannot tell.
 ///
-/// A run goes from Create to the end of its thread. The report is there while the run goes on and afterwards,
-/// until the next Create of any controller begins another one.
+/// @code
+/// const cmm::CaptureReport report = cmm::GetCaptureReport();
+/// if (report.end == cmm::CaptureEnd::kFileFailed) Show(std::system_category().message(report.fileError));
+/// if (report.lostFrames > 0) ShowGaps(report.overruns, report.lostFrames);
+/// @endcode
+///
+/// A run lasts from Create to the end of its thread. The report belongs to the process: it is kept after the
+/// run, until the next Create of any controller begins another. Any thread may ask for it at any time.
 
 #include <cstdint>
 
@@ -11,38 +17,39 @@
 
 namespace cmm {
 
-/// Why a run ended, or that it has not.
+/// Whether a run has ended, and why.
 enum class CaptureEnd : std::uint32_t {
   kNone,          ///< there has been no run
-  kRunning,       ///< it goes on: the thread starts, is ready, or captures
-  kStopped,       ///< it goes on, and StopREC has stopped the capture
+  kRunning,       ///< not ended: the thread starts, is ready, or captures
+  kStopped,       ///< not ended; StopREC has stopped the capture
   kExit,          ///< Exit, a destructor or the end of the process has ended it
   kFileLimit,     ///< the file can hold no more: 4 GiB
   kFileFailed,    ///< the file took nothing more: see fileError
   kDeviceLost,    ///< the device is gone: see deviceResult
-  kDeviceFailed,  ///< the device failed, or signalled without a segment: see deviceResult
+  kDeviceFailed,  ///< the device failed: see deviceResult, 0 when it signalled and had no segment ready
   kStartFailed,   ///< the start-up failed: see deviceResult, and GetState's state for the step
 };
 
-/// The report of a run. Frames count from the run's start, over all its files. A position counts the lost
-/// frames too, so it is a time of the sound; the last gap is lostFrames - lastLossFrames earlier in the file.
+/// The report of a run. Frames are counted from the run's start, over all its files. A position counts lost
+/// frames too, so it is a time of the recording. In the file the last gap is lostFrames - lastLossFrames
+/// frames earlier.
 struct CaptureReport {
   CaptureEnd end;
-  std::int32_t deviceResult;  ///< HRESULT of the device's call that failed, or 0
-  std::int32_t fileError;     ///< the system's code for a file that could not be opened, written or
-                              ///< finished, as std::system_category() names it, or 0
-  std::uint32_t overruns;     ///< gaps in the sound
-  std::uint64_t lostFrames;   ///< of all gaps
-  std::uint64_t lastLossAt;   ///< position where the last gap begins
-  std::uint64_t lastLossFrames;
-  bool lossIsEstimate;            ///< a length rests on the clock: the device does not count
-  std::uint64_t framesDelivered;  ///< handed over by the device
-  std::uint64_t framesInFile;     ///< in the files; exact once a file is closed
-  std::uint32_t longestDrainMs;   ///< the longest that moving sound into the file has taken
+  std::int32_t deviceResult;      ///< HRESULT of the device's call that failed, or 0
+  std::int32_t fileError;         ///< the system's code for a file that could not be opened, written or
+                                  ///< finished, as std::system_category() names it, or 0
+  std::uint32_t overruns;         ///< gaps in the recording
+  std::uint64_t lostFrames;       ///< frames of all gaps
+  std::uint64_t lastLossAt;       ///< position in frames where the last gap begins
+  std::uint64_t lastLossFrames;   ///< frames of the last gap
+  bool lossIsEstimate;            ///< a length is computed from the clock: the device does not count
+  std::uint64_t framesDelivered;  ///< frames that the device has handed over
+  std::uint64_t framesInFile;     ///< frames in the files; exact once a file is closed
+  std::uint32_t longestDrainMs;   ///< the longest drain in milliseconds, file writing included
 };
 
-/// @return the report of the present run, or of the last one; all its fields are of one moment. Any thread,
-///         at any time; it waits for nothing
+/// Waits for nothing.
+/// @return the report of the present run, or of the last one; all its fields are of one moment
 CMM_API CaptureReport GetCaptureReport();
 
 }  // namespace cmm

@@ -11,8 +11,7 @@
 namespace capture {
 namespace {
 
-/// The record that the one capture thread works on; null while there is none. It is compared and never
-/// followed, but by its own thread.
+/// The record of the present run; null while there is none. It is only compared, except by its own thread.
 constinit std::atomic<const ThreadDAT*> boundThreadDat{nullptr};
 
 }  // namespace
@@ -37,7 +36,7 @@ std::shared_ptr<CaptureRun> CaptureRun::Begin(const WAVEFORMATEX& captureFormat,
   auto run = std::make_shared<CaptureRun>(captureFormat, guid);
   const ThreadDAT* none = nullptr;
   if (!boundThreadDat.compare_exchange_strong(none, run.get(), std::memory_order_acq_rel)) return nullptr;
-  run->threadsPart_ = run;
+  run->threadsReference_ = run;
   return run;
 } catch (const std::bad_alloc&) {
   return nullptr;
@@ -45,11 +44,11 @@ std::shared_ptr<CaptureRun> CaptureRun::Begin(const WAVEFORMATEX& captureFormat,
 
 std::shared_ptr<CaptureRun> CaptureRun::OfThread(ThreadDAT* threadDat) noexcept {
   if (boundThreadDat.load(std::memory_order_acquire) != threadDat) return nullptr;
-  return std::move(static_cast<CaptureRun*>(threadDat)->threadsPart_);
+  return std::move(static_cast<CaptureRun*>(threadDat)->threadsReference_);
 }
 
 void CaptureRun::End() noexcept {
-  threadsPart_.reset();  // of a thread that could not be started
+  threadsReference_.reset();  // of a thread that could not be started
   boundThreadDat.store(nullptr, std::memory_order_release);
 }
 
@@ -61,9 +60,9 @@ void CaptureRun::RequestExit(DWORD milliseconds) noexcept {
   exitRequested.store(true, std::memory_order_release);
   const RecordLock lock(mutex, milliseconds);
   if (lock.TimedOut()) return;
-  // The events live in these states and no others, and they cannot go while the record is held.
-  const bool eventsLive = state == kStateCapturing || state == kStateFileOpen || state == kStateReady;
-  if (eventsLive) SetEvent(commandEvents[kCommandExit]);
+  // The events exist in these states only, and are not closed while the mutex is held.
+  const bool eventsExist = state == kStateCapturing || state == kStateFileOpen || state == kStateReady;
+  if (eventsExist) SetEvent(commandEvents[kCommandExit]);
 }
 
 bool IsAnyRunAlive() noexcept {

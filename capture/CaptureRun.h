@@ -9,13 +9,16 @@
 namespace capture {
 
 /// The record that the thread works on, guarded by its mutex, and what else the two sides need. Controller
-/// and thread both own the run, and the last of them closes its handles: a controller that is destroyed while
-/// the thread hangs in a device or a disk takes nothing from it. The controller's own record follows this one.
+/// and thread both own the run, and the last of them closes its handles: so a controller can be destroyed
+/// while the thread hangs in a device or a disk. The controller shows a record of its own, which Refresh
+/// updates.
 struct CaptureRun : ThreadDAT {
-  /// Opens a run with mutex and owner event, which are null when memory is short.
-  /// @return null at once while the thread of another run lives, or when memory is short
+  /// Begins a run, with mutex and owner event; either is null when the system gave none.
+  /// @return the run; null while another run lives, or when memory is short
   static std::shared_ptr<CaptureRun> Begin(const WAVEFORMATEX& captureFormat, const GUID* guid) noexcept;
-  /// @return the run whose thread has been given @p threadDat, for that thread to own; null for any other
+  /// Hands the thread its share of the run, once.
+  /// @param threadDat as the thread was given it
+  /// @return the run; null when @p threadDat is not the present one
   static std::shared_ptr<CaptureRun> OfThread(ThreadDAT* threadDat) noexcept;
 
   CaptureRun(const WAVEFORMATEX& captureFormat, const GUID* guid);
@@ -23,32 +26,32 @@ struct CaptureRun : ThreadDAT {
   CaptureRun& operator=(const CaptureRun&) = delete;
   ~CaptureRun();
 
-  /// The thread's last act, but for letting go of mutex and run. Under the mutex, after the last state has
-  /// been stored: who has seen that state can begin another run.
+  /// Ends the run: another one can begin. The thread's last step before it releases mutex and run; the record
+  /// has its last state by then.
   void End() noexcept;
-  /// Once it has ended, the record changes no more.
+  /// After the end the record does not change any more.
   bool HasEnded() const noexcept;
 
-  /// Asks the thread to end, however far it has come: by the command event where the events exist, and by a
-  /// flag that the thread looks at before each wait, for where they do not exist yet or the record cannot be
-  /// had in time.
+  /// Asks the thread to end, however far it has come: by the command event, and by a flag that the thread
+  /// checks before each wait, in case the events do not exist yet or the mutex cannot be had in time.
+  /// @param milliseconds the longest wait for the mutex
   void RequestExit(DWORD milliseconds) noexcept;
 
   std::atomic<bool> exitRequested{false};
   /// Commands of each kind that have been carried out, or have failed.
   std::atomic<std::uint32_t> answered[kCommandCount] = {};
-  /// The characters of fileName and pathName. The controller has a part in the same block.
+  /// The characters of fileName and pathName; the controller shares the block.
   std::shared_ptr<char[]> names;
 
  private:
-  std::shared_ptr<CaptureRun> threadsPart_;  // until the thread has taken it
+  std::shared_ptr<CaptureRun> threadsReference_;  // until the thread takes it
 };
 
-/// Whether the thread of any run lives.
+/// Whether any run of the process has not ended.
 bool IsAnyRunAlive() noexcept;
 
-/// Brings a controller's record up to date with what the thread has written. With the mutex held, or at the
-/// run's end.
+/// Copies what the thread writes from its record to the controller's. Under the mutex, or after the run's
+/// end.
 void Refresh(ThreadDAT& shown, const ThreadDAT& record) noexcept;
 
 }  // namespace capture

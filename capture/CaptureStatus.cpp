@@ -1,4 +1,4 @@
-// The controller's view of the record: state, time, level and format.
+// The controller's queries: state, time, level and format.
 
 #include <cstdio>
 #include <cstring>
@@ -11,7 +11,7 @@
 
 namespace {
 
-using capture::kMinutesShown;
+using capture::kMostMinutesShown;
 
 struct ResultCode {
   std::uint32_t result;
@@ -33,12 +33,12 @@ constexpr ResultCode kResultCodes[] = {
     {0x8878000A, -14},  // DSERR_ALLOCATED
 };
 
-/// Holds the run's record for one query, and brings the controller's own up to date. Without a run there is
-/// nothing to hold.
+/// Locks the run's record for one query, and updates the controller's from it. Without a run there is nothing
+/// to lock.
 class RecordView {
  public:
   RecordView(const capture::CaptureRun* run, ThreadDAT& shown)
-      : lock_(run != nullptr ? run->mutex : nullptr, capture::kRecordWait) {
+      : lock_(run != nullptr ? run->mutex : nullptr, capture::kMutexWaitMs) {
     if (run != nullptr && !TimedOut()) capture::Refresh(shown, *run);
   }
   bool TimedOut() const { return lock_.TimedOut(); }
@@ -51,16 +51,16 @@ double Seconds(std::uint32_t bytes, std::uint32_t bytesPerSecond) {
   return static_cast<double>(bytes) / static_cast<double>(bytesPerSecond);
 }
 
-/// "mm:ss.hh" into a field of ten; minutes run on past 59, as far as the field goes.
+/// Writes "mm:ss.hh"; minutes run on past 59, up to what the field holds.
 void FormatTime(double seconds, char (&text)[10]) {
-  const auto whole = static_cast<std::uint32_t>(seconds);
-  const auto hundredths = static_cast<std::uint32_t>((seconds - whole) * 100.0);
-  if (whole / 60 > kMinutesShown) {
+  const auto fullSeconds = static_cast<std::uint32_t>(seconds);
+  const auto hundredths = static_cast<std::uint32_t>((seconds - fullSeconds) * 100.0);
+  if (fullSeconds / 60 > kMostMinutesShown) {
     std::memcpy(text, "999:59.99", sizeof text);
     return;
   }
   char line[40];
-  std::snprintf(line, sizeof line, "%02u:%02u.%02u", whole / 60, whole % 60, hundredths);
+  std::snprintf(line, sizeof line, "%02u:%02u.%02u", fullSeconds / 60, fullSeconds % 60, hundredths);
   std::memcpy(text, line, sizeof text);
   text[sizeof text - 1] = '\0';
 }
@@ -136,7 +136,7 @@ std::int32_t CMMWAVCapture::GetState(std::uint32_t* stateOut, std::int32_t* resu
   const RecordView view(run.get(), threadDat);
   if (view.TimedOut()) return WAIT_TIMEOUT;
   if (resultOut != nullptr) *resultOut = threadDat.result;
-  // A run whose thread has not taken its first step yet has no state.
+  // Before the thread's first step a run has no state.
   const bool begun = threadDat.mutex == nullptr || threadDat.threadCount != 0;
   *stateOut = begun ? threadDat.state : kStateNone;
   return 1;

@@ -1,5 +1,5 @@
-// The one thread of the library: it waits for the ring's notification and for commands, and turns each into
-// calls of the engine. Why it and the controller do not get in each other's way is in docs/architecture.md.
+// The library's only thread: it waits for the ring's notification and for commands, and calls the engine for
+// each. docs/architecture.md explains how it and the controller work together without races.
 
 #include "capture/CaptureThread.h"
 
@@ -23,22 +23,22 @@ using capture::Deadline;
 using capture::RecordLock;
 using capture::RunJournal;
 
-/// The engine outlives the threads: each run takes it through Init and Free. Built by the first one, in
-/// storage that starts zero, so that loading the library constructs nothing.
+/// The engine outlives the threads: each run takes it through Init and Free. The first run constructs it, in
+/// storage that starts zero, so that loading the library runs nothing.
 alignas(CMMCapture) constinit std::byte engineStorage[sizeof(CMMCapture)] = {};
 
 CMMCapture& BuiltEngine() {
   return *std::launder(reinterpret_cast<CMMCapture*>(engineStorage));
 }
 
-/// The process ends, or unloads the library: no run is to go on.
-constinit std::atomic<bool> processEnds{false};
+/// Set when the process ends or unloads the library: every run has to end.
+constinit std::atomic<bool> processEnding{false};
 
-/// Where the system has not ended the thread by then, a host that left without Exit has it still at work. It
-/// is asked to end, which finishes its file; an engine that is still in use then is left alone.
+/// A host may leave without Exit while its thread still runs. The thread is asked to end, which finishes its
+/// file; an engine that is still in use after the limit is not destroyed.
 void destroyEngine() {
-  processEnds.store(true, std::memory_order_release);
-  const Deadline deadline(capture::kExitWait);
+  processEnding.store(true, std::memory_order_release);
+  const Deadline deadline(capture::kExitWaitMs);
   while (capture::IsAnyRunAlive()) {
     if (deadline.Over()) return;
     Sleep(1);
@@ -53,7 +53,7 @@ CMMCapture& Engine() {
 
 // --- Drains -----------------------------------------------------------------------------------------------
 
-/// One drain, and what the record tells of it.
+/// One drain, with its count and level stored in the record.
 /// @return bytes that the file took
 std::uint32_t Drain(CMMCapture& engine, ThreadDAT& dat) {
   const auto bytes = static_cast<std::uint32_t>(engine.Write());
@@ -62,14 +62,14 @@ std::uint32_t Drain(CMMCapture& engine, ThreadDAT& dat) {
   return bytes;
 }
 
-/// After a stop: what still waits in whole segments goes into the file, as far as the time allows.
+/// After a stop: drains the whole segments that still wait, as far as the time allows.
 void DrainRest(CMMCapture& engine, ThreadDAT& dat, DWORD milliseconds) {
   const Deadline deadline(milliseconds);
   while (!deadline.Over() && Drain(engine, dat) != 0) RunJournal::Get().EndDrain(true);
 }
 
-/// Before the file's end: what the time was not enough for is taken out of the ring and counted, so that no
-/// notification of it comes when there is no file any more.
+/// Before the file is closed: takes what is left out of the ring and counts it as lost, so that no
+/// notification for it comes when there is no file any more.
 void DiscardRest(CMMCapture& engine) {
   RunJournal& journal = RunJournal::Get();
   std::uint32_t bytes = 0;
@@ -78,9 +78,9 @@ void DiscardRest(CMMCapture& engine) {
   journal.EndDiscard(bytes);
 }
 
-// --- The file's end ---------------------------------------------------------------------------------------
+// --- Closing the file -------------------------------------------------------------------------------------
 
-/// What a file holds that could not be finished as it should.
+/// The data bytes of a file that could not be finished properly.
 std::uint32_t BytesInFile(const ThreadDAT& dat) {
   CMMWav file;
   WAVEFORMATEX format{};
@@ -88,14 +88,14 @@ std::uint32_t BytesInFile(const ThreadDAT& dat) {
   return static_cast<std::uint32_t>(std::llround(file.GetPlayTime() * format.nAvgBytesPerSec));
 }
 
-/// Finishes the file. Bytes that are not in it are taken off the count.
+/// Finishes the file. Bytes that it does not hold are subtracted from the count.
 std::int32_t CloseFile(CMMCapture& engine, ThreadDAT& dat) {
   RunJournal& journal = RunJournal::Get();
   const bool hadFile = dat.state == kStateCapturing || dat.state == kStateFileOpen;
   const std::int32_t result = engine.fClose();
   if (!hadFile) return result;
   const std::uint32_t missing = journal.FileClosed(result == 1 ? journal.FileBytes() : BytesInFile(dat));
-  dat.recordedBytes -= std::min(missing, dat.recordedBytes);  // SetSamples may have begun anew
+  dat.recordedBytes -= std::min(missing, dat.recordedBytes);  // SetSamples may have lowered it
   return result;
 }
 
@@ -103,13 +103,13 @@ std::int32_t CloseFile(CMMCapture& engine, ThreadDAT& dat) {
 
 std::int32_t Stop(CMMCapture& engine, ThreadDAT& dat) {
   const std::int32_t result = engine.StopREC();
-  if (result == 1) DrainRest(engine, dat, capture::kStopSaves);
+  if (result == 1) DrainRest(engine, dat, capture::kStopSaveMs);
   return result;
 }
 
 std::int32_t Close(CMMCapture& engine, ThreadDAT& dat) {
   engine.StopREC();
-  DrainRest(engine, dat, capture::kStopSaves);
+  DrainRest(engine, dat, capture::kStopSaveMs);
   DiscardRest(engine);
   return CloseFile(engine, dat);
 }
@@ -135,12 +135,12 @@ void ServeCommand(CMMCapture& engine, CaptureRun& run, std::uint32_t index) {
     run.state = kCommands[index].nextState;
     engine.SetRevEvent(index);
   }
-  // Under the mutex still: who got the reply cannot have sent the next command before this reset.
+  // Still under the mutex: the controller cannot send the next command before this reset.
   engine.ResetEvent(index);
   run.answered[index].fetch_add(1, std::memory_order_release);
 }
 
-/// The first command that waits. @return kCommandCount when there is none
+/// @return the first command that waits; kCommandCount when there is none
 std::uint32_t WaitingCommand(const ThreadDAT& dat) {
   std::uint32_t index = 0;
   while (index < kCommandCount && WaitForSingleObject(dat.commandEvents[index], 0) != WAIT_OBJECT_0) ++index;
@@ -156,15 +156,16 @@ bool ServeNotification(CMMCapture& engine, CaptureRun& run) {
   return RunJournal::Get().EndDrain(moved);
 }
 
-/// Waits and serves until the run is to end.
-/// @return whether it was asked to; otherwise it has ended by itself
+/// Waits and serves until the run ends.
+/// @return whether it was asked to end; otherwise it ended by itself
 bool Loop(CMMCapture& engine, CaptureRun& run) {
-  std::uint32_t drains = 0;  // one after the other, with nothing in between
-  while (!run.exitRequested.load(std::memory_order_acquire) && !processEnds.load(std::memory_order_acquire)) {
-    // The notification goes before the commands. But when the disk is slower than the sound there always is
-    // one, and it must not shut them out.
+  std::uint32_t drains = 0;  // in a row
+  while (!run.exitRequested.load(std::memory_order_acquire) &&
+         !processEnding.load(std::memory_order_acquire)) {
+    // The notification goes before the commands. But when the disk is slower than the device there is always
+    // one, so after some drains in a row a waiting command goes first.
     const std::uint32_t waiting = drains < capture::kDrainsInARow ? kCommandCount : WaitingCommand(run);
-    const std::uint32_t woken = waiting < kCommandCount ? 1 + waiting : engine.MsgWait(capture::kTurn);
+    const std::uint32_t woken = waiting < kCommandCount ? 1 + waiting : engine.MsgWait(capture::kLoopWaitMs);
     drains = woken == 0 ? drains + 1 : 0;
     if (woken > kCommandCount) continue;  // time-out, or input: nothing to do
     if (woken == 0) {
@@ -178,16 +179,16 @@ bool Loop(CMMCapture& engine, CaptureRun& run) {
   return true;
 }
 
-/// Gives the device back and lets the controller know. Under the mutex; the record has its last state.
+/// Gives the device back and wakes the controller. Under the mutex; the record has its last state.
 void EndRun(CMMCapture& engine, CaptureRun& run) {
   engine.Free(0);
   --run.threadCount;
   engine.OwnerCall();
-  // After the call: Create, which waits no longer for a run that has ended, finds the signal if there is one.
+  // Only after OwnerCall: Create stops waiting when the run has ended, and must then find the signal.
   run.End();
 }
 
-/// @return whether the run has come up; otherwise it has ended
+/// @return whether the start-up has worked; otherwise the run has ended
 bool StartUp(CMMCapture& engine, CaptureRun& run) {
   const RecordLock lock(run.mutex, INFINITE);
   ++run.threadCount;
@@ -206,7 +207,7 @@ void ShutDown(CMMCapture& engine, CaptureRun& run, bool asked) {
   const RecordLock lock(run.mutex, INFINITE);
   engine.StopREC();
   if (asked && run.state != kStateReady) {
-    DrainRest(engine, run, capture::kExitSaves);
+    DrainRest(engine, run, capture::kExitSaveMs);
     DiscardRest(engine);
   }
   RunJournal::Get().EndRun(cmm::CaptureEnd::kExit);

@@ -2,6 +2,13 @@
 
 #include "platform/platform.h"
 
-/// Entry of the capture thread, for _beginthreadex; the controller starts it and nobody else does.
-/// @param threadDat the ThreadDAT of the run
+/// Entry of the capture thread: opens the device, drains the ring and carries out commands until the run
+/// ends. Only the controller starts it, on a thread of its own:
+///
+/// @code
+/// _beginthreadex(nullptr, 0, CaptureThread, run.get(), 0, &id);
+/// @endcode
+///
+/// @param threadDat the record of the run, a CaptureRun; any other pointer ends the thread at once
+/// @return never: it ends its thread with 0
 unsigned __stdcall CaptureThread(void* threadDat);

@@ -1,6 +1,6 @@
-// A drain: the whole segments that are ready in the ring go into the file, and the first part of them gives
-// the level. Its published names are Write, which gives the bytes, and RecordData, which gives the platform's
-// result.
+// A drain: moves the whole segments that are ready from the ring into the file, and takes the level from
+// their first part. Its published names are Write, which gives the bytes, and RecordData, which gives the
+// platform's result.
 
 #include <algorithm>
 #include <cstdio>
@@ -27,11 +27,11 @@ std::int32_t Highest(const Sample* data, std::uint32_t count) {
   return level;
 }
 
-/// The device's read position. A notification that comes after the wait is for data that this drain takes
-/// too: a position that is taken later withdraws it.
-/// @param notifications that the drain answers
-HRESULT LookAtPosition(IDirectSoundCaptureBuffer& ring, HANDLE notification, DWORD* readPosition,
-                       std::uint32_t* notifications) {
+/// Reads the device's read position, and clears the notification that has come since the wait: this drain
+/// takes its segments too, and with nothing left for it the next drain would end the run.
+/// @param notifications receives how many notifications this drain serves
+HRESULT ReadPosition(IDirectSoundCaptureBuffer& ring, HANDLE notification, DWORD* readPosition,
+                     std::uint32_t* notifications) {
   HRESULT result = DS_OK;
   do {
     ++*notifications;
@@ -67,7 +67,7 @@ std::int32_t CMMCapture::RecordData(std::uint32_t* total) {
 
   DWORD readPosition = 0;
   std::uint32_t notifications = 0;
-  HRESULT result = LookAtPosition(*captureBuffer, waitHandles[0], &readPosition, &notifications);
+  HRESULT result = ReadPosition(*captureBuffer, waitHandles[0], &readPosition, &notifications);
   if (result < 0) {
     journal.DeviceFailed(result);
     return result;
@@ -97,7 +97,7 @@ std::int32_t CMMCapture::RecordData(std::uint32_t* total) {
                           : GetMax8(static_cast<const std::uint8_t*>(parts[i]), written);
     }
     captureBuffer->Unlock(parts[i], lengths[i], nullptr, 0);
-    // By what was locked, whatever the file took: the ring goes on.
+    // By what was locked, even if the file took less: the device goes on.
     readOffset = (readOffset + lengths[i]) % ringSize;
   }
   return 0;

@@ -1,5 +1,5 @@
 #pragma once
-// The limits of capture. Times are in milliseconds.
+// The sizes and times of capture, all in one file: ring, waits, saving, texts.
 
 #include <chrono>
 #include <cstdint>
@@ -8,37 +8,46 @@
 
 namespace capture {
 
-// The ring, in time of sound.
+// The ring's length, as time of sound.
 inline constexpr std::uint32_t kRingSegments = 4;
-inline constexpr std::uint32_t kSegmentTime = 250;
-inline constexpr std::uint32_t kRingTime = kRingSegments * kSegmentTime;
-/// Bytes of a segment at the least, however slow the sound is.
-inline constexpr std::uint32_t kSmallestSegment = 1024;
-/// Of a ring, by which a device's position and the clock may disagree before a loss is seen in it.
-inline constexpr double kClockTolerance = 0.25;
+inline constexpr std::uint32_t kSegmentMs = 250;
+inline constexpr std::uint32_t kRingMs = kRingSegments * kSegmentMs;
+/// A segment has at least so many bytes, however low the byte rate is.
+inline constexpr std::uint32_t kSmallestSegmentBytes = 1024;
+/// Where a device does not count its losses: a loss is seen when clock and position differ by a ring less
+/// this part of one.
+inline constexpr double kClockToleranceRings = 0.25;
 
-// The thread's loop: the longest of its waits, and the drains after which it looks at the commands first.
-inline constexpr DWORD kTurn = 100;
+// The thread's loop.
+/// Its longest wait.
+inline constexpr DWORD kLoopWaitMs = 100;
+/// After so many drains in a row it serves a waiting command first.
 inline constexpr std::uint32_t kDrainsInARow = kRingSegments;
 
-// The controller's waits, as its interface names them.
-inline constexpr DWORD kRecordWait = 1000;
-inline constexpr DWORD kReplyWait = 1000;
-inline constexpr DWORD kStartWait = 1000;
-inline constexpr DWORD kExitWait = 5000;
-/// What a destructor gives a thread that does not answer, before it leaves the run to it.
-inline constexpr DWORD kAbandonWait = 2 * kExitWait;
-/// How often a wait looks whether its answer can still come.
-inline constexpr DWORD kLook = 10;
+// The time limits of the controller's calls, which CMMWAVCapture.h promises.
+/// For the record's mutex.
+inline constexpr DWORD kMutexWaitMs = 1000;
+/// For the reply to a command.
+inline constexpr DWORD kReplyWaitMs = 1000;
+/// For the start of the thread.
+inline constexpr DWORD kStartWaitMs = 1000;
+/// For the end of the thread, in Exit.
+inline constexpr DWORD kExitWaitMs = 5000;
+/// The same in the destructor, which then leaves the run to a thread that hangs.
+inline constexpr DWORD kAbandonWaitMs = 2 * kExitWaitMs;
+/// How often such a wait checks whether its answer can still come.
+inline constexpr DWORD kPollMs = 10;
 
-// How long a stop and the end of a run go on saving what has been captured, within the controller's waits.
-inline constexpr DWORD kStopSaves = 800;
-inline constexpr DWORD kExitSaves = 4000;
+// How long captured sound is still saved to a slow disk: within the limits above.
+/// At a stop, and once more before the file is closed.
+inline constexpr DWORD kStopSaveMs = 800;
+/// At Exit.
+inline constexpr DWORD kExitSaveMs = 4000;
 
-/// What the text of a time can show.
-inline constexpr std::uint32_t kMinutesShown = 999;
+/// The most minutes that GetTimeString shows.
+inline constexpr std::uint32_t kMostMinutesShown = 999;
 
-/// Counts a limit down.
+/// A point in time, so many milliseconds from now.
 class Deadline {
  public:
   explicit Deadline(DWORD milliseconds) : end_(Clock::now() + std::chrono::milliseconds(milliseconds)) {}

@@ -1,6 +1,6 @@
 #pragma once
-// The debug messages of capture: the bytes in code page 932, as they go out, and beside them the text that
-// they spell. The bytes are escaped, so that the source reads the same in every editor and compiler.
+// All debug messages of capture: the bytes in code page 932, as they go out, and beside them the same text in
+// UTF-8. The bytes are escaped, so that the source is the same in every editor and compiler.
 
 #include "platform/platform.h"
 
@@ -89,7 +89,7 @@ inline constexpr Message kMessages[] = {
     kExitUnacknowledged,
 };
 
-/// The report of a drain, before it moves anything.
+/// The message of a drain, before it moves anything: bytes, offset in the ring.
 inline constexpr char kDrainFormat[] =
     "Writing %5d bytes to file from capture buffer starting at offset %d\n";
 

@@ -1,12 +1,12 @@
 #pragma once
-// The controller's hold on the record.
+// The lock of the record's mutex.
 
 #include "platform/platform.h"
 
 namespace capture {
 
-/// Holds the record's mutex, waiting at most a given time for it. Without a mutex (no run) there is nothing
-/// to hold. Only a time-out counts as not having it: any other answer goes on as if it were held.
+/// Holds the record's mutex, after a wait of at most a given time. A null mutex (no run) needs no lock. Only
+/// a time-out counts as a failure: after any other result of the wait the mutex counts as held.
 class RecordLock {
  public:
   RecordLock(HANDLE mutex, DWORD milliseconds)

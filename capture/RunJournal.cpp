@@ -5,16 +5,16 @@
 #include <utility>
 
 #include "capture/Limits.h"
-#include "capture/Published.h"
+#include "capture/SequenceLock.h"
 
 namespace capture {
 namespace {
 
 constinit RunJournal journal;
-constinit Published<cmm::CaptureReport> published;
+constinit SequenceLocked<cmm::CaptureReport> published;
 
-/// A device may answer every identifier with the one interface that it has, so what it gives must know its
-/// own.
+/// A device may answer every identifier with the one interface that it has. So the interface that it gives is
+/// asked for itself once more.
 /// @return whether the buffer counts its losses
 bool AskForLosses(IDirectSoundCaptureBuffer* buffer, CaptureLosses* losses) {
   void* found = nullptr;
@@ -50,12 +50,12 @@ void RunJournal::BeginRun(const WAVEFORMATEX& format) {
   Publish();
 }
 
-bool RunJournal::GoesOn() const {
+bool RunJournal::IsRunning() const {
   return report_.end == cmm::CaptureEnd::kRunning || report_.end == cmm::CaptureEnd::kStopped;
 }
 
 void RunJournal::EndRun(cmm::CaptureEnd why, HRESULT deviceResult) {
-  if (!GoesOn()) return;
+  if (!IsRunning()) return;
   report_.end = why;
   if (deviceResult != 0) report_.deviceResult = deviceResult;
   Publish();
@@ -66,10 +66,10 @@ void RunJournal::CaptureStarted(HRESULT result) {
   gapsBefore_ = report_.overruns;
   lostBefore_ = report_.lostFrames;
   capturing_ = result >= 0;
-  lastLook_ = {};
+  lastPositionAt_ = {};
   lastPosition_ = 0;
   report_.deviceResult = result < 0 ? result : 0;
-  if (GoesOn()) report_.end = cmm::CaptureEnd::kRunning;
+  if (IsRunning()) report_.end = cmm::CaptureEnd::kRunning;
   Publish();
 }
 
@@ -77,7 +77,7 @@ void RunJournal::CaptureStopped(HRESULT result) {
   if (result < 0) report_.deviceResult = result;
   if (result == 0) {
     capturing_ = false;
-    if (GoesOn()) report_.end = cmm::CaptureEnd::kStopped;
+    if (IsRunning()) report_.end = cmm::CaptureEnd::kStopped;
   }
   Publish();
 }
@@ -114,8 +114,8 @@ void RunJournal::BeginDrain() {
 void RunJournal::Found(std::uint32_t segments, std::uint32_t notifications, std::uint32_t ringSegments) {
   foundNothing_ = segments == 0;
   if (foundNothing_) return;
-  const std::uint32_t due = toCome_ + segments;
-  toCome_ = std::min(due - std::min(due, notifications), ringSegments);
+  const std::uint32_t due = notificationsToCome_ + segments;
+  notificationsToCome_ = std::min(due - std::min(due, notifications), ringSegments);
 }
 
 void RunJournal::Moved(std::uint32_t delivered, std::uint32_t written, DWORD fileError) {
@@ -140,22 +140,24 @@ void RunJournal::NoteLosses(IDirectSoundCaptureBuffer* buffer, DWORD readPositio
   }
 }
 
-/// Such a buffer goes on whether it is read or not: so many rings as the clock has gone on and the position
-/// has not, went by unseen. How long a device takes to begin is unknown, so the first look is the beginning.
+/// Such a buffer overwrites what has not been read. The clock gives the bytes since the last call, the
+/// position the same modulo the ring: the difference, in complete rings, was lost. How long a device takes to
+/// begin is unknown, so the first call only notes the time.
 void RunJournal::EstimateLoss(DWORD readPosition, std::uint32_t ringBytes) {
   const auto now = Clock::now();
-  const std::chrono::duration<double> away = now - lastLook_;
+  const std::chrono::duration<double> away = now - lastPositionAt_;
   const DWORD moved = readPosition >= lastPosition_ ? readPosition - lastPosition_
                                                     : readPosition + (ringBytes - lastPosition_);
-  const double rings = std::floor((away.count() * bytesPerSecond_ - moved) / ringBytes + kClockTolerance);
-  const bool isFirst = std::exchange(lastLook_, now) == Clock::time_point();
+  const double rings =
+      std::floor((away.count() * bytesPerSecond_ - moved) / ringBytes + kClockToleranceRings);
+  const bool isFirst = std::exchange(lastPositionAt_, now) == Clock::time_point();
   lastPosition_ = readPosition;
   if (isFirst || rings < 1.0) return;
   CountLoss(static_cast<std::uint64_t>(rings) * ringBytes / block_);
   report_.lossIsEstimate = true;
 }
 
-/// A gap before what is drained next.
+/// Counts a gap before the frames that are drained next.
 void RunJournal::CountLoss(std::uint64_t frames) {
   report_.lastLossAt = delivered_ / block_ + report_.lostFrames;
   report_.lastLossFrames = frames;
@@ -165,11 +167,11 @@ void RunJournal::CountLoss(std::uint64_t frames) {
   lostBefore_ += frames;
 }
 
-/// A device may signal a segment a little after it has moved its position over it, when a drain has taken
-/// that segment along already.
+/// A device may signal a segment a little after its position has passed it; a drain has then taken the
+/// segment already.
 bool RunJournal::IsLateNotification() {
-  if (!foundNothing_ || drainResult_ != 0 || toCome_ == 0) return false;
-  --toCome_;
+  if (!foundNothing_ || drainResult_ != 0 || notificationsToCome_ == 0) return false;
+  --notificationsToCome_;
   return true;
 }
 

@@ -4,7 +4,8 @@
 
 #include "platform/platform.h"
 
-/// Commands of the controller to the capture thread: index of the event, and wait result minus one.
+/// Commands of the controller to the capture thread. The value is the index of the command's event, and
+/// CMMCapture::MsgWait gives it plus 1.
 enum CaptureCommand : std::uint32_t {
   kCommandExit = 0,
   kCommandStart = 1,
@@ -25,12 +26,24 @@ enum CaptureState : std::uint32_t {
   kStateNotification = 14,  ///< start-up: setting the notification points
 };
 
-/// The record that the controller and the capture thread share; it lies inside the controller. The mutex
-/// guards it; what Create sets before the thread starts is read without.
+/// The record: the data that the controller and the capture thread share. A host reads it by the queries of
+/// CMMWAVCapture; only one that drives a CMMCapture itself fills it in:
+///
+/// @code
+/// ThreadDAT dat{};
+/// dat.format = format;
+/// dat.segmentCount = 4;
+/// dat.commandCount = kCommandCount;
+/// dat.fileName = name;  // before fOpen
+/// engine.Init(&dat);
+/// @endcode
+///
+/// Threads: the mutex guards the record. Device, format, counts and handles are set before their readers run
+/// and are read without it.
 struct ThreadDAT {
   const GUID* deviceGuid;               ///< the caller's pointer; null for the default device
   std::int32_t threadCount;             ///< 0 no thread yet, 10 while a thread runs, 9 after it has ended
-  std::uint32_t state;                  ///< CaptureState
+  std::uint32_t state;                  ///< a value of CaptureState
   std::uint32_t recordedBytes;          ///< bytes that drains wrote to files, since Create or SetSamples
   std::uint32_t segmentCount;           ///< segments of the ring
   std::uint32_t commandCount;           ///< command events
@@ -38,7 +51,7 @@ struct ThreadDAT {
   HANDLE commandEvents[kCommandCount];  ///< manual reset, by command; the thread's own
   HANDLE replyEvents[kCommandCount];    ///< manual reset, by command; the thread's own
   HANDLE mutex;                         ///< guards the record
-  std::int32_t result;                  ///< result of the latest action of the thread
+  std::int32_t result;                  ///< of the thread's latest action: 1, else 0 or the failure's value
   char* fileName;                       ///< the controller's copy
   char* pathName;                       ///< the controller's copy, empty when none was given
   WAVEFORMATEX format;                  ///< the capture format, as given to Create

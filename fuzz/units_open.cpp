@@ -1,8 +1,8 @@
-// Gives whatever it is given to both small readers as a WAV file, and mirrors it. Run:
+// Opens any input as a WAV file with WavUnit and MMWavUnit, and mirrors it. Run:
 //   build/clang/bin/units_open -max_len=4096 CORPUS
 //
-// What the strict reader answers is held against a plain reading of the bytes, what is in a mirror against
-// what was written to it. A corpus is begun on its own, so that an empty folder will do.
+// The result of WavUnit is compared with a plain reading of the bytes, a mirror with what was written to it.
+// It starts from a few valid files of its own, so that an empty folder will do as CORPUS.
 #include <sys/resource.h>
 
 #include <array>
@@ -38,7 +38,7 @@ const std::vector<std::string>& Seeds() {
   return seeds;
 }
 
-// The file's bytes one behind the other; those behind its end leave what was there before.
+// Reads the file's bytes in a row; a read past its end leaves the rest of the target as it was.
 struct Bytes {
   const std::uint8_t* data;
   std::size_t size;
@@ -88,8 +88,8 @@ std::string Contents(const MemoryFile& file) {
   return bytes;
 }
 
-// Small pieces, and one that may be larger than the sub-buffer's 8192 bytes, through a mirror by what ways
-// there are.
+// Writes small pieces, and one that may be larger than the sub-buffer's 8192 bytes, in each way that the unit
+// has.
 template <class Unit>
 void Write(Unit& unit, const MemoryFile& mirror, std::uint32_t seed) {
   std::string expected = Contents(mirror);
@@ -127,26 +127,27 @@ void Use(const MemoryFile& source, const MemoryFile& mirror, Bytes file, const i
   Require(sum >= 0 && sum <= 16390);
   std::vector<char> block(file.size + 64);
   const std::uint32_t dataSize = unit.PcmDataSize();
-  const std::uint32_t head = static_cast<std::uint32_t>(file.size) - dataSize;
+  const std::uint32_t headerBytes = static_cast<std::uint32_t>(file.size) - dataSize;
   // A block of more than 16 MiB takes the sanitizer as long as hundreds of runs: one size in 512 is tried.
   const bool tried = dataSize * 2654435769u >> 23 == 0;
-  if (dataSize > file.size && head > 1 << 24 && !tried) return;
+  if (dataSize > file.size && headerBytes > 1 << 24 && !tried) return;
   const int mirrored = unit.CreateMirrorFile(mirror.path.c_str());
   if (dataSize <= file.size) {
-    Require(mirrored == 0 && Contents(mirror) == std::string(file.data, file.data + head));
+    Require(mirrored == 0 && Contents(mirror) == std::string(file.data, file.data + headerBytes));
     Require(unit.ReadPcmData(block.data(), dataSize) == 0);
-    Require(std::memcmp(block.data(), file.data + head, dataSize) == 0);
+    Require(std::memcmp(block.data(), file.data + headerBytes, dataSize) == 0);
     Require(unit.ReadPcmData(block.data(), 1) == (kStrict ? 0 : 2));
-  } else if (head >= 1u << 31) {  // no block is that large
+  } else if (headerBytes >= 1u << 31) {  // no block is that large
     Require(mirrored == 17);
   } else {
-    Require(mirrored == (kStrict && head <= kLargestFile ? 0 : kStrict ? 17 : 2));
+    Require(mirrored == (kStrict && headerBytes <= kLargestFile ? 0 : kStrict ? 17 : 2));
   }
-  if (mirrored == 0 && head <= kLargestFile / 2) Write(unit, mirror, static_cast<std::uint32_t>(file.size));
+  if (mirrored == 0 && headerBytes <= kLargestFile / 2)
+    Write(unit, mirror, static_cast<std::uint32_t>(file.size));
 }
 
-// What a mirror of a lying file may grow to. Not set in advance: the fuzzer has a handler of its own for the
-// signal.
+// Limits the size of a mirror, for sources with wrong sizes. Called late, since the fuzzer installs its own
+// handler for the signal at its start.
 bool LimitFiles() {
   const rlimit limit = {kLargestFile, RLIM_INFINITY};
   return std::signal(SIGXFSZ, SIG_IGN) != SIG_ERR && setrlimit(RLIMIT_FSIZE, &limit) == 0;

@@ -1,7 +1,7 @@
-// Converts whatever it is given as a WAV file, in one stage and in two, to formats sensible and not. Run:
+// Converts any input as a WAV file, in one stage and in two, to valid and invalid formats. Run:
 // build/clang/bin/wav_convert -max_len=4096 -malloc_limit_mb=10000 CORPUS
 //
-// The limit on memory is up because a file may ask for a buffer of 2 GiB, and may have it.
+// The memory limit is raised because a file may need a buffer of 2 GiB.
 #include <algorithm>
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
 #pragma once
-// WAV files for the fuzz targets: in memory, under a name, and sound to begin with.
+// Valid WAV files to start from, in memory but with a name, for the fuzz targets.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -33,23 +33,23 @@ inline std::string Chunk(const char* id, const std::string& data) {
   return chunk.append(size % 2, '\0');
 }
 
-/// @param extra what a format that is not PCM has behind its record
+/// @param extra the bytes that a format other than PCM has after WAVEFORMATEX
 inline std::string WaveFile(WAVEFORMATEX format, const std::string& extra = "") {
   format.cbSize = static_cast<WORD>(extra.size());
-  const std::string record(reinterpret_cast<const char*>(&format), sizeof(format));
+  const std::string bytes(reinterpret_cast<const char*>(&format), sizeof(format));
   return Chunk("RIFF", "WAVE" + Chunk("LIST", "odd") +
-                           Chunk("fmt ", format.wFormatTag == 1 ? record.substr(0, 16) : record + extra) +
+                           Chunk("fmt ", format.wFormatTag == 1 ? bytes.substr(0, 16) : bytes + extra) +
                            Chunk("fact", "0000") + Chunk("data", std::string(600, 's')));
 }
 
-/// Mutates, and now and then begins again from a sound file, so that the header's shape is never far.
+/// Mutates, and sometimes starts again from a valid file, so that the header stays similar to a real one.
 template <class Seeds>
 std::size_t MutateFrom(const Seeds& seeds, std::uint8_t* data, std::size_t size, std::size_t maxSize,
                        unsigned seed) {
   if (size < 12 || seed % 64 == 0) {
-    const std::string& sound = seeds[seed / 64 % seeds.size()];
-    size = std::min(sound.size(), maxSize);
-    std::memcpy(data, sound.data(), size);
+    const std::string& valid = seeds[seed / 64 % seeds.size()];
+    size = std::min(valid.size(), maxSize);
+    std::memcpy(data, valid.data(), size);
   }
   return LLVMFuzzerMutate(data, size, maxSize);
 }

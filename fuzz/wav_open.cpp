@@ -1,7 +1,6 @@
-// Opens, seeks and reads whatever it is given as a WAV file. Run: build/clang/bin/wav_open -max_len=4096
-// CORPUS
+// Opens, seeks in and reads any input as a WAV file. Run: build/clang/bin/wav_open -max_len=4096 CORPUS
 //
-// A small corpus of sound files and typical damage is added on its own, so that an empty folder will do.
+// It starts from a few valid files of its own, so that an empty folder will do as CORPUS.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -11,14 +10,15 @@
 
 namespace {
 
-std::string Sound(WORD tag, WORD channels, WORD bits, const std::string& extra) {
+std::string ValidFile(WORD tag, WORD channels, WORD bits, const std::string& extra) {
   const auto align = static_cast<WORD>(channels * bits / 8);
   return WaveFile({tag, channels, 8000, align * 8000u, align, bits, 0}, extra);
 }
 
 const std::vector<std::string>& Seeds() {
-  static const std::vector<std::string> seeds = {Sound(1, 2, 16, ""), Sound(1, 1, 8, ""), Sound(1, 3, 24, ""),
-                                                 Sound(6, 1, 8, ""), Sound(17, 2, 4, "\xF9\x01")};
+  static const std::vector<std::string> seeds = {ValidFile(1, 2, 16, ""), ValidFile(1, 1, 8, ""),
+                                                 ValidFile(1, 3, 24, ""), ValidFile(6, 1, 8, ""),
+                                                 ValidFile(17, 2, 4, "\xF9\x01")};
   return seeds;
 }
 

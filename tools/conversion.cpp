@@ -12,7 +12,7 @@
 namespace {
 
 constexpr double kLargestFile = 4294967000.0;  // the sizes in a WAV file have 32 bits
-constexpr std::uint32_t kLowestRate = 8;       // lower ones have no half seconds worth the name
+constexpr std::uint32_t kLowestRate = 8;       // of a source, in hertz: half a second must be some frames
 
 struct Pass {
   WAVEFORMATEX target;
@@ -20,8 +20,8 @@ struct Pass {
 };
 
 // One conversion of CMMWav may change the format's tag, or its channels and rate, but not both. A compressed
-// file whose channels or rate are to change therefore takes two. Drivers decode to 16 bits; all that is more
-// than that is a pass of its own.
+// file whose channels or rate are to change therefore takes two. Drivers decode to 16 bits; every
+// further change is a second pass.
 std::vector<Pass> Passes(const WAVEFORMATEX& source, const WAVEFORMATEX& target, int stages) {
   const bool otherRate = source.nSamplesPerSec != target.nSamplesPerSec;
   const bool twoStages = stages == 2 || (stages == 0 && otherRate);
@@ -31,8 +31,8 @@ std::vector<Pass> Passes(const WAVEFORMATEX& source, const WAVEFORMATEX& target,
   return {{Pcm(source.nSamplesPerSec, source.nChannels, 16), false}, wanted};
 }
 
-// Half a second, in whole blocks. A whole second would let every second block end at the filter's output
-// limit, which steps over a position; half of one never comes near it, and so no frame is dropped.
+// Half a second, in whole blocks. With a full second every other block would end at the filter's output
+// limit, which skips a position; half a second stays far below it, so no frame is dropped.
 std::uint32_t BlockBytes(const WAVEFORMATEX& format) {
   const std::uint32_t block = format.nBlockAlign;
   return std::max<std::uint32_t>(format.nAvgBytesPerSec / 2 / block, 1) * block;
@@ -43,7 +43,7 @@ void CheckSize(CMMWav& source, const WAVEFORMATEX& target) {
   if (bytes > kLargestFile) throw Failure("the result would be larger than a WAV file can be (4 GiB)");
 }
 
-// All that is made is on the disk at the same time.
+// The results of all passes are on the disk at the same time.
 void CheckRoom(const Conversion& conversion, const std::vector<Pass>& passes) {
   const double seconds = LengthOfSound(conversion.source).seconds.value_or(0.0);
   double bytes = 0.0;
@@ -100,7 +100,7 @@ WAVEFORMATEX FormatOf(const std::string& file) {
   WAVEFORMATEX format{};
   OpenSource(wav, file);
   wav.GetFileInfo(&format);
-  if (format.nSamplesPerSec < kLowestRate) throw Failure(file + ": its rate is no rate of sound");
+  if (format.nSamplesPerSec < kLowestRate) throw Failure(file + ": its rate is too low to be sound");
   return format;
 }
 

@@ -8,7 +8,7 @@
 #include "tools/output_file.h"
 #include "wavfile/CMMWav.h"
 
-/// The format of PCM of these sizes.
+/// The PCM format of this rate, channel count and sample size in bits.
 WAVEFORMATEX Pcm(std::uint32_t rate, std::uint16_t channels, std::uint16_t bits);
 
 /// As "PCM, 44100 Hz, 2 channel(s), 16 bits".
@@ -23,7 +23,7 @@ WAVEFORMATEX FormatOf(const std::string& file);
 /// What ConvertFile is to do.
 struct Conversion {
   std::string source;
-  std::string target;   ///< the file that will hold the result: what lies in between is put beside it
+  std::string target;   ///< the file that will hold the result; a file in between is made in its folder
   WAVEFORMATEX format;  ///< PCM
   int stages = 0;       ///< as BeginConvert counts them; 0: two where the rate changes
 };
@@ -31,22 +31,22 @@ struct Conversion {
 /// Takes the next piece of the result.
 using Sink = std::function<void(const std::uint8_t* data, std::uint32_t bytes)>;
 
-/// Hands the sound of a file to @p sink in the wanted format, half a second at a time, and shows how far it
-/// is on the terminal. Throws a Failure when the disk has no room for the result, the file cannot be
+/// Hands the sound of a file to @p sink in the wanted format, half a second at a time, and shows the progress
+/// on the terminal. Throws a Failure when the disk has no room for the result, the file cannot be
 /// converted to its end, or the user stops it.
 void ConvertFile(const Conversion& conversion, const Sink& sink);
 
-/// A PCM file being made. It has its name only once it is kept; until then, and on failure, there is nothing
-/// under that name, or what was there before. The operations throw a Failure when the disk does not play
-/// along.
+/// A PCM file that is being written, under a temporary name. Only Keep gives it the wanted name; until then,
+/// and after a failure, a file of that name stays as it is. Every operation throws a Failure when the disk
+/// fails.
 class PcmFile {
  public:
   PcmFile(const std::string& wanted, const WAVEFORMATEX& format);
   void Write(const void* data, std::uint32_t bytes);
-  /// Completes the file, under a name of its own.
+  /// Finishes the file, still under its temporary name.
   void Finish();
   void Keep(bool force) { part_.Keep(force); }       ///< gives the finished file its wanted name
-  std::string Name() const { return part_.Name(); }  ///< where it is until then
+  std::string Name() const { return part_.Name(); }  ///< the temporary name
   double Seconds() const { return static_cast<double>(bytes_) / format_.nAvgBytesPerSec; }
 
  private:

@@ -75,7 +75,7 @@ void AddOptions(CLI::App& app, Options& options) {
       ->type_name("COUNT")
       ->check(CLI::IsMember({1, 2}).description(""));
   app.add_flag("--force", options.force, "Overwrite the target if it exists");
-  app.add_flag("--list-drivers", options.list, "List the conversion drivers and leave");
+  app.add_flag("--list-drivers", options.list, "List the conversion drivers and exit");
   app.callback([&options] {
     if (!options.list && options.source.empty()) throw CLI::RequiredError("source");
     if (!options.list && options.target.empty()) throw CLI::RequiredError("target");

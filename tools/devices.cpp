@@ -54,7 +54,7 @@ std::string FindCaptureDevice(const std::string& wanted, GUID* id) {
   if (parts.size() > 1) {
     std::string message = "'" + wanted + "' is part of several names:";
     for (const CaptureDevice& device : parts) message += "\n  " + device.name + "  " + GuidText(device.id);
-    return message + "\ngive a whole name or a GUID";
+    return message + "\ngive the complete name or a GUID";
   }
   *id = parts.front().id;
   return {};

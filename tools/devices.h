@@ -23,5 +23,5 @@ std::string GuidText(const GUID& id);
 /// @return empty on success; otherwise a sentence that says what is wrong
 std::string FindCaptureDevice(const std::string& wanted, GUID* id);
 
-/// The device that comes with the library, as no part of the machine. @return false where there is none
+/// The built-in device of the library. @return false where there is none
 bool BuiltInDevice(GUID* id);

@@ -1,5 +1,5 @@
-// CMMWav fills a combo box, because a host with a window has one to show. A program without a window makes
-// one that nobody sees, and reads it back.
+// CMMWav fills a combo box, as hosts with a window show one. A program without a window makes an invisible
+// one and reads its rows.
 
 #include "tools/drivers.h"
 

@@ -15,6 +15,6 @@ struct ConversionDriverText {
 /// @return false when they cannot be listed
 bool ListConversionDrivers(std::vector<ConversionDriverText>& drivers);
 
-/// A combo box that nobody sees, for CMMWav to fill. @return null when there is none to be had
+/// An invisible combo box, for CMMWav to fill. @return null when none can be made
 HWND NewComboBox();
 void DropComboBox(HWND combo);

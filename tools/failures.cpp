@@ -7,14 +7,14 @@
 
 namespace {
 
-struct Failure {
+struct KnownResult {
   HRESULT result;
   const char* name;
   const char* meaning;  // and what the user can do
 };
 
-const Failure* FindFailure(HRESULT result) {
-  static const Failure kFailures[] = {
+const KnownResult* FindResult(HRESULT result) {
+  static const KnownResult kKnownResults[] = {
       {DSERR_NODRIVER, "DSERR_NODRIVER",
        "there is no such capture device. Connect one or start the sound server; --list shows what there is"},
       {DSERR_ALLOCATED, "DSERR_ALLOCATED",
@@ -30,8 +30,8 @@ const Failure* FindFailure(HRESULT result) {
       {DSERR_GENERIC, "DSERR_GENERIC", "the device failed. Try again, or choose another with --device"},
       {RPC_E_CHANGED_MODE, "RPC_E_CHANGED_MODE", "the system's component services refused this thread"},
   };
-  for (const Failure& failure : kFailures) {
-    if (failure.result == result) return &failure;
+  for (const KnownResult& known : kKnownResults) {
+    if (known.result == result) return &known;
   }
   return nullptr;
 }
@@ -50,12 +50,12 @@ const char* StepName(std::uint32_t state) {
 }
 
 std::string FailureText(const std::string& what, HRESULT result) {
-  const Failure* failure = FindFailure(result);
+  const KnownResult* known = FindResult(result);
   char text[320];
   std::snprintf(text, sizeof text, "%s failed with %s (0x%08lX):\n  %s", what.c_str(),
-                failure != nullptr ? failure->name : "an unknown result",
+                known != nullptr ? known->name : "an unknown result",
                 static_cast<unsigned long>(static_cast<std::uint32_t>(result)),
-                failure != nullptr ? failure->meaning : "try again, or choose another device with --device");
+                known != nullptr ? known->meaning : "try again, or choose another device with --device");
   return text;
 }
 

@@ -1,7 +1,6 @@
 // cmm-info: prints what the library knows of a WAV file, or why it cannot be read.
 //
-// CMMWav answers with success or failure and nothing in between, so a program that wants to tell its user
-// more looks at the file itself afterwards, as WhyUnreadable() does.
+// CMMWav tells only success or failure. For the reason the program reads the file itself: WhyUnreadable().
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -67,7 +66,7 @@ void Tool(int argc, char** argv) {
   ReadOptions(app, argc, argv);
   bool all = true;
   for (const std::string& file : files) all = Show(file) && all;
-  if (!all) throw Leave{1};
+  if (!all) throw ExitCode{1};
 }
 
 }  // namespace

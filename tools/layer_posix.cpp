@@ -1,6 +1,6 @@
+#include "platform/posix/layer.h"
 #include "tools/devices.h"
 #include "tools/drivers.h"
-#include "platform/posix/layer.h"
 
 bool BuiltInDevice(GUID* id) {
   *id = platform::kSignalDevice;

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::chrono::seconds kPlainInterval{10};
+constexpr std::chrono::seconds kPlainLineInterval{10};
 constexpr double kFloorDb = -60.0;
 constexpr int kBarLength = 30;
 
@@ -55,19 +55,19 @@ std::string StatusText(CMMWAVCapture& capture, std::uint32_t state) {
 Meter::Meter(CMMWAVCapture& capture)
     : capture_(capture),
       live_(IsTerminal(stdout)),
-      nextPlain_(std::chrono::steady_clock::now() + kPlainInterval) {}
+      nextPlain_(std::chrono::steady_clock::now() + kPlainLineInterval) {}
 
 Meter::~Meter() {
   if (live_) std::printf("\n");
   std::fflush(stdout);
 }
 
-// A gap may still grow: what is told is what has come since.
+// A gap may still grow, so this shows only what was lost since the last report.
 void Meter::ShowLoss() {
   const cmm::CaptureReport report = cmm::GetCaptureReport();
-  if (report.lostFrames <= told_) return;
-  const std::uint64_t lost = report.lostFrames - told_;
-  told_ = report.lostFrames;
+  if (report.lostFrames <= reportedLoss_) return;
+  const std::uint64_t lost = report.lostFrames - reportedLoss_;
+  reportedLoss_ = report.lostFrames;
   const std::uint64_t at = report.lastLossAt + report.lastLossFrames - std::min(lost, report.lastLossFrames);
   const double rate = capture_.GetSampleRate();
   std::printf("%slost %s%.2f s at %s%s\n", live_ ? "\r" : "", report.lossIsEstimate ? "about " : "",
@@ -80,7 +80,7 @@ void Meter::Show(std::uint32_t state) {
   if (live_) {
     std::printf("\r%s", StatusText(capture_, state).c_str());
   } else if (std::chrono::steady_clock::now() >= nextPlain_) {
-    nextPlain_ += kPlainInterval;
+    nextPlain_ += kPlainLineInterval;
     std::printf("%s\n", StatusText(capture_, state).c_str());
   }
   std::fflush(stdout);

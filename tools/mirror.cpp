@@ -1,9 +1,10 @@
-// cmm-mirror: makes a WAV file louder or quieter, as a lesson in the order of calls of the two small readers.
+// cmm-mirror: makes a WAV file louder or quieter, and shows the order of calls of WavUnit and MMWavUnit.
 //
-// Mirror() is that order: open the source, check its format, create the mirror, then read and write in turn,
-// close both. The readers tell whether a format is the expected one, not which one it is, and a mirror begins
-// with what the source has besides its samples. So the program asks for what a gain must know, the tag and
-// the bits, and makes sure that the samples stand last. The output has its name only once it is complete.
+// Mirror() has that order: open the source, check its format, create the mirror, read and write in turn,
+// close both. The units only tell whether a format is the expected one, so the program checks the two
+// properties that a gain depends on: the tag and the bits. A mirror begins with all bytes of the source that
+// are not samples, so the samples must come last in the file. The output gets its name only once it is
+// complete.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -42,14 +43,14 @@ const char* WhyNotOpened(std::int32_t code) {
     case 7:
       return "its RIFF size is not that of the file: it was never finished, or is cut short";
     case 8:
-      return "its chunks are not those of a plain PCM file; without --strict others are stepped over";
+      return "its chunks are not those of a plain PCM file; without --strict others are skipped";
     default:
       return "too short, or without the chunks of a WAV file";
   }
 }
 
-/// The bits of a sample. Channels and rate are of no matter to a gain: what no file has differs in any file,
-/// and the sum that these two mismatches give is that of a file where all else is right.
+/// The bits of a sample. A gain does not depend on channels and rate: these are checked against values that
+/// no file has, and a result of exactly these two mismatches means that tag and bits match.
 template <class Unit>
 std::uint16_t CheckedBits(Unit& unit, const std::string& source) {
   constexpr std::int32_t kChannelsAndRate = 0x1001 + 0x1002;
@@ -62,8 +63,8 @@ std::uint16_t CheckedBits(Unit& unit, const std::string& source) {
   throw Failure(source + ": its samples have neither 8 nor 16 bits");
 }
 
-// Whether the name and size of the "data" chunk stand right in front of the file's last @p dataBytes bytes.
-bool SamplesStandLast(const std::string& source, std::uint32_t dataBytes) {
+// Whether the header of the "data" chunk is right before the file's last @p dataBytes bytes.
+bool SamplesComeLast(const std::string& source, std::uint32_t dataBytes) {
   std::ifstream file(NativePath(source), std::ios::binary);
   char header[8] = {};
   std::uint32_t size = 0;
@@ -98,7 +99,7 @@ void Mirror(const Options& options, const std::string& target) {
   }
   const std::uint16_t bits = CheckedBits(unit, options.source);
   std::uint32_t left = unit.PcmDataSize();
-  if (!SamplesStandLast(options.source, left)) {
+  if (!SamplesComeLast(options.source, left)) {
     throw Failure(options.source + ": its samples do not reach to the end of the file, as a mirror needs it");
   }
   CheckSpace(options.target, left);
@@ -140,8 +141,8 @@ void AddOptions(CLI::App& app, Options& options) {
       ->type_name("DB")
       ->check(CLI::Range(-96.0, 48.0).description(""));
   app.add_flag("--strict", options.strict,
-               "Take nothing but plain files: a format, a frame count at\n"
-               "will, samples, and the right sizes");
+               "Accept only plain files: a format, perhaps a frame count,\n"
+               "samples, and the correct sizes");
   app.add_flag("--force", options.force, "Overwrite the target if it exists");
 }
 

@@ -31,8 +31,8 @@ class File {
   const int number_;
 };
 
-// What the system refuses here leaves the file with fewer readers, not with more.
-void TakeRights(const File& file, const struct stat& from) {
+// Where the system refuses, the file has fewer readers, not more.
+void CopyRights(const File& file, const struct stat& from) {
   mode_t mode = from.st_mode & 07777;
   const bool sameGroup = fchown(file.Number(), from.st_uid, from.st_gid) == 0 ||
                          fchown(file.Number(), static_cast<uid_t>(-1), from.st_gid) == 0;
@@ -48,11 +48,11 @@ std::error_code CreateNewFile(const fs::path& path, const fs::path& replaced) {
   return File(path, O_WRONLY | O_CREAT | O_EXCL, mode).IsOpen() ? std::error_code() : LastError();
 }
 
-std::error_code SettleNewFile(const fs::path& path, const fs::path& replaced) {
+std::error_code FinishNewFile(const fs::path& path, const fs::path& replaced) {
   const File file(path, O_WRONLY);
   if (!file.IsOpen()) return LastError();
   struct stat old;
-  if (stat(replaced.c_str(), &old) == 0) TakeRights(file, old);
+  if (stat(replaced.c_str(), &old) == 0) CopyRights(file, old);
   return fsync(file.Number()) == 0 ? std::error_code() : LastError();
 }
 

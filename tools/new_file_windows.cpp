@@ -1,5 +1,5 @@
-#include "tools/new_file.h"
 #include "platform/platform.h"
+#include "tools/new_file.h"
 
 namespace fs = std::filesystem;
 
@@ -28,12 +28,12 @@ class File {
 
 }  // namespace
 
-// A new file has the rights that its folder gives, as the old one has, unless somebody has changed them.
+// A new file gets its rights from the folder, as the replaced one did unless somebody has changed them.
 std::error_code CreateNewFile(const fs::path& path, const fs::path& /*replaced*/) {
   return File(path, CREATE_NEW).Error();
 }
 
-std::error_code SettleNewFile(const fs::path& path, const fs::path& /*replaced*/) {
+std::error_code FinishNewFile(const fs::path& path, const fs::path& /*replaced*/) {
   const File file(path, OPEN_EXISTING);
   if (file.Error() || FlushFileBuffers(file.Handle())) return file.Error();
   return {static_cast<int>(GetLastError()), std::system_category()};

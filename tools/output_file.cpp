@@ -39,8 +39,8 @@ fs::path NewNameIn(const fs::path& folder) {
   return folder / name;
 }
 
-// The file that a name leads to: a link is to stay one.
-fs::path BehindLinks(const fs::path& path) {
+// The file that a link leads to, so that the link is kept and its file replaced.
+fs::path ResolveLinks(const fs::path& path) {
   std::error_code error;
   const fs::path real = fs::canonical(path, error);
   return error ? path : real;
@@ -52,8 +52,8 @@ void CheckOutput(const std::string& file, bool force) {
   const fs::path path = NativePath(file);
   std::error_code error;
   const fs::path folder = FolderOf(path);
-  const fs::file_status place = fs::status(folder, error);
-  if (fs::status_known(place) && !fs::is_directory(place)) {
+  const fs::file_status folderStatus = fs::status(folder, error);
+  if (fs::status_known(folderStatus) && !fs::is_directory(folderStatus)) {
     throw Failure("there is no folder " + PathText(folder));
   }
   const fs::file_status status = fs::status(path, error);
@@ -82,7 +82,7 @@ void CheckSpace(const std::string& file, double bytes) {
 }
 
 PartialFile::PartialFile(const std::string& wanted)
-    : name_(wanted), wanted_(BehindLinks(NativePath(wanted))), path_(NewNameIn(wanted_.parent_path())) {
+    : name_(wanted), wanted_(ResolveLinks(NativePath(wanted))), path_(NewNameIn(wanted_.parent_path())) {
   if (const std::error_code error = CreateNewFile(path_, wanted_)) Fail(name_, path_, error);
 }
 
@@ -97,7 +97,7 @@ std::string PartialFile::Name() const {
 
 void PartialFile::Keep(bool force) {
   CheckOutput(name_, force);
-  std::error_code error = SettleNewFile(path_, wanted_);
+  std::error_code error = FinishNewFile(path_, wanted_);
   if (!error) fs::rename(path_, wanted_, error);
   if (error) Fail(name_, wanted_, error);
 }

@@ -1,23 +1,23 @@
 #pragma once
-// Files that the programs make. What keeps a program from it is told as a Failure, with the file's name.
+// Files that the programs write. Every problem is thrown as a Failure with the file's name.
 
 #include <cstdint>
 #include <filesystem>
 #include <string>
 
-/// Looks for what can be said without touching the disk: no such folder, a name that is too long, a file that
-/// exists already and may not be overwritten.
-/// @param force it may
+/// Checks all that can be checked without writing: a missing folder, a name that is too long, a file that
+/// exists already.
+/// @param force an existing file may be overwritten
 void CheckOutput(const std::string& file, bool force);
 
-/// Looks whether a file can be written in its place: the rights, a disk that is read-only. It stays as it is.
+/// Checks that a file can be written: the rights, a read-only disk. An existing file stays as it is.
 void CheckWritable(const std::string& file);
 
-/// Looks whether the file's disk has room for so many bytes.
+/// Checks that the file's disk has room for so many bytes.
 void CheckSpace(const std::string& file, double bytes);
 
-/// A file that is being made, under a name of its own in the folder where it is wanted. It is gone with the
-/// object unless it was kept.
+/// A file that is being written, under a temporary name in the folder of the wanted one. The destructor
+/// removes it unless it was kept.
 class PartialFile {
  public:
   /// Creates it, empty.
@@ -26,9 +26,9 @@ class PartialFile {
   PartialFile(const PartialFile&) = delete;
   PartialFile& operator=(const PartialFile&) = delete;
 
-  std::string Name() const;  ///< as the library takes it
-  /// Brings the finished file to the disk and gives it its wanted name, after another CheckOutput: somebody
-  /// else may have made one. A file that it replaces leaves it its owner and its rights.
+  std::string Name() const;  ///< the temporary name, as the library takes it
+  /// Writes the finished file through to the disk and gives it the wanted name. Calls CheckOutput again
+  /// before: another program may have made that file meanwhile. Owner and rights of a replaced file are kept.
   void Keep(bool force);
 
  private:

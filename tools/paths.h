@@ -7,5 +7,5 @@
 /// The library takes '/' and '\' as separators on every system, and names in the system's code page.
 std::filesystem::path NativePath(const std::string& path);
 
-/// The same back again: what the library calls that file.
+/// The reverse: the name of that file for the library.
 std::string PathText(const std::filesystem::path& path);

@@ -1,5 +1,5 @@
-#include "tools/paths.h"
 #include "platform/platform.h"
+#include "tools/paths.h"
 
 // std::filesystem knows one separator. The second byte of a double-byte character is never one.
 std::filesystem::path NativePath(const std::string& path) {

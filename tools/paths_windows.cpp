@@ -1,7 +1,7 @@
-// std::filesystem has its own opinion of what code page a narrow name is in; wide names leave no doubt.
+// std::filesystem may read narrow names in another code page than the library; wide names are unambiguous.
 
-#include "tools/paths.h"
 #include "platform/platform.h"
+#include "tools/paths.h"
 
 std::filesystem::path NativePath(const std::string& path) {
   const int bytes = static_cast<int>(path.size());

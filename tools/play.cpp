@@ -1,26 +1,26 @@
 // cmm-play: plays a WAV file on the system's default sound device, to its end or until Ctrl-C.
 //
-// MCIWavUnit starts a playback and ends it, and that is all: it gives no word when the file is over, and does
-// not tell how far it has come. A program that wants to know both, and whether the device is still there,
-// sends the commands of the media control itself, as this one does: MCI_STATUS tells the end as soon as it
-// has been heard, and the position. A device that fails stops too, but short of the length that the file has.
+// MCIWavUnit only starts and ends a playback. This program also shows the position, and has to know when the
+// file is over and whether the device is still there, so it sends the commands of the media control itself.
+// MCI_STATUS gives the position, and the end once all sound has been played. A device that fails stops too,
+// but before the file's length.
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
 
+#include "platform/platform.h"
 #include "tools/terminal.h"
 #include "tools/tool.h"
 #include "tools/wav_length.h"
 #include "tools/wav_text.h"
-#include "platform/platform.h"
 
 namespace {
 
 constexpr DWORD_PTR kOpenFlags = MCI_OPEN_TYPE | MCI_OPEN_TYPE_ID | MCI_OPEN_ELEMENT | MCI_WAVE_OPEN_BUFFER;
 constexpr DWORD kBufferSeconds = 4;
-constexpr DWORD kLook = 100;            // milliseconds
-constexpr double kAlmostTheEnd = 0.25;  // seconds: what a position may be behind the sound
+constexpr DWORD kPollMs = 100;                // milliseconds
+constexpr double kPositionLagSeconds = 0.25;  // by which the position may lag behind the sound
 
 // The line on the terminal; elsewhere there is none.
 class TimeLine {
@@ -94,12 +94,12 @@ void Play(const std::string& file) {
   std::fflush(stdout);
   {
     const TimeLine line(length);
-    for (; player.IsPlaying() && !StopWanted(); Sleep(kLook)) line.Show(player.Seconds());
+    for (; player.IsPlaying() && !StopWanted(); Sleep(kPollMs)) line.Show(player.Seconds());
   }
   if (StopWanted()) {
     player.Stop();
     std::printf("Stopped at %s\n", TimeText(player.Seconds()).c_str());
-  } else if (player.Seconds() < length - kAlmostTheEnd) {
+  } else if (player.Seconds() < length - kPositionLagSeconds) {
     throw Failure("the sound ended at " + TimeText(player.Seconds()) +
                   ": the sound device is gone, or the file cannot be read any further");
   }

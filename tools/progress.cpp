@@ -9,7 +9,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-constexpr auto kPatience = 300ms;  // shorter works are over before a bar could be read
+constexpr auto kShowAfter = 300ms;  // shorter work is over before a bar could be read
 constexpr auto kInterval = 100ms;
 constexpr int kBarLength = 30;
 
@@ -26,7 +26,7 @@ std::string ProgressText(double fraction, double elapsedSeconds) {
   return text;
 }
 
-Progress::Progress() : live_(IsTerminal(stderr)), start_(Clock::now()), next_(start_ + kPatience) {}
+Progress::Progress() : live_(IsTerminal(stderr)), start_(Clock::now()), next_(start_ + kShowAfter) {}
 
 Progress::~Progress() {
   if (shown_) std::fprintf(stderr, "\r%70s\r", "");

@@ -1,14 +1,13 @@
 #pragma once
-// The line that shows how far a long work has come.
+// The progress line of long work.
 
 #include <chrono>
 #include <string>
 
-/// A bar, percent and the time left, as the work so far lets expect it.
+/// A bar, percent, and the time left as estimated from the time so far.
 std::string ProgressText(double fraction, double elapsedSeconds);
 
-/// Shows the progress of a work on the terminal, once the work has taken a moment. Elsewhere it shows
-/// nothing.
+/// Shows the progress on the terminal, once the work has taken a moment. Without a terminal it shows nothing.
 class Progress {
  public:
   Progress();

@@ -1,8 +1,8 @@
 // cmm-record: records from a capture device into a WAV file, for a while or until Ctrl-C.
 //
-// The life of a recording is in Record(), in the library's order of calls: Create, wait until the device is
-// ready, fileOpen, StartREC, look at it now and then, StopREC, fileClose, Exit. Capture and file writing run
-// on the library's thread meanwhile; this one sleeps and shows.
+// Record() has the library's order of calls: Create, wait until the device is ready, fileOpen, StartREC,
+// watch it, StopREC, fileClose, Exit. Capture and file writing run on the library's thread; this one sleeps
+// and shows the status.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -25,6 +25,11 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 namespace {
+
+constexpr auto kReadyLimit = 10s;     // for the device to open
+constexpr auto kCommandLimit = 60s;   // for a command, with a slow disk
+constexpr auto kSilenceLimit = 10s;   // without a frame from the device; the message says it in words
+constexpr DWORD kPollNearEndMs = 50;  // see Watch; elsewhere the meter's interval
 
 struct Options {
   bool list = false;
@@ -70,7 +75,7 @@ void CheckDuration(const Options& options) {
 }
 
 void WaitUntilReady(CMMWAVCapture& capture) {
-  const auto limit = Clock::now() + 10s;
+  const auto limit = Clock::now() + kReadyLimit;
   std::uint32_t state = 0;
   std::int32_t result = 0;
   while (!StopWanted() && Clock::now() < limit) {
@@ -84,28 +89,26 @@ void WaitUntilReady(CMMWAVCapture& capture) {
   throw Failure(StopWanted() ? "stopped before the recording began" : "the capture device does not answer");
 }
 
-// The commands wait a second for their answer; with a slow disk one takes longer, and effect all the same.
-// @return whether the recording has reached that state
+// Sends a command, and waits on when it times out: with a slow disk it takes effect later.
+// @return whether the recording has reached the wanted state
 template <class Command>
-bool Carry(CMMWAVCapture& capture, CaptureState wanted, Command command) {
-  const auto limit = Clock::now() + 60s;
+bool RunCommand(CMMWAVCapture& capture, CaptureState wanted, Command command) {
+  const auto limit = Clock::now() + kCommandLimit;
   while (Clock::now() < limit) {
     if (command() == 1) return true;
     std::uint32_t state = kStateNone;
     std::int32_t result = 1;
-    if (capture.GetState(&state, &result) != 1) continue;  // the disk still holds up the thread
+    if (capture.GetState(&state, &result) != 1) continue;  // the thread still waits for the disk
     if (state == wanted) return true;
     if (state == kStateNone || result != 1) return false;
   }
   return false;
 }
 
-constexpr DWORD kLastLooks = 50;  // milliseconds
-
 enum class Ending { kWanted, kByItself, kNoData };
 
-// Shows the recording until it is to end or has ended. A disk that stalls is no silent device: what the device
-// gives waits meanwhile.
+// Shows the recording until it is to end or has ended. The time for which the disk stalls does not count as
+// silence of the device: its sound waits in the ring meanwhile.
 Ending Watch(CMMWAVCapture& capture, double duration) {
   Meter meter(capture);
   std::uint64_t lastFrames = 0;
@@ -121,12 +124,12 @@ Ending Watch(CMMWAVCapture& capture, double duration) {
     if (frames != lastFrames || state == kStateUnknown) {
       lastFrames = frames;
       lastNews = Clock::now();
-    } else if (Clock::now() - lastNews > 10s) {
+    } else if (Clock::now() - lastNews > kSilenceLimit) {
       return Ending::kNoData;
     }
-    // Close to the end more often, so that no further segment comes in between.
+    // More often near the end, so that no further segment comes in between.
     const bool almost = duration > 0 && duration - seconds < 0.5;
-    Sleep(almost ? kLastLooks : meter.Interval());
+    Sleep(almost ? kPollNearEndMs : meter.IntervalMs());
   }
 }
 
@@ -153,17 +156,18 @@ void Record(const Options& options, const GUID* device) {
   if (thread == nullptr) throw Failure("the capture thread cannot be started: memory may be short");
   CloseHandle(thread);
   WaitUntilReady(capture);
-  if (!Carry(capture, kStateFileOpen, [&] { return capture.fileOpen(file, nullptr); })) {
+  if (!RunCommand(capture, kStateFileOpen, [&] { return capture.fileOpen(file, nullptr); })) {
     throw Failure(options.file + " cannot be created, though it could be a moment ago");
   }
-  if (!Carry(capture, kStateCapturing, [&] { return capture.StartREC(); })) {
+  if (!RunCommand(capture, kStateCapturing, [&] { return capture.StartREC(); })) {
     throw Failure("the recording does not start");
   }
   std::printf("Recording to %s: %u Hz, %u channel(s), %u bits. Ctrl-C ends it.\n", file, options.rate,
               unsigned{options.channels}, unsigned{options.bits});
   const Ending ending = Watch(capture, options.duration);
-  if (ending == Ending::kByItself || !Carry(capture, kStateFileOpen, [&] { return capture.StopREC(); }) ||
-      !Carry(capture, kStateReady, [&] { return capture.fileClose(); })) {
+  if (ending == Ending::kByItself ||
+      !RunCommand(capture, kStateFileOpen, [&] { return capture.StopREC(); }) ||
+      !RunCommand(capture, kStateReady, [&] { return capture.fileClose(); })) {
     FailUnfinished(TimeText(capture.GetPlayTime()), options.file);
   }
   const double seconds = capture.GetPlayTime();
@@ -175,7 +179,7 @@ void Record(const Options& options, const GUID* device) {
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("file", options.file, "The WAV file to write")->type_name("");
-  app.add_flag("--list", options.list, "List the capture devices and leave");
+  app.add_flag("--list", options.list, "List the capture devices and exit");
   app.add_option("--device", options.device,
                  "A name of --list or a part of one, a GUID, or 'signal' for the\n"
                  "built-in voice-like signal; without it the system's default device")
@@ -203,7 +207,7 @@ void AddOptions(CLI::App& app, Options& options) {
   });
 }
 
-// Before the device is opened: a recording that cannot be kept need not begin.
+// Before the device is opened, so that no recording begins that could not be written.
 void CheckFile(const Options& options) {
   CheckOutput(options.file, options.force);
   CheckWritable(options.file);

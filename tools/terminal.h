@@ -1,18 +1,18 @@
 #pragma once
-// The person in front of the program.
+// The terminal, the standard streams, and requests to stop.
 
 #include <cstdio>
 
-/// Whether somebody looks on.
+/// Whether a stream is a terminal.
 bool IsTerminal(std::FILE* stream);
 
-/// Makes the standard streams safe to write to: a reader that goes away is a failed write, and one that was
-/// closed from the start stays so, without lending its number to a file that the program opens.
+/// Makes the standard streams safe to write to: when the reader has gone, a write fails; a stream that was
+/// closed from the start stays closed, and no file that the program opens gets its number.
 void SecureStreams();
 
-/// From now on a wish to end the program (Ctrl-C, the end of the session, a request of the system) is only
-/// noted, and a file that reaches a limit of the system is a failed write.
+/// From now on a request to end the program (Ctrl-C, the end of the session, a signal) is only noted, and a
+/// write beyond a limit for file sizes fails.
 void CatchStops();
 
-/// Whether the program is to end.
+/// Whether such a request has come.
 bool StopWanted();

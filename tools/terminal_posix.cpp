@@ -22,7 +22,7 @@ bool IsTerminal(std::FILE* stream) {
 
 void SecureStreams() {
   std::signal(SIGPIPE, SIG_IGN);
-  // The lowest number that is free is taken first. Nothing can be written there, as before.
+  // open() takes the lowest free number. It is opened for reading, so that writes fail as before.
   int file;
   do file = open("/dev/null", O_RDONLY);
   while (file >= 0 && file <= STDERR_FILENO);

@@ -2,19 +2,19 @@
 
 #include <atomic>
 
-#include "tools/terminal.h"
 #include "platform/platform.h"
+#include "tools/terminal.h"
 
 namespace {
 
 constinit std::atomic<bool> stopWanted{false};
 
-// Runs on a thread of the system's. When a window is closed or the session ends, the process goes as soon as
-// this returns: the program has that long to finish, and its own end is the end of the wait.
+// Runs on a thread of the system. When the console is closed or the session ends, the system ends the process
+// as soon as this returns: the wait gives the program time to finish, and is cut off by its end.
 BOOL WINAPI OnEvent(DWORD event) {
-  constexpr DWORD kTimeToFinish = 5000;
+  constexpr DWORD kTimeToFinishMs = 5000;
   stopWanted = true;
-  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(kTimeToFinish);
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) Sleep(kTimeToFinishMs);
   return TRUE;
 }
 
@@ -24,7 +24,7 @@ bool IsTerminal(std::FILE* stream) {
   return _isatty(_fileno(stream)) != 0;
 }
 
-// No signal tells of a reader that has gone, and files have no numbers that a stream might share.
+// Not needed here: no signal comes when a reader has gone, and files do not share the streams' numbers.
 void SecureStreams() {}
 
 void CatchStops() {

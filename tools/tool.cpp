@@ -21,8 +21,8 @@ int Run(const char* name, void (*tool)(int, char**), int argc, char** argv) {
   try {
     tool(argc, argv);
     return 0;
-  } catch (const Leave& leave) {
-    return leave.code;
+  } catch (const ExitCode& exit) {
+    return exit.code;
   } catch (const std::bad_alloc&) {
     return Fail(name, "memory is short. Close other programs and try again");
   } catch (const std::exception& failure) {
@@ -36,7 +36,8 @@ int RunTool(const char* name, void (*tool)(int, char**), int argc, char** argv) 
   SecureStreams();
   const int code = Run(name, tool, argc, argv);
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return code;
-  const int failed = Fail(name, "the standard output is closed or full: not everything could be said there");
+  const int failed =
+      Fail(name, "the standard output is closed or full: not everything could be written to it");
   return code != 0 ? code : failed;
 }
 
@@ -45,7 +46,7 @@ void ReadOptions(CLI::App& app, int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    throw Leave{app.exit(error) == 0 ? 0 : kWrongUse};
+    throw ExitCode{app.exit(error) == 0 ? 0 : kWrongUse};
   }
 }
 

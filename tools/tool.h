@@ -1,5 +1,5 @@
 #pragma once
-// What the programs have in common: how they begin, fail and are stopped.
+// What the programs have in common: how they start, fail and stop.
 
 #include <stdexcept>
 
@@ -13,18 +13,19 @@ struct Failure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Ends the program with this exit code: the user has been told all there is to say.
-struct Leave {
+/// Ends the program with this exit code; the user has been told why.
+struct ExitCode {
   int code;
 };
 
-/// All that main does: runs @p tool, which reads its options and does its work, and tells what it throws.
-/// @return the exit code: 0; 1 after a failure, when memory is short, and when the standard output did not
-///         take everything; 2 when the options make no sense
+/// The body of main: runs @p tool, which reads its options and does its work, and prints what it throws.
+/// @return the exit code: 0;
+///         1 after a failure, when memory is short, or when the standard output did not take everything;
+///         2 when the options make no sense
 int RunTool(const char* name, void (*tool)(int argc, char** argv), int argc, char** argv);
 
-/// Reads the options. Throws a Leave when they make no sense, or when help was all that was asked for.
+/// Reads the options. Throws an ExitCode when they make no sense, or after --help.
 void ReadOptions(CLI::App& app, int argc, char** argv);
 
-/// Throws a Failure when the user wants the program to end. Long works ask now and then.
+/// Throws a Failure when the program has been asked to stop. Long work calls it now and then.
 void CheckStop();

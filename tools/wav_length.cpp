@@ -11,13 +11,13 @@
 
 namespace {
 
-constexpr std::uint32_t kUntold = 0xFFFFFFFF;
+constexpr std::uint32_t kUnknownSize = 0xFFFFFFFF;
 
 bool ReadChunk(std::ifstream& file, char (&name)[4], std::uint32_t& size) {
   unsigned char header[8];
   if (!file.read(reinterpret_cast<char*>(header), sizeof header)) return false;
   std::memcpy(name, header, sizeof name);
-  std::memcpy(&size, header + sizeof name, sizeof size);  // in the order of all systems that this runs on
+  std::memcpy(&size, header + sizeof name, sizeof size);  // little-endian, as every system that this runs on
   return true;
 }
 
@@ -26,7 +26,8 @@ bool ReadChunk(std::ifstream& file, char (&name)[4], std::uint32_t& size) {
 std::uint64_t FramesInBlock(const WAVEFORMATEX& format) {
   const bool microsoft = format.wFormatTag == 2;
   if (!microsoft && format.wFormatTag != 0x11) return 0;
-  const std::uint32_t header = microsoft ? 7 : 4, inHeader = microsoft ? 2 : 1;
+  const std::uint32_t header = microsoft ? 7 : 4;
+  const std::uint32_t inHeader = microsoft ? 2 : 1;
   if (format.nChannels == 0 || format.nBlockAlign < header * format.nChannels) return 0;
   return (format.nBlockAlign / format.nChannels - header) * 2 + inHeader;
 }
@@ -57,16 +58,16 @@ std::optional<WavSizes> ReadSizes(const std::string& name) {
   while (ReadChunk(file, chunk, size)) {
     const std::streamoff begin = file.tellg();
     if (std::memcmp(chunk, "RIFF", 4) == 0) {
-      sizes.isOpenEnded = size == kUntold;
-      file.seekg(begin + 4);  // behind the form
+      sizes.isOpenEnded = size == kUnknownSize;
+      file.seekg(begin + 4);  // past the form type
       continue;
     }
     if (std::memcmp(chunk, "fact", 4) == 0 && size >= 4) {
       file.read(reinterpret_cast<char*>(&sizes.factFrames), sizeof sizes.factFrames);
     } else if (std::memcmp(chunk, "data", 4) == 0) {
-      const std::uint64_t rest = static_cast<std::uint64_t>(end - begin);
-      sizes.isOpenEnded = sizes.isOpenEnded || size == kUntold;
-      sizes.dataBytes = size == kUntold ? rest : size;
+      const auto rest = static_cast<std::uint64_t>(end - begin);
+      sizes.isOpenEnded = sizes.isOpenEnded || size == kUnknownSize;
+      sizes.dataBytes = size == kUnknownSize ? rest : size;
       sizes.heldBytes = std::min(sizes.dataBytes, rest);
       return sizes;
     }

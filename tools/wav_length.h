@@ -1,6 +1,6 @@
 #pragma once
-// How long a WAV file's sound is, by the file itself. CMMWav goes by the header's byte rate and by the
-// declared sizes, which not every program writes as they are.
+// The length of a WAV file's sound, computed from the chunks. CMMWav uses the header's byte rate and declared
+// sizes, which some programs write incorrectly.
 
 #include <cstdint>
 #include <optional>
@@ -12,14 +12,14 @@
 struct WavSizes {
   std::uint64_t fileBytes = 0;
   std::uint64_t dataBytes = 0;   ///< of the samples, as declared
-  std::uint64_t heldBytes = 0;   ///< of these, in the file
-  std::uint32_t factFrames = 0;  ///< of the "fact" chunk; 0 without one
+  std::uint64_t heldBytes = 0;   ///< of these, present in the file
+  std::uint32_t factFrames = 0;  ///< as the "fact" chunk has it; 0 without one
   bool isOpenEnded = false;      ///< the sizes are 0xFFFFFFFF, as of programs that write to a pipe; the data
                                  ///< are taken to reach to the file's end
 };
 
 /// @return empty when the file cannot be read
-std::optional<WavSizes> ReadSizes(const std::string& file);
+std::optional<WavSizes> ReadSizes(const std::string& name);
 
 struct WavLength {
   std::optional<std::uint64_t> frames;  ///< empty for formats that do not tell

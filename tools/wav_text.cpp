@@ -13,12 +13,12 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string HeaderReason(std::ifstream& file) {
-  unsigned char head[12] = {};
-  file.read(reinterpret_cast<char*>(head), sizeof head);
+  unsigned char header[12] = {};
+  file.read(reinterpret_cast<char*>(header), sizeof header);
   if (file.gcount() < 12) return "too short to be a WAV file";
-  if (std::memcmp(head, "RIFF", 4) != 0) return "not a RIFF file";
-  if (std::memcmp(head + 8, "WAVE", 4) != 0) return "a RIFF file, but not of form WAVE";
-  if ((head[4] | head[5] | head[6] | head[7]) == 0) {
+  if (std::memcmp(header, "RIFF", 4) != 0) return "not a RIFF file";
+  if (std::memcmp(header + 8, "WAVE", 4) != 0) return "a RIFF file, but not of form WAVE";
+  if ((header[4] | header[5] | header[6] | header[7]) == 0) {
     return "never finished: its sizes are still 0, as while it is being written";
   }
   return "a WAV file whose format or data chunk is missing or damaged";

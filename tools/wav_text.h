@@ -9,6 +9,5 @@ std::string FormatName(unsigned tag);
 /// Minutes, seconds and hundredths, rounded, as "01:05.25".
 std::string TimeText(double seconds);
 
-/// Why CMMWav, which answers with success or failure and nothing in between, may have refused to open a file:
-/// looks at the file itself.
-std::string WhyUnreadable(const std::string& file);
+/// Why CMMWav has refused to open a file, which it does not tell: found by reading the file itself.
+std::string WhyUnreadable(const std::string& name);

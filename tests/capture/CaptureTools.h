@@ -21,7 +21,7 @@ inline double SecondsSince(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-/// Waits until @p condition holds, far longer than it should need. @return whether it came to hold
+/// Waits until @p condition holds, far longer than it should need. @return whether it held in time
 inline bool Eventually(const std::function<bool()>& condition, int milliseconds = 10000) {
   for (const auto begin = Clock::now(); !condition(); Sleep(1)) {
     if (SecondsSince(begin) * 1000 > milliseconds) return false;
@@ -30,12 +30,12 @@ inline bool Eventually(const std::function<bool()>& condition, int milliseconds 
 }
 
 inline std::uint32_t StateOf(CMMWAVCapture& capture) {
-  std::uint32_t state = 99;  // where it tells nothing
+  std::uint32_t state = 99;  // when the query times out
   capture.GetState(&state, nullptr);
   return state;
 }
 
-/// The debug messages while it lives, which come one after another.
+/// The debug messages while it exists. They come from one thread at a time.
 struct MessageLog {
   MessageLog() { platform::SetDebugSink(&MessageLog::Take, this); }
   ~MessageLog() { platform::SetDebugSink(nullptr, nullptr); }

@@ -1,6 +1,7 @@
 #pragma once
-// A capture device under a test's control: it fails where it is told to, and delivers what it is told to. Its
-// positions take no notification back: the layer's do, but the services promise no such thing.
+// A capture device under a test's control: it fails where it is told to, and delivers what it is told to.
+// Reading its position withdraws no notification: the layer's devices do that, but the services do not
+// promise it.
 
 #include <algorithm>
 #include <atomic>
@@ -15,7 +16,7 @@
 /// Device and ring in one. It counts the references to all that it has handed out.
 class FakeDevice final : public IDirectSoundCapture, public IDirectSoundCaptureBuffer {
  public:
-  /// Results to give, in place of success.
+  /// Results to give instead of success.
   struct {
     std::atomic<HRESULT> open{S_OK}, ring{S_OK}, notifications{S_OK};
     std::atomic<HRESULT> start{S_OK}, stop{S_OK}, position{S_OK}, lock{S_OK};

@@ -1,4 +1,4 @@
-// A whole recording through the controller, over a device that delivers on command.
+// A complete recording through the controller, over a device that delivers on command.
 
 #include <cerrno>
 #include <tuple>
@@ -8,10 +8,10 @@
 
 namespace {
 
-/// State and result code; 77 stands for none.
+/// State and result code; 77: none.
 using Status = std::pair<std::uint32_t, std::int32_t>;
 
-/// Expects that nothing is waited for while it lives, with room for a busy machine.
+/// Expects that nothing is waited for while it exists, with some tolerance for a busy machine.
 struct AtOnce {
   const Clock::time_point begin = Clock::now();
   ~AtOnce() { EXPECT_LT(SecondsSince(begin), 0.7); }
@@ -50,7 +50,7 @@ TEST_F(Controller, RecordsFromCreateToExit) {
   EXPECT_EQ(capture.fileClose(), 1);
   ExpectEnd(1);
   ExpectStream(file, 4 * 44100);
-  // What a run leaves is readable without a thread.
+  // The results of a run are readable without a thread.
   EXPECT_EQ(StateOf(capture), kStateNone);
   EXPECT_STREQ(capture.GetTimeString(&level), "00:01.00");
   EXPECT_EQ(level, 0);
@@ -145,7 +145,8 @@ TEST_F(Controller, ADeviceThatIsSlowToOpenHoldsUpEachCallForASecond) {
   ExpectEnd(1);  // it reaches a thread that is still starting
 }
 
-// A device may move its position first and signal a little later, when a drain has taken that segment along.
+// A device may move its position first and signal a little later, when a drain has already taken that
+// segment.
 TEST_F(Controller, ALateNotificationDoesNotEndTheRun) {
   Start();
   device.points.erase(device.points.begin());
@@ -166,7 +167,7 @@ TEST_F(Controller, OfADeviceThatDoesNotCountTheClockTellsLosses) {
   Sleep(1250);  // a ring goes by, as the clock has it
   Record(44100);
   EXPECT_EQ(capture.StopREC(), 1);
-  Sleep(900);  // no sound passes that nobody captures
+  Sleep(900);  // after the stop the clock counts no loss
   EXPECT_EQ(capture.fileClose(), 1);
   const cmm::CaptureReport report = GetCaptureReport();
   EXPECT_EQ(report.overruns, 1u);

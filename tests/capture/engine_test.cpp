@@ -97,7 +97,7 @@ TEST_F(Engine, LevelIsTheHighestSampleOfTheFirstPart) {
 }
 
 TEST_F(Engine, StartUpFailsWithoutAllItsEvents) {
-  device.faults.ring = DSERR_BADFORMAT;  // what comes behind the events
+  device.faults.ring = DSERR_BADFORMAT;  // the step after the events
   long blocks = 0;
   for (LimitBlocks(0); Init() == E_OUTOFMEMORY; LimitBlocks(++blocks)) continue;
   LimitBlocks(-1);

@@ -1,5 +1,5 @@
-// A disk that stalls, hangs or is full, and a device that goes meanwhile. The device counts its frames, so that
-// what has reached the file can be told one by one.
+// A disk that stalls, hangs or is full, and a device that is lost meanwhile. The device numbers its frames,
+// so that each frame in the file can be checked.
 
 #include <cerrno>
 #include <string_view>
@@ -29,7 +29,7 @@ class Disk : public testing::Test, protected Recording<test::CountingDevice> {
   }
   void ExpectFile(std::uint64_t leastFrames) {
     const test::Counted counted = test::CountFrames(file);
-    EXPECT_TRUE(counted.whole);
+    EXPECT_TRUE(counted.complete);
     EXPECT_EQ(counted.gaps, 0u) << "at " << counted.firstGapAt;
     EXPECT_GE(counted.frames, leastFrames);
     EXPECT_EQ(counted.frames, capture.GetSamples() / 4);
@@ -55,7 +55,7 @@ TEST_F(Disk, LosesNothingToAStallWhateverEndsTheRunMeanwhile) {
   EXPECT_EQ(GetCaptureReport().deviceResult, DSERR_NODRIVER);
 }
 
-// Notifications go before commands, but not for ever.
+// Notifications go before commands, but only for some drains in a row.
 TEST_F(Disk, ThatIsSlowerThanTheSoundDoesNotShutOutAStop) {
   everyWriteTakes = 300;  // and a segment needs one at the least: more than the quarter second that it lasts
   Start(Format(4 * 44100, 2, 16));
@@ -73,7 +73,7 @@ TEST_F(Disk, ThatIsSlowerThanTheSoundDoesNotShutOutAStop) {
 TEST_F(Disk, ThatIsFullEndsTheRunAndFinishesTheFile) {
   constexpr std::uint32_t kSize = 60;  // the header and one frame
   const test::FileSizeLimit full(kSize);
-  device.unhurried = true;
+  device.ignoresClock = true;
   Start();
   EXPECT_TRUE(Reaches(kStateNone));
   EXPECT_EQ(GetCaptureReport().end, CaptureEnd::kFileFailed);
@@ -82,7 +82,7 @@ TEST_F(Disk, ThatIsFullEndsTheRunAndFinishesTheFile) {
   ExpectFile((kSize - kHeaderBytes) / 4);
 }
 
-// The times that the table in CMMWAVCapture.h names, and the run that is left to its thread.
+// The times of the table in CMMWAVCapture.h, and a run that is left to its thread.
 TEST_F(Disk, ThatHangsHoldsUpExitForFiveSecondsAndAnAssignmentForTen) {
   Start();
   StallFor(15900);
@@ -96,7 +96,7 @@ TEST_F(Disk, ThatHangsHoldsUpExitForFiveSecondsAndAnAssignmentForTen) {
   expectSeconds(10, [&] { capture = CMMWAVCapture(); });
   EXPECT_EQ(capture.Create(Format(44100, 2, 16), &device.id), nullptr) << "the thread lives";
   EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
-  EXPECT_TRUE(test::CountFrames(file).whole);
+  EXPECT_TRUE(test::CountFrames(file).complete);
   Create();
 }
 

@@ -1,4 +1,4 @@
-// Races between device, thread and controller, under load; and what a thousand runs leave behind.
+// Races between device, thread and controller, under load; and leaks of a thousand runs.
 
 #include <malloc.h>
 
@@ -15,8 +15,8 @@
 
 namespace {
 
-// SOAK_TAKES is how many.
-TEST(CaptureStress, TakesAreWholeUnderLoadAndHeldUpDrains) {
+// SOAK_TAKES in the environment sets the number of takes.
+TEST(CaptureStress, TakesAreCompleteUnderLoadAndHeldUpDrains) {
   const char* const wanted = std::getenv("SOAK_TAKES");
   const int takes = wanted != nullptr ? std::atoi(wanted) : 60;
   Recording<FakeDevice> r;
@@ -63,7 +63,7 @@ TEST(CaptureStress, NothingIsAllocatedWhileARecordingRuns) {
       if (r.device.delivered - r.capture.GetSamples() < 1024) r.device.Deliver(300);
     }
   };
-  record(4096);  // whatever is made at the first use is made by now
+  record(4096);  // everything allocated at the first use is allocated by now
   const std::pair before(BlocksTaken(), mallinfo2().uordblks);
   record(200000);
   EXPECT_EQ(std::pair(BlocksTaken(), mallinfo2().uordblks), before);

@@ -1,7 +1,7 @@
-// Each call into the system and each allocation of a job fails once: a failure is told, or what comes out is
-// complete, and nothing aborts, crashes or hangs.
+// Each call into the system and each allocation of a job fails once: either the failure is reported or the
+// output is complete, and nothing aborts, crashes or hangs.
 //
-// Each run is a process of its own, so that all that is done once in a process is done in each.
+// Each run is a process of its own, so that initialisation done once in a process happens in each.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,12 +25,13 @@
 
 namespace {
 
-// The jobs, as a host does them. They take no memory themselves and call the system only by way of the library,
-// so that all that fails is the library's. Each tells whether all has gone well, by the results of its calls alone.
+// The jobs, as a host does them. They allocate nothing themselves and call the system only through the
+// library, so that every failure is inside the library. Each returns whether it has succeeded, by its calls'
+// results alone.
 
 struct Job {
   std::string source;  // a finished WAV file
-  std::string folder;  // for what comes out
+  std::string folder;  // for the output
   std::string output;
   pid_t process;
 };
@@ -97,8 +98,8 @@ struct Subject {
 
 class Faults : public testing::TestWithParam<Subject> {
  protected:
-  // Exit codes of a child, none of which another end of it has.
-  enum Outcome : int { kComplete = 40, kTold, kWithoutFault, kWithoutFaultAndTold };
+  // Exit codes of a child, different from those of a crash.
+  enum Outcome : int { kComplete = 40, kReported, kWithoutFault, kWithoutFaultButFailed };
 
   Faults() {
     test::StoreWav(folder_.File("source.wav"), std::vector{Format(8000, 1, 16)}, test::Pattern(20000), 0);
@@ -107,7 +108,7 @@ class Faults : public testing::TestWithParam<Subject> {
   Job Start() {
     const std::string folder = folder_.File(std::to_string(fault.nth));
     std::filesystem::create_directory(folder);
-    test::Store(folder + "/out.wav", test::Bytes(99));  // to be cut, too
+    test::Store(folder + "/out.wav", test::Bytes(99));  // to be overwritten
     const Job job{folder_.File("source.wav"), folder, folder + "/out.wav", fork()};
     if (job.process != 0) return job;
     alarm(25);  // a controller's calls have limits of 1 to 5 seconds
@@ -120,7 +121,7 @@ class Faults : public testing::TestWithParam<Subject> {
     _exit((met ? kComplete : kWithoutFault) + (fine ? 0 : 1));
   }
 
-  /// @return its outcome; 0, with a failure of the test, when it has not come to its end
+  /// @return its outcome; 0, with a failure of the test, when it ended otherwise
   static int Await(const Job& job) {
     int status = 0;
     waitpid(job.process, &status, 0);
@@ -129,7 +130,7 @@ class Faults : public testing::TestWithParam<Subject> {
     return 0;
   }
 
-  /// How much half a second gives is up to the clock, but never what.
+  /// How much sound half a second gives depends on the clock; its bytes do not.
   void ExpectComplete(test::Bytes file) const {
     test::Bytes expected = expected_;
     if (GetParam().endsByTheClock) {
@@ -146,7 +147,7 @@ class Faults : public testing::TestWithParam<Subject> {
   test::Bytes expected_;
 };
 
-TEST_P(Faults, AreToldOrDoNoHarm) {
+TEST_P(Faults, AreReportedOrLeaveTheOutputComplete) {
   fault = {};
   const Job unharmed = Start();
   ASSERT_EQ(Await(unharmed), kWithoutFault);
@@ -154,19 +155,19 @@ TEST_P(Faults, AreToldOrDoNoHarm) {
   ASSERT_GT(expected_.size(), 8000u);
   for (const auto kind : {Fault::kCall, Fault::kAllocation, Fault::kAllAllocations}) {
     if (kind != Fault::kCall && !test::kAllocationsFail) continue;
-    long met = 0, told = 0;
+    long met = 0, reported = 0;
     for (fault = {kind, 1}; met == fault.nth - 1;) {
-      std::vector<Job> children;  // which mostly sleep
+      std::vector<Job> children;  // many at once: they mostly sleep
       for (; children.size() < 24; ++fault.nth) children.push_back(Start());
       for (const Job& child : children) {
         const int outcome = Await(child);
         met += outcome < kWithoutFault ? 1 : 0;
-        told += outcome == kTold ? 1 : 0;
-        EXPECT_NE(outcome, kWithoutFaultAndTold);
+        reported += outcome == kReported ? 1 : 0;
+        EXPECT_NE(outcome, kWithoutFaultButFailed);
         if (outcome == kComplete || outcome == kWithoutFault) ExpectComplete(test::Load(child.output));
       }
     }
-    EXPECT_GT(told, 3);
+    EXPECT_GT(reported, 3);
   }
 }
 INSTANTIATE_TEST_SUITE_P(

@@ -9,8 +9,8 @@
 #include "resample/AudioLinearFilter.h"
 #include "tests/platform/acm/AcmTools.h"
 #include "tests/support/Sung.h"
-#include "tools/harmonize/Choir.h"
-#include "tools/harmonize/Listener.h"
+#include "tools/harmonize/Harmonizer.h"
+#include "tools/harmonize/PitchTracker.h"
 
 namespace {
 
@@ -68,7 +68,7 @@ double Coded(const AcmFormat& coded) {
   return ToneToNoise(back.data(), back.size(), kCodedRate);
 }
 
-/// Three vowels at nine notes as the listener hears them, in percent.
+/// Three vowels at nine notes as the tracker finds them, in percent.
 struct Heard {
   double right;     // of all values
   double inOctave;  // of those that are a note
@@ -77,10 +77,10 @@ Heard Listen(double unevenness) {
   double values = 0, notes = 0, right = 0, inOctave = 0;
   for (const double formant : {300.0, 700.0, 1500.0}) {
     for (double hertz = 70.0; hertz < 800.0; hertz *= 1.35) {
-      Listener ear;
+      PitchTracker tracker;
       for (const std::int16_t sample : test::Sung(hertz, 0.5, formant, unevenness)) {
-        ear.Hear(sample * 65536);
-        const double octaves = std::abs(std::log2(ear.PitchHz() / hertz));  // infinite without a note
+        tracker.Process(sample * 65536);
+        const double octaves = std::abs(std::log2(tracker.PitchHz() / hertz));  // infinite without a note
         values += 1;
         notes += std::isfinite(octaves) ? 1 : 0;
         right += octaves < 0.04 ? 1 : 0;
@@ -91,13 +91,13 @@ Heard Listen(double unevenness) {
   return {100 * right / values, 100 * inOctave / notes};
 }
 
-/// A voice of the choir against its lead, in decibels.
+/// A voice of the harmonizer against its lead, in decibels.
 double VoiceLevel(double hertz, double cents) {
-  Choir choir({cents}, 1.0);
+  Harmonizer harmonizer({cents}, 1.0);
   const test::Samples lead = test::Sung(hertz, 1.6);
   test::Samples sung;
   for (const std::int16_t sample : lead) {
-    sung.push_back(static_cast<std::int16_t>(choir.Sing(sample * 65536) / 65536));
+    sung.push_back(static_cast<std::int16_t>(harmonizer.Process(sample * 65536) / 65536));
   }
   const double wanted = hertz * std::exp2(cents / 1200);
   return 20 * std::log10(test::Strength(sung, wanted) / test::Strength(lead, hertz));

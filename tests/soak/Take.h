@@ -1,5 +1,5 @@
 #pragma once
-// A recording of the counting device, and what has become of it.
+// A recording of the counting device, and the check of its file.
 
 #include "tests/capture/Recording.h"
 #include "tests/support/CountingDevice.h"
@@ -10,8 +10,8 @@ constexpr DWORD kRate = 44100;
 constexpr std::uint64_t kSegment = kRate / 4;  // frames
 
 struct Take : Recording<test::CountingDevice> {
-  explicit Take(DWORD rate = kRate, bool unhurried = false) {
-    device.unhurried = unhurried;
+  explicit Take(DWORD rate = kRate, bool ignoresClock = false) {
+    device.ignoresClock = ignoresClock;
     Start(Format(rate, 2, 16));
   }
 
@@ -26,7 +26,7 @@ struct Take : Recording<test::CountingDevice> {
     while (capture.fileClose() != 1 && StateOf(capture) == kStateFileOpen) Sleep(1);
     Eventually([&] { return StateOf(capture) <= kStateNone || StateOf(capture) == kStateReady; }, 60000);
     const test::Counted counted = test::CountFrames(file);
-    EXPECT_TRUE(counted.whole);
+    EXPECT_TRUE(counted.complete);
     EXPECT_EQ(counted.gaps, gaps) << "missing " << counted.missing << " at " << counted.firstGapAt;
     EXPECT_EQ(GetCaptureReport().framesInFile, counted.frames);
     EXPECT_EQ(GetCaptureReport().overruns, gaps);

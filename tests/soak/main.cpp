@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-/// Plays the part of the process that is stopped: records FILE from DEVICE for SECONDS. @return 0 when nothing is lost
+/// The process that a test stops: records FILE from DEVICE for SECONDS. @return 0 when nothing is lost
 int RecordForParent(char** arguments);
 
 int main(int argc, char** argv) {

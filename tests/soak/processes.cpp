@@ -51,7 +51,7 @@ class Process {
   pid_t process_;
 };
 
-/// One that records, and ends well when it has lost nothing.
+/// A process that records; its exit code is 0 when it has lost nothing.
 Process Recorder(const std::string& file, const std::string& device, double seconds) {
   return Process({"/proc/self/exe", "record", file, device, std::to_string(seconds)});
 }
@@ -68,7 +68,7 @@ TEST_P(StoppedProcess, LosesNothing) {
   recorder.Send(SIGCONT);
   EXPECT_EQ(recorder.Wait(), 0);
   const test::Counted counted = test::CountFrames(file);
-  EXPECT_TRUE(counted.whole);
+  EXPECT_TRUE(counted.complete);
   EXPECT_EQ(counted.gaps, 0u) << "missing " << counted.missing;
   EXPECT_GE(static_cast<double>(counted.frames + soak::kSegment), seconds * soak::kRate - 2000);
 }
@@ -108,8 +108,7 @@ class ServerTest : public testing::TestWithParam<std::pair<bool, int>> {
   SoundServer server_;
 };
 
-// A server that was stopped goes on as it likes, with a gap of its own now and then: another recorder hears
-// the same.
+// A server that was stopped may go on with a gap of its own: another recorder has the same gap.
 class Stopped : public ServerTest {};
 TEST_P(Stopped, ServerOrClientLosesNothingOfWhatTheServerGives) {
   const auto& [server, milliseconds] = GetParam();
@@ -144,7 +143,7 @@ TEST_P(Dead, ServerEndsARecordingWithAllItsSegments) {
   EXPECT_LT(SecondsSince(killed), 0.7);
   EXPECT_EQ(cmm::GetCaptureReport().end, cmm::CaptureEnd::kDeviceLost);
   EXPECT_EQ(cmm::GetCaptureReport().deviceResult, DSERR_NODRIVER);
-  EXPECT_TRUE(test::CountFrames(file_).whole);
+  EXPECT_TRUE(test::CountFrames(file_).complete);
   // The server hands its sound over in pieces of up to two seconds.
   EXPECT_TRUE(GapsOf(file_, kHeaderBytes, GetParam().second / 1000.0 - 2.3).empty());
 }

@@ -14,7 +14,7 @@ int DelayWrite(const char* name, int) {
 
 std::atomic<int> nextLockTakes{0};  // milliseconds
 
-// Just ahead of its Lock a drain says so.
+// A drain's debug message comes just before its Lock.
 void DelayLock(void*, const char*) {
   Sleep(static_cast<DWORD>(nextLockTakes.exchange(0)));
 }
@@ -70,7 +70,7 @@ TEST_F(LongStall, LosesExactlyWhatDoesNotFitAndTellsWhere) {
   EXPECT_EQ(report.lastLossFrames, report.lostFrames);
   EXPECT_EQ(counted.firstGapAt, report.lastLossAt);
   EXPECT_GE(counted.frames + report.lostFrames + soak::kSegment, delivered);
-  EXPECT_EQ(report.lostFrames % soak::kRate, 0u) << "not in whole rings";
+  EXPECT_EQ(report.lostFrames % soak::kRate, 0u) << "not in complete rings";
   EXPECT_NEAR(static_cast<double>(report.lostFrames) / soak::kRate, kStall / 1000.0 - 61.0, 1.5);
 }
 

@@ -1,5 +1,5 @@
-// In a file of its own, so that no compiler sees through it. Every form is here: a sanitizer would not send
-// the others through these.
+// In a file of its own, so that no compiler optimises the calls away. Every form is here, since a sanitizer's
+// other forms would not call these.
 
 #include "tests/support/AllocationCounter.h"
 

@@ -1,6 +1,6 @@
-// Definitions of the C library's functions that all of the process is bound to, the library and the loader
-// included. They go on to what lies behind them under other names, since a search for the next definition may
-// take memory itself. What gives memory back is not among them.
+// Definitions of the C library's functions that replace them in all of the process, the library and the
+// loader included. They call the originals by their other names, since a search for the next definition may
+// take memory itself. The functions that give memory back are not replaced.
 
 #include "tests/support/Allocations.h"
 
@@ -19,14 +19,14 @@ namespace {
 
 constinit std::atomic<long> failsAt{0};  // 0: none
 constinit std::atomic<long> made{0};     // since FailAllocation
-constinit std::atomic<bool> allBehind{false};
+constinit std::atomic<bool> allAfter{false};
 constinit std::atomic<bool> failed{false};
 
 bool Fails() {
   const long at = failsAt.load(std::memory_order_relaxed);
   if (at == 0) return false;
   const long number = ++made;
-  if (number < at || (number > at && !allBehind)) return false;
+  if (number < at || (number > at && !allAfter)) return false;
   failed = true;
   errno = ENOMEM;
   return true;
@@ -34,10 +34,10 @@ bool Fails() {
 
 }  // namespace
 
-void test::FailAllocation(long nth, bool andAllBehind) {
+void test::FailAllocation(long nth, bool andAllAfter) {
   made = 0;
   failed = false;
-  allBehind = andAllBehind;
+  allAfter = andAllAfter;
   failsAt = nth;
 }
 

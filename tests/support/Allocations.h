@@ -1,12 +1,12 @@
 #pragma once
-// The C library's memory, cut off. For programs with Allocations.cpp among their sources. With a sanitizer, which
-// has a memory of its own, they go without it and define CMM_OWN_MEMORY.
+// Failing allocations of the C library. For programs with Allocations.cpp among their sources. With a
+// sanitizer, which has its own allocator, they leave it out and define CMM_OWN_MEMORY.
 
 namespace test {
 
-/// Has one allocation of the process fail, or all from that one on.
+/// Makes one allocation of the process fail, or all from that one on.
 /// @param nth  1: the next one
-void FailAllocation(long nth, bool andAllBehind);
+void FailAllocation(long nth, bool andAllAfter);
 
 /// Ends that. @return whether an allocation has failed
 bool AllocateAgain();

@@ -1,5 +1,5 @@
 #pragma once
-// The capture interfaces, held and made.
+// The capture interfaces: owners, and functions that make them.
 
 #include <memory>
 #include <optional>

@@ -15,13 +15,13 @@
 #include <vector>
 
 #include "capture/CaptureReport.h"
-#include "platform/posix/capture/capture_device.h"
+#include "platform/posix/devices/capture_device.h"
 #include "platform/posix/layer.h"
 
 namespace test {
 
-/// Frames of four bytes, each its number since the device's start; 16 bits and two channels. As with a device
-/// that has room enough, what a late worker has missed is still there.
+/// Delivers frames of four bytes (16 bits, two channels), each its number since the device's start. It drops
+/// none: what a late worker has not read yet is still there.
 class CountingDevice {
  public:
   CountingDevice() { platform::RegisterCaptureDevice(id, "counting", &CountingDevice::Open, this); }
@@ -31,8 +31,8 @@ class CountingDevice {
 
   const GUID id{0xC0047140, 1, 2, {3, 4, 5, 6, 7, 8, 9, 10}};
   std::atomic<bool> gone{false};  // at any time
-  /// Goes as fast as frames are recorded, and not by the clock. Set before a start.
-  std::atomic<bool> unhurried{false};
+  /// Delivers as fast as frames are recorded, not in real time. Set before a start.
+  std::atomic<bool> ignoresClock{false};
   std::atomic<std::uint64_t> delivered{0};  // frames since the start
 
  private:
@@ -58,7 +58,7 @@ class CountingDevice {
       if (woken_ || Gone()) return 0;
       const std::uint64_t from = owner_.delivered;
       const std::uint64_t frames = std::min<std::uint64_t>(Due() - from, room / 4);
-      if (frames == 0) std::this_thread::sleep_for(std::chrono::milliseconds(owner_.unhurried ? 0 : 5));
+      if (frames == 0) std::this_thread::sleep_for(std::chrono::milliseconds(owner_.ignoresClock ? 0 : 5));
       for (std::uint64_t i = 0; i < frames; ++i) {
         const auto number = static_cast<std::uint32_t>(from + i);
         std::memcpy(to + 4 * i, &number, 4);
@@ -70,8 +70,8 @@ class CountingDevice {
    private:
     std::uint64_t Due() const {
       const std::uint64_t recorded = cmm::GetCaptureReport().framesDelivered - before_;
-      // By the clock until the reader has locked for the first time: before that a ring waits for nobody.
-      if (owner_.unhurried && recorded > 0) return recorded + 2 * rate_;
+      // In real time until the reader's first lock: before that the ring does not wait for it.
+      if (owner_.ignoresClock && recorded > 0) return recorded + 2 * rate_;
       const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin_;
       return static_cast<std::uint64_t>(time.count() * static_cast<double>(rate_));
     }
@@ -88,13 +88,13 @@ class CountingDevice {
   }
 };
 
-/// What a file of the device's holds: the frames in one piece, or the first gap in them.
+/// What a file recorded from the device holds: its frames, and the gaps in them.
 struct Counted {
   std::uint64_t frames = 0;
   std::uint64_t gaps = 0;
-  std::uint64_t firstGapAt = 0;  // frames of the file ahead of it
-  std::int64_t missing = 0;      // frames in all gaps; below 0: some are there twice
-  bool whole = false;            // begins at 0, and its sizes are right
+  std::uint64_t firstGapAt = 0;  // frames of the file before it
+  std::int64_t missing = 0;      // frames in all gaps; negative: some are there twice
+  bool complete = false;         // has a RIFF header and the right data size
 };
 inline Counted CountFrames(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -119,7 +119,7 @@ inline Counted CountFrames(const std::string& path) {
       ++counted.frames;
     }
   }
-  counted.whole = bytes == dataBytes && std::memcmp(header, "RIFF", 4) == 0;
+  counted.complete = bytes == dataBytes && std::memcmp(header, "RIFF", 4) == 0;
   return counted;
 }
 

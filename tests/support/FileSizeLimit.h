@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// While it lives, no file of the process grows beyond a size: what a full disk looks like.
+/// While it exists, no file of the process grows beyond a size, as on a full disk.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(std::size_t bytes) {

@@ -2,7 +2,7 @@
 
 #include "platform/platform.h"
 
-/// A format record that agrees with itself.
+/// A format whose fields agree.
 inline WAVEFORMATEX Format(DWORD rate, WORD channels, WORD bits, WORD tag = WAVE_FORMAT_PCM) {
   const auto block = static_cast<WORD>(channels * ((bits + 7) / 8));
   return {tag, channels, rate, rate * block, block, bits, 0};

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Lets a test reach one private field: PRIVATE_FIELD(Name, Class, Type, field) makes Name(object) a
+/// Gives a test access to one private field: PRIVATE_FIELD(Name, Class, Type, field) makes Name(object) a
 /// reference to it. An explicit instantiation may name private members, and the friend that it defines hands
 /// the pointer out.
 #define PRIVATE_FIELD(Name, Class, Type, field)                     \

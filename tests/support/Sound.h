@@ -1,5 +1,5 @@
 #pragma once
-// What a room has heard, measured.
+// Measures a tone in captured samples.
 
 #include <algorithm>
 #include <cmath>
@@ -12,9 +12,9 @@ namespace test {
 constexpr double kRate = 44100;
 
 struct Sound {
-  double frames = 0, hertz = 0, level = 0;  // by its zeros; a tone's amplitude, by its power
+  double frames = 0, hertz = 0, level = 0;  // hertz from the zero crossings; level: amplitude, from the power
 };
-/// The sound in what was heard: all between the first and the last frame that is not silent.
+/// Measures all between the first and the last frame that is not silent.
 inline Sound Measure(const std::vector<std::int16_t>& heard) {
   const auto loud = [](std::int16_t sample) { return std::abs(sample) > 400; };
   const auto first = std::find_if(heard.begin(), heard.end(), loud);

@@ -40,8 +40,8 @@ std::string Contents(const std::string& file) {
 #endif
 #if defined(CMM_TSAN)
 // The thread sanitizer asks the program for this. The client library of the sound server is not instrumented,
-// and hands blocks from thread to thread in ways that the sanitizer cannot see. The plug-in that writes into
-// our memory is not among these: a race over a ring is still found.
+// and passes blocks between threads in ways that the sanitizer cannot see. The plug-in that writes into our
+// memory is not suppressed: a race over a ring is still found.
 extern "C" const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {
   return "race:libpulse.so\nrace:libpulsecommon\n";

@@ -1,5 +1,5 @@
 #pragma once
-// A private sound server for tests: no sound card, no user's server, nothing left behind.
+// A private sound server for tests: needs no sound card and no user's server, and leaves nothing.
 
 #include <sys/types.h>
 

@@ -1,5 +1,5 @@
 #pragma once
-// A voice whose note is known, and an ear for its notes.
+// A synthetic voice of a known note, and the strength of a frequency in a sound.
 
 #include <cmath>
 #include <complex>
@@ -13,8 +13,8 @@ namespace test {
 using Samples = std::vector<std::int16_t>;
 constexpr double kRate = 44100;
 
-/// A sung vowel: the harmonics about its formant are stronger than the note itself.
-/// @param unevenness by what part every second period is weaker
+/// A sung vowel: the harmonics around its formant are stronger than the fundamental.
+/// @param unevenness how much weaker every second period is, 0 to 1
 inline Samples Sung(double hertz, double seconds, double formant = 700.0, double unevenness = 0.0) {
   Samples samples;
   for (double t = 0.0; t < seconds; t += 1.0 / kRate) {
@@ -29,7 +29,7 @@ inline Samples Sung(double hertz, double seconds, double formant = 700.0, double
   return samples;
 }
 
-/// How strong a frequency is in a second of sound, behind the first half.
+/// The strength of a frequency in one second of a sound, after its first half second.
 inline double Strength(const Samples& sound, double hertz) {
   const std::complex<double> turn = std::polar(1.0, -2.0 * std::numbers::pi * hertz / kRate);
   std::complex<double> sum, now = 1.0;

@@ -1,5 +1,5 @@
-// Definitions of the C library's functions that all of the process is bound to, the library included. Each
-// asks the hook and goes on to the next definition. On 64-bit systems the names carry no 64.
+// Definitions of the C library's functions that replace them in all of the process, the library included.
+// Each asks the hook, and then calls the next definition. On 64-bit systems the names have no suffix 64.
 
 #include "tests/support/SystemCalls.h"
 
@@ -34,7 +34,7 @@ int Ask(const char* name, int file) {
 
 void* NextDefinition(const char* name) {
 #if defined(__clang__)
-  // A sanitizer's runtime lies in the program itself, with its own definition under another name. Without a
+  // A sanitizer's runtime is in the program itself, with its own definition under another name. Without a
   // sanitizer there is none, and the failed search would take memory.
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
   char wrapped[64];
@@ -45,7 +45,7 @@ void* NextDefinition(const char* name) {
   return dlsym(RTLD_NEXT, name);
 }
 
-/// The function of that name behind this program's own one. Looked up at its first call.
+/// The next definition after this program's own, looked up at the first call.
 class Next {
  public:
   explicit constexpr Next(const char* name) : name_(name) {}
@@ -107,7 +107,7 @@ int fcntl(int file, int command, ...) {
   static constinit Next next("fcntl");
   return next.Call<int>(file, file, command, argument);
 }
-// One function: as it is declared, what it gives, its name, its descriptor and its arguments.
+// One function: its declaration, result type, name, descriptor and arguments.
 #define HOOKED(declaration, Result, name, file, ...) \
   declaration {                                      \
     static constinit Next next(#name);               \

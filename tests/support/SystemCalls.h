@@ -1,6 +1,6 @@
 #pragma once
-// The process's calls into the system, before they are made. For programs with SystemCalls.cpp among their
-// sources.
+// A hook for the process's calls into the system, before they are made. For programs with SystemCalls.cpp
+// among their sources.
 
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
 #define CMM_SANITIZER_HAS_THREAD_KEYS
@@ -13,7 +13,7 @@
 namespace test {
 
 /// Called ahead of each call of the process into the system through one of the functions in SystemCalls.cpp,
-/// by the thread that makes it; may sleep. What it calls itself passes by it.
+/// by the thread that makes it; may sleep. Its own calls do not come to it.
 /// @param name of the function, as it is written: "pwrite"
 /// @param file the descriptor; -1 when the function is given none
 /// @return 0: the call goes on; otherwise the errno value with which it fails
@@ -22,8 +22,8 @@ using SystemCallHook = int (*)(const char* name, int file);
 /// @param hook null: none. Calls that are under way may still come to the one before
 void HookSystemCalls(SystemCallHook hook);
 
-/// Whether pthread_key_create and pthread_setspecific are among them: not under a sanitizer, whose runtime
-/// calls them, too, and can do with no failure.
+/// Whether pthread_key_create and pthread_setspecific are hooked: not under a sanitizer, whose runtime calls
+/// them too and cannot handle a failure.
 #ifdef CMM_SANITIZER_HAS_THREAD_KEYS
 inline constexpr bool kHooksThreadKeys = false;
 #else

@@ -9,7 +9,7 @@
 std::size_t OpenFiles(const std::filesystem::path& folder) {
   const std::filesystem::directory_iterator all(folder);
   return static_cast<std::size_t>(std::count_if(begin(all), end(all), [](const auto& entry) {
-    // Nobody may have it to himself while somebody has it open.
+    // It cannot be opened without sharing while it is open.
     const HANDLE file =
         CreateFileW(entry.path().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (file == INVALID_HANDLE_VALUE) return true;
@@ -19,7 +19,7 @@ std::size_t OpenFiles(const std::filesystem::path& folder) {
 }
 
 bool UseCodePage(unsigned codePage) {
-  // Who starts the program to see it in a certain code page says so: nothing is to be left out unnoticed.
+  // A run for a certain code page names it here, so that no test is skipped unnoticed.
   if (const char* const expected = std::getenv("CMM_CODE_PAGE")) {
     EXPECT_EQ(std::to_string(GetACP()), expected);
   }

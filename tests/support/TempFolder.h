@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-/// A fresh folder, gone with the object.
+/// A new empty folder; the destructor removes it.
 class TempFolder {
  public:
   TempFolder() {

@@ -30,7 +30,7 @@ inline std::uintptr_t Begin(Body& body, unsigned stackSize = 0) {
   return _beginthreadex(nullptr, stackSize, RunBody, &body, 0, nullptr);
 }
 
-/// A thread that has ended when the object goes.
+/// A thread; the destructor waits for its end.
 class Thread {
  public:
   explicit Thread(Body body) : body_(std::move(body)), handle_(Begin(body_)) {}
@@ -42,7 +42,7 @@ class Thread {
   Handle handle_;
 };
 
-/// A thread that waits once for an object; the constructor gives it the time to fall asleep there.
+/// A thread that waits once for an object; the constructor gives it time to begin the wait.
 class Sleeper {
  public:
   explicit Sleeper(HANDLE handle, DWORD milliseconds = kLong)

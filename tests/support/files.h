@@ -1,5 +1,5 @@
 #pragma once
-// Files for tests: a folder that goes with the test, whole contents and the numbers in them.
+// Files for tests: complete contents, and the numbers in them.
 
 #include <algorithm>
 #include <cstddef>
@@ -25,7 +25,8 @@ inline void Store(const std::string& path, const Bytes& bytes) {
   std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
-/// Writes a WAV file with exactly this format record. @p frames is for those who read coded sound.
+/// Writes a WAV file with exactly these format bytes.
+/// @param frames for the "fact" chunk
 template <class Element, class Sample>
 void StoreWav(const std::string& path, const std::vector<Element>& format, const std::vector<Sample>& data,
               std::uint32_t frames) {
@@ -50,7 +51,7 @@ void StoreWav(const std::string& path, const std::vector<Element>& format, const
   chunk("data", data.data(), dataBytes);
 }
 
-/// Bytes that tell their place and do not repeat soon.
+/// Pseudo-random bytes, so that an offset error shows.
 inline Bytes Pattern(std::size_t count, std::uint32_t seed = 1) {
   Bytes bytes(count);
   for (char& byte : bytes) {
@@ -60,7 +61,7 @@ inline Bytes Pattern(std::size_t count, std::uint32_t seed = 1) {
   return bytes;
 }
 
-/// Up to that many bytes from a place on.
+/// At most @p count bytes from an offset on.
 inline Bytes Part(const Bytes& bytes, std::size_t from, std::size_t count) {
   from = std::min(from, bytes.size());
   const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);

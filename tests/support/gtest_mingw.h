@@ -1,6 +1,6 @@
 #pragma once
-// Goes ahead of GoogleTest's headers where the compiler has no std::mutex: the one class there that has one.
-// It is for GoogleTest's tests of itself, and no such object is made here.
+// Included before GoogleTest's headers where the compiler has no std::mutex: stands in for the one class
+// there that uses it. That class serves GoogleTest's tests of itself, and no such object is made here.
 
 #define GTEST_HAS_NOTIFICATION_ 1
 

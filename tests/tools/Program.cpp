@@ -47,7 +47,7 @@ Outcome Program::Wait() {
   return {code, Said("out"), Said("err")};
 }
 
-/// A stream's text, with the ends of lines of this system.
+/// A stream's text, with this system's line ends.
 std::string Program::Said(const std::string& stream) const {
   std::string text = FileText(folder_.File(stream));
   for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;) text.erase(at, 1);

@@ -1,5 +1,5 @@
 #pragma once
-// Runs a program as a user does, and keeps what it said.
+// Runs a program as a user does, and keeps its output.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,8 +34,8 @@ inline void WriteFileText(const fs::path& path, const std::string& text) {
   test::Store(path, {text.begin(), text.end()});
 }
 
-/// The example program that a test is to run: the built one, or one of its name in the folder CMM_PROGRAMS of the
-/// environment, such as the same program for another system.
+/// The host program that a test is to run: the built one, or the one of that name in the folder that
+/// CMM_PROGRAMS in the environment names, such as the same program built for another system.
 std::string ExamplePath(const std::string& built);
 
 struct Outcome {
@@ -53,11 +53,11 @@ class Program {
   ~Program();
   void Send(int signal) const { kill(process_, signal); }
   Outcome Wait();
-  /// Until something is so, or the program has ended.
+  /// Waits until a condition holds, or the program has ended.
   void WaitUntil(const std::function<bool()>& isSo);
-  /// Until a file has so many bytes, or the program has ended.
+  /// Waits until a file has so many bytes, or the program has ended.
   void WaitForBytes(const fs::path& file, std::uintmax_t bytes);
-  /// Until it has said so on its standard output, or has ended.
+  /// Waits until its standard output has a text, or it has ended.
   void WaitToSay(const std::string& text);
 
  private:
@@ -73,14 +73,14 @@ inline Outcome RunProgram(const Command& command, const BeforeStart& beforeStart
   return Program(command, beforeStart).Wait();
 }
 
-/// For what a test needs and does not test.
+/// Runs a program that must succeed. @return its standard output
 inline std::string Succeed(const Command& command) {
   const Outcome outcome = RunProgram(command);
   EXPECT_EQ(outcome.code, 0) << command[0] << ": " << outcome.err;
   return outcome.out;
 }
 
-/// Has writes beyond that size fail, in a new process: a full disk, or as good as.
+/// Makes writes beyond that file size fail in a new process, as on a full disk.
 void LimitFiles(std::uintmax_t bytes);
 
 class Programs : public testing::Test {
@@ -91,7 +91,7 @@ class Programs : public testing::Test {
     for (const auto& entry : fs::directory_iterator(folder_.Path())) names.insert(entry.path().filename());
     return names;
   }
-  /// Two tones, so that every sample size has something to do. @return its name
+  /// Two tones that use all the bits of every sample size. @return its name
   std::string MakeSource(const Command& format, const std::string& seconds = "2.3") const {
     const Command tones{source_, "synth", seconds, "sine", "440", "synth", "sine", "amod", "3", "gain", "-3"};
     Succeed(Joined(Joined({"sox", "-D", "-R", "-n"}, format), tones));

@@ -1,4 +1,4 @@
-// cmm-convert, run as a program: against programs that nobody here wrote.
+// cmm-convert, run as a program and compared with other projects' programs.
 #include "resample/AudioLinearFilter.h"
 #include "tests/tools/Program.h"
 #include "tools/progress.h"

@@ -1,4 +1,4 @@
-// Where the programs write: what keeps them from it, and what stands there before; and memory that runs short.
+// Output files: what prevents writing them, and what happens to a file that exists; and short memory.
 #include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned kNobody = 65534;
 
-// Root has every right, so it becomes somebody else.
+// Root has every right, so it becomes another user.
 void LoseRights() {
   if (geteuid() == 0 && (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
     _exit(127);
@@ -35,7 +35,7 @@ void BreakOutput() {
 class Output : public Programs {
  protected:
   Output() { MakeSource({"-r", "44100", "-c", "1", "-b", "16"}, "0.1"); }
-  /// Every program that makes a file.
+  /// Every program that writes a file.
   std::vector<Command> Makers(const std::string& target) const {
     return {{CMM_CONVERT, source_, target, "--force"},
             {CMM_MIRROR, source_, target, "--force"},
@@ -91,7 +91,7 @@ TEST_F(Output, ThatCannotBeWrittenIsToldAndTheWorkDoneAllTheSame) {
       EXPECT_EQ(outcome.code, 1) << command[0];
       EXPECT_THAT(outcome.err, HasSubstr("standard output"));
       EXPECT_EQ(RunProgram({CMM_INFO, target_}).code, 0) << command[0];
-      // A closed output has given its number to nobody.
+      // No file has got the number of a closed output.
       EXPECT_EQ(FileText(target_).find("Recording to"), std::string::npos);
     }
   }
@@ -114,7 +114,7 @@ TEST_F(Output, IsPrivateWhileItIsMadeAndReplacesNothingBeforeItIsOnTheDisk) {
 }
 
 TEST(Memory, ThatIsShortIsTold) {
-  if (!test::kAllocationsFail) GTEST_SKIP() << "a sanitizer has a memory of its own";
+  if (!test::kAllocationsFail) GTEST_SKIP() << "a sanitizer has its own allocator";
   for (const long nth : {1, 5, 10}) {
     EXPECT_EXIT(StartWithoutMemory(nth), testing::ExitedWithCode(1), "cmm-test: memory is short");
   }

@@ -1,4 +1,4 @@
-// cmm-record, run as a program, with the built-in device: what a user sees, and the files that result.
+// cmm-record, run as a program with the built-in device: its output, and the files that it writes.
 #include <cstdlib>
 
 #include "tests/tools/Program.h"
@@ -7,7 +7,7 @@ namespace {
 
 class Record : public Programs {
  protected:
-  /// What an outside program makes of the file: soxi's answer to -r, -c, -b or -s.
+  /// What another program reads in the file: soxi's answer to -r, -c, -b or -s.
   long Soxi(const std::string& question) const {
     return std::atol(Succeed({"soxi", question, target_}).c_str());
   }

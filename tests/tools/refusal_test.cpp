@@ -1,4 +1,4 @@
-// What the programs do not do: each says why, with its exit code, and leaves everything as it was.
+// What the programs refuse: each gives the reason and its exit code, and leaves all files as they were.
 #include <unistd.h>
 
 #include <cstdlib>
@@ -21,7 +21,7 @@ class Refusal : public Programs {
     Succeed({"sox", source_, "-b", "24", File("wide.wav")});
     const std::string sound = FileText(source_);
     WriteFileText(File("cut.wav"), sound.substr(0, sound.size() - 5000));
-    WriteFileText(File("behind.wav"), sound + "more");
+    WriteFileText(File("trailing.wav"), sound + "more");
     WriteFileText(File("old.wav"), "precious");
     const std::string size(4, 'w');  // 2 GB
     WriteFileText(File("long.wav"), sound.substr(0, 40) + size + sound.substr(44));
@@ -69,8 +69,8 @@ TEST_F(Refusal, OfMirror) {
                       {{"source.wav", "source.wav"}, 1, "exists already"},
                       {{"missing.wav", "new.wav"}, 1, "missing.wav: it cannot be opened"},
                       {{"wide.wav", "new.wav"}, 1, "it is not PCM"},
-                      {{"behind.wav", "new.wav"}, 1, "do not reach to the end"},
-                      {{"behind.wav", "new.wav", "--strict"}, 1, "its RIFF size is not that of the file"},
+                      {{"trailing.wav", "new.wav"}, 1, "do not reach to the end"},
+                      {{"trailing.wav", "new.wav", "--strict"}, 1, "its RIFF size is not that of the file"},
                       {{"source.wav", "old.wav", "--force"}, 1, "the disk is full", 100'000}});
 }
 

@@ -1,5 +1,5 @@
-// cmm-record and cmm-play by the machine's sound server and ALSA's default device: every frame of a known sound must
-// arrive, once, in its channel, at its level; and both programs hear of a device that is gone.
+// cmm-record and cmm-play through a sound server and ALSA's default device: every frame of a known sound must
+// arrive once, in its channel, at its level; and both programs notice a lost device.
 #include <chrono>
 
 #include "tests/support/Formats.h"
@@ -17,7 +17,7 @@ class SoundDevice : public Programs {
  protected:
   void SetUp() override { ASSERT_TRUE(server_.IsRunning()) << server_.Problem(); }
 
-  /// Plays frames that count from 1 while cmm-record runs. @return how many have come, one behind the other
+  /// Plays frames that count from 1 while cmm-record runs. @return how many have come in an unbroken row
   std::uint32_t RecordCounted() {
     // A player's first moments may miss the monitor of a sink that was idle.
     std::vector<std::uint32_t> frames(kRate * 3 / 2);
@@ -42,9 +42,9 @@ class SoundDevice : public Programs {
   SoundServer server_;
 };
 
-// A player and the server can fall behind, too, on a machine under load: what is tried again is not the program alone.
+// On a machine under load the player and the server can lose sound too, so the test tries again.
 
-TEST_F(SoundDevice, IsRecordedWhole) {
+TEST_F(SoundDevice, IsRecordedCompletely) {
   std::uint32_t counted = 0;
   for (int attempt = 0; attempt < 3 && counted != kCounted; ++attempt) counted = RecordCounted();
   EXPECT_EQ(counted, kCounted);

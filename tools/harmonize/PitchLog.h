@@ -1,5 +1,5 @@
 #pragma once
-// The pitch of a sound over its time, as a table.
+// The pitch of a sound over time, as a table.
 
 #include <fstream>
 #include <string>
@@ -7,7 +7,7 @@
 #include "tools/output_file.h"
 
 /// Writes lines of time in seconds, pitch in hertz (0 where there is no note) and level (full scale 1), a
-/// hundred to the second. The file has its name only once it is kept.
+/// hundred to the second. Only Keep gives the file the wanted name.
 class PitchLog {
  public:
   static constexpr std::int64_t kSamplesPerLine = 441;  // of 44100 a second
@@ -15,7 +15,7 @@ class PitchLog {
   /// Throws a Failure when the file cannot be created.
   explicit PitchLog(const std::string& wanted);
   void Write(double seconds, double pitchHz, double level);
-  /// Completes the file, under a name of its own. Throws a Failure when the disk is full.
+  /// Finishes the file, still under its temporary name. Throws a Failure when the disk is full.
   void Finish();
   void Keep(bool force) { part_.Keep(force); }  ///< gives the finished file its wanted name
 

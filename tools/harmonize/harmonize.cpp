@@ -1,4 +1,4 @@
-// cmm-harmonize: lets up to three voices sing with the lead in a WAV file.
+// cmm-harmonize: adds up to three harmony voices to the lead in a WAV file.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tools/conversion.h"
-#include "tools/harmonize/Choir.h"
+#include "tools/harmonize/Harmonizer.h"
 #include "tools/harmonize/PitchLog.h"
 #include "tools/harmonize/intervals.h"
 #include "tools/paths.h"
@@ -33,39 +33,39 @@ struct Options {
   bool force = false;
 };
 
-// Sends a sound through the choir into a file, and what the choir hears into a table. The first samples of
-// the choir answer to what was before the sound; they are left out, so that the output is in time with the
-// source.
-class Performance {
+// Writes a lead with its voices into a file, and the lead's pitch into a table. The harmonizer's first
+// samples are its delay; they are left out, so that the output is in time with the source.
+class HarmonyWriter {
  public:
-  Performance(const Options& options, PcmFile& target, PitchLog* log)
-      : choir_(options.cents, options.mixPercent / 100.0), target_(target), log_(log) {}
+  HarmonyWriter(const Options& options, PcmFile& target, PitchLog* log)
+      : harmonizer_(options.cents, options.mixPercent / 100.0), target_(target), log_(log) {}
 
-  void Take(const std::uint8_t* data, std::uint32_t bytes) {
+  void Write(const std::uint8_t* data, std::uint32_t bytes) {
     const std::size_t count = bytes / sizeof(std::int16_t);
     std::vector<std::int16_t> block(count);
     std::memcpy(block.data(), data, bytes);
-    Sing(block);
+    Process(block);
   }
 
-  /// The rest, which is still on its way.
-  void Finish() { Sing(std::vector<std::int16_t>(Choir::kLatency), true); }
+  /// Writes what the harmonizer still delays.
+  void Finish() { Process(std::vector<std::int16_t>(Harmonizer::kLatency), true); }
 
  private:
-  void Sing(std::vector<std::int16_t> block, bool afterEnd = false) {
-    std::vector<std::int16_t> sung;
+  void Process(const std::vector<std::int16_t>& block, bool afterEnd = false) {
+    std::vector<std::int16_t> made;
     for (const std::int16_t sample : block) {
-      const std::int32_t out = choir_.Sing(sample * kLowBits);
+      const std::int32_t out = harmonizer_.Process(sample * kLowBits);
       if (!afterEnd) Log();
-      if (heard_ >= Choir::kLatency) sung.push_back(Rounded(out));
-      ++heard_;
+      if (taken_ >= Harmonizer::kLatency) made.push_back(Rounded(out));
+      ++taken_;
     }
-    target_.Write(sung.data(), static_cast<std::uint32_t>(sung.size() * sizeof(std::int16_t)));
+    target_.Write(made.data(), static_cast<std::uint32_t>(made.size() * sizeof(std::int16_t)));
   }
 
   void Log() {
-    if (log_ == nullptr || heard_ % PitchLog::kSamplesPerLine != 0) return;
-    log_->Write(static_cast<double>(heard_) / kRate, choir_.Ear().PitchHz(), choir_.Ear().Level());
+    if (log_ == nullptr || taken_ % PitchLog::kSamplesPerLine != 0) return;
+    log_->Write(static_cast<double>(taken_) / kRate, harmonizer_.Tracker().PitchHz(),
+                harmonizer_.Tracker().Level());
   }
 
   static std::int16_t Rounded(std::int32_t sample) {
@@ -73,21 +73,21 @@ class Performance {
     return static_cast<std::int16_t>(std::min<std::int64_t>(rounded, INT16_MAX));
   }
 
-  Choir choir_;
+  Harmonizer harmonizer_;
   PcmFile& target_;
   PitchLog* log_;
-  std::int64_t heard_ = 0;
+  std::int64_t taken_ = 0;
 };
 
-// A table in the place of a sound would be a loss that --force does not mean.
+// The table must not overwrite a sound, even with --force.
 void CheckTable(const Options& options) {
   CheckOutput(options.pitch, options.force);
-  const auto place = [](const std::string& file) {
+  const auto canonical = [](const std::string& file) {
     std::error_code unknown;
     return std::filesystem::weakly_canonical(NativePath(file), unknown);
   };
   for (const std::string& sound : {options.source, options.target}) {
-    if (place(options.pitch) == place(sound)) {
+    if (canonical(options.pitch) == canonical(sound)) {
       throw Failure("the sound and the pitch cannot be in one file: " + options.pitch);
     }
   }
@@ -103,10 +103,10 @@ void Harmonize(const Options& options) {
     log.emplace(options.pitch);
   }
   PcmFile target(options.target, format);
-  Performance performance(options, target, log ? &*log : nullptr);
+  HarmonyWriter writer(options, target, log ? &*log : nullptr);
   ConvertFile({options.source, options.target, format},
-              [&](const std::uint8_t* data, std::uint32_t bytes) { performance.Take(data, bytes); });
-  performance.Finish();
+              [&](const std::uint8_t* data, std::uint32_t bytes) { writer.Write(data, bytes); });
+  writer.Finish();
   target.Finish();
   if (log) log->Finish();
   target.Keep(options.force);
@@ -124,7 +124,7 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("target", options.target, "The WAV file to write")->type_name("")->required();
   app.add_option("--voices", options.voices,
                  "One to three intervals from the lead, in semitones, or in cents\n"
-                 "with a c behind: +4,+7,-12 or +386c,+702c")
+                 "with a c at the end: +4,+7,-12 or +386c,+702c")
       ->type_name("LIST")
       ->capture_default_str();
   app.add_option("--mix", options.mixPercent,
@@ -145,7 +145,7 @@ void AddOptions(CLI::App& app, Options& options) {
 }
 
 void Tool(int argc, char** argv) {
-  CLI::App app("Lets up to three harmony voices sing with the lead in a WAV file.", "cmm-harmonize");
+  CLI::App app("Adds up to three harmony voices to the lead in a WAV file.", "cmm-harmonize");
   Options options;
   AddOptions(app, options);
   ReadOptions(app, argc, argv);

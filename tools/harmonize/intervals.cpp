@@ -3,7 +3,7 @@
 #include <charconv>
 #include <sstream>
 
-#include "tools/harmonize/Choir.h"
+#include "tools/harmonize/Harmonizer.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ std::string ReadIntervals(const std::string& text, std::vector<double>& cents) {
     if (!ReadInterval(part, interval))
       return "'" + part + "' is no interval; write +7 for semitones, +702c for cents";
     // As a negated comparison, so that it refuses what is no number too.
-    if (!(interval >= -Choir::kFarthestCents && interval <= Choir::kFarthestCents)) {
+    if (!(interval >= -Harmonizer::kLargestIntervalCents && interval <= Harmonizer::kLargestIntervalCents)) {
       return "'" + part + "' is farther than two octaves";
     }
     read.push_back(interval);

@@ -1,4 +1,4 @@
-#include "tools/harmonize/Choir.h"
+#include "tools/harmonize/Harmonizer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,57 +18,57 @@ double Cents(double ratio) {
 
 }  // namespace
 
-double Choir::Rate(double cents) {
+double Harmonizer::Rate(double cents) {
   return std::exp2(cents / kOctave) - 1.0;
 }
 
-Choir::Choir(const std::vector<double>& cents, double mix)
+Harmonizer::Harmonizer(const std::vector<double>& cents, double mix)
     : lowestCents_(*std::min_element(cents.begin(), cents.end())),
       highestCents_(*std::max_element(cents.begin(), cents.end())),
       mix_(mix) {
   for (const double interval : cents) voices_.push_back({Rate(interval)});
 }
 
-std::int32_t Choir::Sing(std::int32_t sample) {
-  ear_.Hear(sample);
-  Put(sample);
-  Open();
-  const double lead = 2.0 * line_[static_cast<std::size_t>((ring_ + kMiddle) % kLineLength)];
-  const double sum = (1.0 - mix_) * lead + mix_ * Voices();
+std::int32_t Harmonizer::Process(std::int32_t sample) {
+  tracker_.Process(sample);
+  Store(sample);
+  SetGains();
+  const double lead = 2.0 * line_[static_cast<std::size_t>((oldest_ + kMiddle) % kLineLength)];
+  const double sum = (1.0 - mix_) * lead + mix_ * SumOfVoices();
   using Limits = std::numeric_limits<std::int32_t>;
   return static_cast<std::int32_t>(std::clamp<double>(sum, Limits::min(), Limits::max()));
 }
 
 // Position 0 is the oldest sample and position 1023 the newest. MDLY takes the difference of neighbours
 // modulo 2^32, so they must not lie further apart than half the range: hence the half scale.
-void Choir::Put(std::int32_t sample) {
-  line_[static_cast<std::size_t>(ring_)] = sample / 2;
-  ring_ = (ring_ + 1) % kLineLength;
+void Harmonizer::Store(std::int32_t sample) {
+  line_[static_cast<std::size_t>(oldest_)] = sample / 2;
+  oldest_ = (oldest_ + 1) % kLineLength;
 }
 
-// The voices sound while there is a note, and until its end, which the ear hears first, has come to the
-// middle of the line.
-void Choir::Open() {
-  if (ear_.HalfPeriod() > 0.0) {
-    unit_.pitchValue = ear_.HalfPeriod();
-    open_ = kLatency;
-  } else if (open_ > 0) {
-    --open_;
+// The voices sound while there is a note, and kLatency calls longer: until the note's last sample has come to
+// the middle of the line.
+void Harmonizer::SetGains() {
+  if (tracker_.HalfPeriod() > 0.0) {
+    unit_.pitchValue = tracker_.HalfPeriod();
+    callsToSilence_ = kLatency;
+  } else if (callsToSilence_ > 0) {
+    --callsToSilence_;
   }
-  const double target = open_ > 0 ? kTaps / static_cast<double>(voices_.size()) : 0.0;
+  const double target = callsToSilence_ > 0 ? kTaps / static_cast<double>(voices_.size()) : 0.0;
   unit_.HgainUnit(target, target, target);
 }
 
-// LF0adr steps a whole rate at a time and so reaches the bound up to a step late; its jump to the other side
-// is longer than a period by twice that, and the voice would be out of tune by as much, always to the same
-// side. The voice reads at the exact place instead, and LF0adr's next step makes up for it.
-void Choir::Move() {
+// LF0adr moves in steps of the rate and so passes its bound by up to a step; its jump to the other side is
+// longer than a period by twice that, which would put the voice out of tune, always in the same direction.
+// The voice is read one exact period away instead, and the correction is added to LF0adr's next step.
+void Harmonizer::MoveDelays() {
   std::array<double*, 3> out{};
   std::array<double, 3> step{};
   std::array<double, 3> written{};
   for (std::size_t i = 0; i < voices_.size(); ++i) {
     out[i] = &written[i];
-    step[i] = voices_[i].rate + voices_[i].putRight;
+    step[i] = voices_[i].rate + voices_[i].correction;
   }
   unit_.LF0adr(out[0], out[1], out[2], step[0], step[1], step[2]);
   const double period = 2.0 * unit_.pitchValue;
@@ -77,16 +77,16 @@ void Choir::Move() {
     const double reached = voice.delay + voice.rate;
     const bool jumped = std::abs(written[i] - reached) > unit_.pitchValue;
     voice.delay = jumped ? reached - std::copysign(period, reached) : reached;
-    voice.putRight = voice.delay - written[i];
+    voice.correction = voice.delay - written[i];
   }
 }
 
-double Choir::Voices() {
+double Harmonizer::SumOfVoices() {
   if (unit_.pitchValue == 0.0) return 0.0;  // no note yet
-  Move();
+  MoveDelays();
   std::array<const double*, 3> tap{};
   for (std::size_t i = 0; i < voices_.size(); ++i) tap[i] = &voices_[i].delay;
-  const double sum = 2.0 * unit_.MDLY(line_.data(), ring_, tap[0], tap[1], tap[2]);
+  const double sum = 2.0 * unit_.MDLY(line_.data(), oldest_, tap[0], tap[1], tap[2]);
 
   // NRAuto takes 44100 / pitchValue for the lead's frequency, which is an octave above it. The band is to go
   // from the lowest voice to the eighth harmonic of the highest. It must not begin at 0 Hz, where the

@@ -10,13 +10,13 @@
 
 namespace capture {
 
-/// The writer waits for nobody; a reader that meets a change reads again (a sequence lock). One writer at a
-/// time.
+/// A sequence lock: the writer never waits, and a reader that finds a change under way reads again. One
+/// writer at a time.
 ///
-/// The count is odd during a change. Each word is stored with release and loaded with acquire order: who has
-/// seen a word of a change sees its odd count, or a later one, when it compares.
+/// The count is odd during a change. Each word is stored with release and loaded with acquire order, so a
+/// reader that has loaded a word of a change also sees its odd count, or a later one, when it compares.
 template <class T>
-class Published {
+class SequenceLocked {
   static_assert(std::is_trivially_copyable_v<T>);
 
  public:
