@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "capture/CaptureReport.h"
-#include "platform/posix/devices/capture_device.h"
+#include "platform/posix/capture/capture_device.h"
 #include "platform/posix/layer.h"
 
 namespace test {
