@@ -38,8 +38,8 @@ std::uint32_t BlockBytes(const WAVEFORMATEX& format) {
   return std::max<std::uint32_t>(format.nAvgBytesPerSec / 2 / block, 1) * block;
 }
 
-void CheckSize(CMMWav& source, const WAVEFORMATEX& target) {
-  const double bytes = source.GetPlayTime() * target.nAvgBytesPerSec;
+void CheckSize(double seconds, const WAVEFORMATEX& target) {
+  const double bytes = seconds * target.nAvgBytesPerSec;
   if (bytes > kLargestFile) throw Failure("the result would be larger than a WAV file can be (4 GiB)");
 }
 
@@ -63,11 +63,12 @@ void Run(const std::string& from, const Pass& pass, const Sink& sink, Show show)
     throw Failure(from + ": no conversion driver takes this file: " + Describe(format) + "\n  to " +
                   Describe(pass.target) + ". --list-drivers of cmm-convert shows what there is");
   }
-  CheckSize(source, pass.target);
+  const double end = EndOfSound(source, from);
+  CheckSize(end, pass.target);
   const std::uint32_t bytes = BlockBytes(format);
-  while (source.GetNowTime() < source.GetPlayTime()) {
+  while (source.GetNowTime() < end) {
     CheckStop();
-    show(source.GetNowTime() / source.GetPlayTime());
+    show(source.GetNowTime() / end);
     std::uint32_t made = 0;
     if (source.Convert(bytes, &made) != 1) {
       throw Failure(from + ": it cannot be converted to its end; is it cut short?");

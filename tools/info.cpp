@@ -1,4 +1,4 @@
-// cmm-info: prints what the library knows of a WAV file, or why it cannot be read.
+// cmm-info: prints what the library knows of a WAV file, or why it cannot be read; and what is wrong with it.
 //
 // CMMWav tells only success or failure. For the reason the program reads the file itself: WhyUnreadable().
 
@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/findings.h"
+#include "tools/json.h"
 #include "tools/tool.h"
 #include "tools/wav_length.h"
 #include "tools/wav_text.h"
@@ -59,13 +61,95 @@ bool Show(const std::string& name) {
   return true;
 }
 
+/// The findings as lines for a person.
+bool ShowFindings(const std::string& name) {
+  bool read = false;
+  const Findings findings = Check(name, &read);
+  if (!read) {
+    std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
+    return false;
+  }
+  std::printf("%s: %s\n", name.c_str(), findings.empty() ? "nothing found" : "");
+  for (const cmm::WavFinding& finding : findings) {
+    std::printf("  %-10s  at %llu, %s: %s (%s; %llu", SeverityName(finding.severity),
+                static_cast<unsigned long long>(finding.offset), finding.chunk, cmm::CodeText(finding.code),
+                finding.code, static_cast<unsigned long long>(finding.found));
+    std::printf(", expected %llu)\n", static_cast<unsigned long long>(finding.expected));
+  }
+  return !AnyWrong(findings);
+}
+
+std::string FormatJson(const WAVEFORMATEX& format) {
+  char text[200];
+  std::snprintf(text, sizeof text,
+                R"({"tag": %u, "channels": %u, "rate": %u, "bits": %u, "blockAlign": %u, "byteRate": %u})",
+                unsigned{format.wFormatTag}, unsigned{format.nChannels},
+                static_cast<unsigned>(format.nSamplesPerSec), unsigned{format.wBitsPerSample},
+                unsigned{format.nBlockAlign}, static_cast<unsigned>(format.nAvgBytesPerSec));
+  return text;
+}
+
+std::string FindingJson(const cmm::WavFinding& finding) {
+  return R"({"code": )" + JsonString(finding.code) + R"(, "severity": ")" + SeverityName(finding.severity) +
+         R"(", "offset": )" + std::to_string(finding.offset) + R"(, "found": )" +
+         std::to_string(finding.found) + R"(, "expected": )" + std::to_string(finding.expected) +
+         R"(, "chunk": )" + JsonString(finding.chunk) + R"(, "text": )" +
+         JsonString(cmm::CodeText(finding.code)) + "}";
+}
+
+/// One file's object. What is not known is null.
+bool PrintJson(const std::string& name, bool first) {
+  bool read = false;
+  const Findings findings = Check(name, &read);
+  if (!read) std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
+  std::string format = "null";
+  std::string frames = "null";
+  std::string seconds = "null";
+  CMMWav wav;
+  WAVEFORMATEX header{};
+  const std::optional<WavSizes> sizes = ReadSizes(name);
+  if (wav.Open(name.c_str()) == 1 && wav.GetFileInfo(&header) == 1 && sizes) {
+    const WavLength length = LengthOf(header, sizes->heldBytes, sizes->factFrames);
+    format = FormatJson(header);
+    if (length.frames) frames = std::to_string(*length.frames);
+    if (length.seconds) seconds = std::to_string(*length.seconds);
+  }
+  std::string list;
+  for (const cmm::WavFinding& finding : findings)
+    list += (list.empty() ? "\n    " : ",\n    ") + FindingJson(finding);
+  std::printf("%s\n  {\"file\": %s, \"format\": %s, \"frames\": %s, \"seconds\": %s, \"findings\": [%s]}",
+              first ? "" : ",", JsonString(name).c_str(), format.c_str(), frames.c_str(), seconds.c_str(),
+              list.c_str());
+  return read && !AnyWrong(findings);
+}
+
+bool ShowJson(const std::vector<std::string>& files) {
+  bool all = true;
+  bool first = true;
+  std::printf("[");
+  for (const std::string& file : files) {
+    all = PrintJson(file, first) && all;
+    first = false;
+  }
+  std::printf("\n]\n");
+  return all;
+}
+
 void Tool(int argc, char** argv) {
   CLI::App app("Prints what is known of WAV files, or why they cannot be read.", "cmm-info");
   std::vector<std::string> files;
   app.add_option("file", files, "The WAV files")->type_name("")->required();
+  bool check = false;
+  bool json = false;
+  app.add_flag("--check", check, "Print what is wrong with the files instead; the exit code is 1 then");
+  app.add_flag("--json", json, "The same for programs: an array with an object for each file");
   ReadOptions(app, argc, argv);
   bool all = true;
-  for (const std::string& file : files) all = Show(file) && all;
+  if (json) {
+    all = ShowJson(files);
+  } else {
+    for (const std::string& file : files) all = (check ? ShowFindings(file) : Show(file)) && all;
+  }
   if (!all) throw ExitCode{1};
 }
 

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/findings.h"
 #include "tools/output_file.h"
 #include "tools/paths.h"
 #include "tools/terminal.h"
@@ -95,7 +96,8 @@ template <class Unit>
 void Mirror(const Options& options, const std::string& target) {
   Unit unit;
   if (const std::int32_t code = unit.OpenWFile(options.source.c_str()); code != 0) {
-    throw Failure(options.source + ": " + WhyNotOpened(code));
+    const std::string hint = RepairHint(options.source);
+    throw Failure(options.source + ": " + WhyNotOpened(code) + (hint.empty() ? "" : "; " + hint));
   }
   const std::uint16_t bits = CheckedBits(unit, options.source);
   std::uint32_t left = unit.PcmDataSize();

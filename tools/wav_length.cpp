@@ -11,7 +11,10 @@
 
 namespace {
 
-constexpr std::uint32_t kUnknownSize = 0xFFFFFFFF;
+// What programs write for a size that they do not know and cannot go back to put in.
+bool IsUnknown(std::uint32_t size, std::uint64_t rest) {
+  return size == 0xFFFFFFFF || (size >= 0x7FFFF000 && size <= 0x7FFFFFFF && size > rest);
+}
 
 bool ReadChunk(std::ifstream& file, char (&name)[4], std::uint32_t& size) {
   unsigned char header[8];
@@ -58,7 +61,7 @@ std::optional<WavSizes> ReadSizes(const std::string& name) {
   while (ReadChunk(file, chunk, size)) {
     const std::streamoff begin = file.tellg();
     if (std::memcmp(chunk, "RIFF", 4) == 0) {
-      sizes.isOpenEnded = size == kUnknownSize;
+      sizes.isOpenEnded = IsUnknown(size, sizes.fileBytes);
       file.seekg(begin + 4);  // past the form type
       continue;
     }
@@ -66,8 +69,9 @@ std::optional<WavSizes> ReadSizes(const std::string& name) {
       file.read(reinterpret_cast<char*>(&sizes.factFrames), sizeof sizes.factFrames);
     } else if (std::memcmp(chunk, "data", 4) == 0) {
       const auto rest = static_cast<std::uint64_t>(end - begin);
-      sizes.isOpenEnded = sizes.isOpenEnded || size == kUnknownSize;
-      sizes.dataBytes = size == kUnknownSize ? rest : size;
+      const bool isUnknown = IsUnknown(size, rest);
+      sizes.isOpenEnded = sizes.isOpenEnded || isUnknown;
+      sizes.dataBytes = isUnknown ? rest : size;
       sizes.heldBytes = std::min(sizes.dataBytes, rest);
       return sizes;
     }
@@ -84,6 +88,16 @@ WavLength LengthOf(const WAVEFORMATEX& format, std::uint64_t bytes, std::uint32_
     length.seconds = static_cast<double>(bytes) / format.nAvgBytesPerSec;
   }
   return length;
+}
+
+double EndOfSound(CMMWav& wav, const std::string& file) {
+  WAVEFORMATEX format{};
+  const std::optional<WavSizes> sizes = ReadSizes(file);
+  if (!sizes || !sizes->isOpenEnded || wav.GetFileInfo(&format) != 1 || format.nBlockAlign == 0) {
+    return wav.GetPlayTime();
+  }
+  const std::uint64_t wholeBlocks = sizes->heldBytes / format.nBlockAlign * format.nBlockAlign;
+  return static_cast<double>(wholeBlocks) / format.nAvgBytesPerSec;
 }
 
 WavLength LengthOfSound(const std::string& file) {

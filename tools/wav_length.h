@@ -8,14 +8,16 @@
 
 #include "platform/platform.h"
 
+class CMMWav;
+
 /// What the chunks of a file say.
 struct WavSizes {
   std::uint64_t fileBytes = 0;
   std::uint64_t dataBytes = 0;   ///< of the samples, as declared
   std::uint64_t heldBytes = 0;   ///< of these, present in the file
   std::uint32_t factFrames = 0;  ///< as the "fact" chunk has it; 0 without one
-  bool isOpenEnded = false;      ///< the sizes are 0xFFFFFFFF, as of programs that write to a pipe; the data
-                                 ///< are taken to reach to the file's end
+  bool isOpenEnded = false;      ///< the sizes are those of programs that write to a pipe; the data are taken
+                                 ///< to reach to the file's end
 };
 
 /// @return empty when the file cannot be read
@@ -29,6 +31,10 @@ struct WavLength {
 /// The length of so many bytes of samples. ADPCM counts by whole blocks, and the "fact" chunk tells how much
 /// of the last one counts.
 WavLength LengthOf(const WAVEFORMATEX& format, std::uint64_t bytes, std::uint32_t factFrames);
+
+/// Where a file's sound ends for CMMWav::GetNowTime: at the end that its header declares, or at the end of the
+/// file when that is not declared.
+double EndOfSound(CMMWav& wav, const std::string& file);
 
 /// The length of what a file holds. Throws a Failure that says why it cannot be read.
 WavLength LengthOfSound(const std::string& file);

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tools/findings.h"
 #include "tools/paths.h"
 
 namespace fs = std::filesystem;
@@ -18,9 +19,6 @@ std::string HeaderReason(std::ifstream& file) {
   if (file.gcount() < 12) return "too short to be a WAV file";
   if (std::memcmp(header, "RIFF", 4) != 0) return "not a RIFF file";
   if (std::memcmp(header + 8, "WAVE", 4) != 0) return "a RIFF file, but not of form WAVE";
-  if ((header[4] | header[5] | header[6] | header[7]) == 0) {
-    return "never finished: its sizes are still 0, as while it is being written";
-  }
   return "a WAV file whose format or data chunk is missing or damaged";
 }
 
@@ -64,5 +62,8 @@ std::string WhyUnreadable(const std::string& name) {
   if (error) return error.message();
   std::ifstream file(path, std::ios::binary);
   if (!file) return "it cannot be opened for reading (no permission?)";
+  if (const std::string hint = RepairHint(name); !hint.empty()) {
+    return "never finished: its sizes are not those of the file, as while it is being written; " + hint;
+  }
   return HeaderReason(file);
 }
