@@ -93,16 +93,27 @@ void Print(const Repair& repair) {
   for (const cmm::WavFinding& change : repair.changes) std::printf("  %s\n", FieldText(change).c_str());
 }
 
-/// Why a file has been refused: the worst of what is found in it.
+/// Whether a copy could be repaired, where the file itself cannot.
+bool CanCopy(const Repair& repair) {
+  cmm::WavRepair how;
+  how.copyTo = repair.file.c_str();  // not written to
+  how.format = repair.options->hasFormat ? &repair.options->format : nullptr;
+  how.dryRun = true;
+  return cmm::RepairWavFile(repair.file.c_str(), how, nullptr, nullptr, nullptr) == 1;
+}
+
+/// Why a file has been refused, and what can be done.
 std::string WhyRefused(const Repair& repair) {
+  if (repair.copyTo.empty() && CanCopy(repair)) {
+    return "only a copy of it can be repaired: name one with --output";
+  }
   bool read = false;
-  const Findings findings = Check(repair.file, &read);
   std::string why = "it cannot be repaired";
-  for (const cmm::WavFinding& finding : findings) {
+  for (const cmm::WavFinding& finding : Check(repair.file, &read)) {
     if (finding.severity != cmm::WavSeverity::kUnreadable) continue;
-    why += std::string(": ") + cmm::CodeText(finding.code);
+    why += std::string(". ") + cmm::CodeText(finding.code);
     if (!repair.options->hasFormat && std::string(finding.code).starts_with("fmt-")) {
-      why += ". If you know its format, say it: --format 44100/2/16";
+      why += " If you know the format, say it: --format 44100/2/16";
     }
     break;
   }
