@@ -55,7 +55,7 @@ struct Steps {
         PickEnds(ends[code], output, frame * Vector::kFrameBytes);
         frame += shorter + (code >> output & 1);
       }
-      advance[code] = std::ptrdiff_t{frame} * Vector::kFrameBytes;
+      advance[code] = static_cast<std::ptrdiff_t>(std::size_t{frame} * Vector::kFrameBytes);
     }
   }
 
