@@ -23,6 +23,7 @@ class Checks {
     if (!CheckContainer()) return;
     map_ = FindChunks(file_);
     if (map_.startLost) TakeLostHeader();
+    if (map_.startLost && map_.chunks.empty()) return ReportNoWav();
     for (const Chunk& chunk : map_.chunks) CheckChunk(chunk);
     if (map_.tooMany) Report("chunks-too-many", FourCc("RIFF"), map_.End(), 0, 0, Cure::kNone);
     CheckFormats();
@@ -93,6 +94,12 @@ class Checks {
             given_.block | given_.bits << 16,
             kData,
             size};
+  }
+
+  void ReportNoWav() {
+    Report("fmt-missing", kFormat, map_.start, 0, 0, Cure::kNone);
+    Report("data-missing", kData, map_.start, 0, 0, Cure::kNone);
+    Report("not-riff", kRiff, 0, map_.first, kRiff, Cure::kNone);
   }
 
   void CheckChunk(const Chunk& chunk) {
@@ -231,7 +238,7 @@ class Checks {
     const bool dataChanged = data != nullptr && data->size != data->stated;
     const bool unfinished = IsPlaceholder(size) && (size < 8 || riffEnd > all || dataChanged);
     const char* code = "riff-size-wrong";
-    if (unfinished || (data != nullptr && riffEnd == data->Payload() && data->stated == 0))
+    if (unfinished || (dataChanged && riffEnd <= data->Payload()))
       code = "riff-size-placeholder";
     else if (riffEnd > all && (dataChanged || data == nullptr || ChunkIsCut()))
       code = "cut-short";

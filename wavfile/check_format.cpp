@@ -195,24 +195,40 @@ class FormatCheck {
 
   void TakePcm(const char* code) {
     Add(findings_, code, kFormat, chunk_.Payload(), tag_, WAVE_FORMAT_PCM, Cure::kTwoBytes);
-    tag_ = f_.tag = WAVE_FORMAT_PCM;
-    f_.framesPerBlock = 1;
-    f_.compressed = false;
-    resolved_ = true;
+    tag_ = WAVE_FORMAT_PCM;
+    SetPcm();
   }
 
-  // The tag of an extensible format is the first two bytes of an identifier that ends alike for all.
+  // The tag of an extensible format is the first two bytes of an identifier that ends alike for all. One that
+  // is otherwise in several places is a vendor's own.
   void CheckSubformat() {
-    constexpr std::uint32_t kRest[] = {0x0000, 0x0000, 0x0010, 0x8000, 0xAA00, 0x3800, 0x719B};
-    bool known = IsIn(kKnownTags, f_.tag);
-    for (std::uint32_t i = 0; i < std::size(kRest); ++i) known = known && Number(26 + 2 * i, 2) == kRest[i];
-    if (known) return;
-    Add(findings_, "tag-unknown", kFormat, chunk_.Payload() + 24, Number(24, 4), 0, Cure::kNone);
-    if (!MustBePcm()) return;
-    if (Number(24, 4) != WAVE_FORMAT_PCM && Number(28, 4) == 0x00100000) {
-      findings_.back().told.expected = WAVE_FORMAT_PCM;
-      findings_.back().cure = Cure::kFourBytes;
+    constexpr std::uint32_t kRest[] = {0x0000, 0x0000, 0x0010, 0x0080, 0xAA00, 0x3800, 0x719B};
+    const bool known = IsIn(kKnownTags, f_.tag);
+    std::uint32_t others = 0, other = 0;
+    for (std::uint32_t i = 0; i < std::size(kRest); ++i) {
+      if (Number(26 + 2 * i, 2) == kRest[i]) continue;
+      ++others;
+      other = i;
     }
+    if (known && others == 0) return;
+    if (known && others == 1) return Subformat(26 + 2 * other, kRest[other], Cure::kTwoBytes);
+    if (others == 0 && MustBePcm()) {
+      Subformat(24, WAVE_FORMAT_PCM, Cure::kTwoBytes);
+      SetPcm();
+      return;
+    }
+    Subformat(24, 0, Cure::kNone);
+    if (others > 1) findings_.back().told.severity = WavSeverity::kHarmless;
+  }
+
+  void Subformat(std::uint32_t offset, std::uint32_t expected, Cure cure) {
+    Add(findings_, "tag-unknown", kFormat, chunk_.Payload() + offset, Number(offset, 2), expected, cure);
+  }
+
+  void SetPcm() {
+    f_.tag = WAVE_FORMAT_PCM;
+    f_.framesPerBlock = 1;
+    f_.compressed = false;
     resolved_ = true;
   }
 
