@@ -112,9 +112,17 @@ class Sound {
   // Besides, they may be zeros, as those of a disk's last block.
   bool IsForeign(std::uint64_t at) { return IsTag(at) || IsZero(at); }
 
+  // The bytes that belong together: a frame, a block of ADPCM, or 1 for formats whose blocks differ in length.
   std::uint64_t Block() {
     const Chunk* const format = map_.Find(kFormat);
-    return format != nullptr ? std::max(file_.Number(format->Payload() + 12, 2), 1u) : 8;
+    if (format == nullptr) return 1;
+    const auto number = [&](std::uint32_t offset) { return file_.Number(format->Payload() + offset, 2); };
+    const std::uint32_t tag = number(0), channels = number(2), block = number(12), bits = number(14);
+    const bool adpcm = tag == WAVE_FORMAT_ADPCM || tag == WAVE_FORMAT_DVI_ADPCM;
+    const bool varies = tag > WAVE_FORMAT_MULAW && tag != 0xFFFE && !adpcm;
+    if (varies || block == 0) return 1;
+    const std::uint32_t frame = (bits + 7) / 8 * channels;
+    return adpcm || frame == 0 ? block : frame;
   }
 
   // Looks at 64 places of a long stretch, the first and the last among them.

@@ -171,7 +171,7 @@ class Checks {
       Report("data-size-placeholder", kData, data->at + 4, data->stated, data->size, Cure::kFourBytes);
       Soften(WavSeverity::kHarmless);
     }
-    if (format_.block != 0 && data->size % format_.block != 0)
+    if (format_.block != 0 && format_.framesPerBlock != 0 && data->size % format_.block != 0)
       Report("data-partial-block", kData, data->at + 4, data->size,
              data->size / format_.block * format_.block, Cure::kNone);
     std::uint64_t all = data->size;
@@ -210,7 +210,9 @@ class Checks {
       return;
     }
     Report("fact-wrong", kFact, fact->Payload(), count, d_.frames, Cure::kFourBytes);
-    if (format_.tag == WAVE_FORMAT_PCM || format_.tag == kFloat) Soften(WavSeverity::kHarmless);
+    // Nobody reads it there; and of compressed sound some writers count the frames of one channel's share.
+    if (format_.tag == WAVE_FORMAT_PCM || format_.tag == kFloat || (!exact && count <= d_.frames))
+      Soften(WavSeverity::kHarmless);
   }
 
   void CheckRiff() {

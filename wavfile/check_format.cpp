@@ -8,28 +8,45 @@ namespace cmm::check {
 
 namespace {
 
+// Beside those that the platform's headers name: G.726, GSM, MPEG, MP3, AAC, WMA, FLAC and their kin.
 constexpr std::uint32_t kKnownTags[] = {WAVE_FORMAT_PCM,
                                         WAVE_FORMAT_ADPCM,
                                         kFloat,
                                         WAVE_FORMAT_ALAW,
                                         WAVE_FORMAT_MULAW,
                                         WAVE_FORMAT_DVI_ADPCM,
+                                        kExtensible,
                                         0x10,
                                         0x14,
+                                        0x20,
+                                        0x22,
                                         0x31,
                                         0x40,
+                                        0x42,
                                         0x45,
                                         0x50,
                                         0x55,
+                                        0x61,
+                                        0x62,
                                         0x64,
                                         0x65,
+                                        0x92,
+                                        0xFF,
                                         0x160,
                                         0x161,
                                         0x162,
-                                        0xFF,
+                                        0x163,
+                                        0x1600,
+                                        0x1602,
+                                        0x1610,
                                         0x2000,
-                                        0xF1AC,
-                                        kExtensible};
+                                        0x2001,
+                                        0x566F,
+                                        0x674F,
+                                        0x6751,
+                                        0x704F,
+                                        0xA106,
+                                        0xF1AC};
 constexpr std::uint32_t kCommonRates[] = {8000,  11025, 12000, 16000, 22050,  24000, 32000,
                                           44100, 48000, 88200, 96000, 176400, 192000};
 
@@ -160,6 +177,9 @@ class FormatCheck {
     Add(findings_, found == 0 ? field.zero : field.wrong, kFormat, chunk_.Payload() + field.offset, found,
         expected, cure);
     if (found == 0) findings_.back().told.severity = WavSeverity::kUnreadable;
+    // Writers of compressed sound put in what they like here, and nobody reads it.
+    const bool ignored = f_.compressed && field.value == &Format::byteRate;
+    if (ignored && found != 0) findings_.back().told.severity = WavSeverity::kHarmless;
   }
   // Reports the field and takes the right value on.
   void Correct(const Field& field, std::uint64_t expected) {
