@@ -1,0 +1,122 @@
+#pragma once
+// A file read at any offset, through a small buffer.
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "platform/platform.h"
+
+namespace cmm::check {
+
+inline constexpr std::uint32_t FourCc(const char (&name)[5]) {
+  std::uint32_t id = 0;
+  for (int i = 3; i >= 0; --i) id = id << 8 | static_cast<std::uint8_t>(name[i]);
+  return id;
+}
+
+/// A file handle that is closed once.
+class FileHandle {
+ public:
+  FileHandle() = default;
+  ~FileHandle() { Close(); }
+  FileHandle(const FileHandle&) = delete;
+  FileHandle& operator=(const FileHandle&) = delete;
+
+  bool Open(const char* path, DWORD access, DWORD share, DWORD disposition) {
+    file_ = CreateFileA(path, access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    return file_ != INVALID_HANDLE_VALUE;
+  }
+  /// @return false on failure
+  bool Close() {
+    const HANDLE file = file_;
+    file_ = INVALID_HANDLE_VALUE;
+    return file == INVALID_HANDLE_VALUE || CloseHandle(file) != FALSE;
+  }
+  /// Distances are signed 32-bit numbers, so the second half of the 4 GiB is reached in two steps.
+  bool Seek(std::uint32_t offset) {
+    constexpr std::uint32_t kStep = 0x7FFFFFFF;
+    const std::uint32_t first = std::min(offset, kStep);
+    DWORD now = SetFilePointer(file_, static_cast<LONG>(first), nullptr, FILE_BEGIN);
+    if (offset > first) now = SetFilePointer(file_, static_cast<LONG>(offset - first), nullptr, FILE_CURRENT);
+    return now == offset;
+  }
+  bool Read(void* to, std::uint32_t bytes) {
+    DWORD got = 0;
+    return ReadFile(file_, to, bytes, &got, nullptr) != FALSE && got == bytes;
+  }
+  bool Write(const void* data, std::uint32_t bytes) {
+    DWORD got = 0;
+    return WriteFile(file_, data, bytes, &got, nullptr) != FALSE && got == bytes;
+  }
+  /// @return its end; INVALID_SET_FILE_POINTER for 4 GiB and more, which no position can tell
+  std::uint32_t End() { return SetFilePointer(file_, 0, nullptr, FILE_END); }
+
+ private:
+  HANDLE file_ = INVALID_HANDLE_VALUE;
+};
+
+class FileReader {
+ public:
+  /// @param share FILE_SHARE_READ, or with FILE_SHARE_WRITE
+  bool Open(const char* path, DWORD share) {
+    if (path == nullptr || !file_.Open(path, GENERIC_READ, share, OPEN_EXISTING)) return false;
+    const std::uint32_t end = file_.End();
+    tooLarge_ = end == INVALID_SET_FILE_POINTER;
+    size_ = tooLarge_ ? kHeaderOfLarge : end;
+    return true;
+  }
+  void Close() { file_.Close(); }
+  bool IsTooLarge() const { return tooLarge_; }
+  /// A call since Open could not read what the file has.
+  bool HasFailed() const { return failed_; }
+  std::uint64_t Size() const { return size_; }
+
+  /// Reads from an offset. @return false, and zeros, when the file does not have all of it
+  bool Read(std::uint64_t offset, void* to, std::uint32_t bytes) {
+    auto* out = static_cast<char*>(to);
+    std::memset(out, 0, bytes);
+    if (offset > size_ || bytes > size_ - offset) return false;
+    while (bytes > 0) {
+      if (!Load(offset / kBlock * kBlock)) return false;
+      const auto from = static_cast<std::uint32_t>(offset - start_);
+      const std::uint32_t part = std::min(bytes, held_ - from);
+      std::memcpy(out, buffer_ + from, part);
+      out += part;
+      offset += part;
+      bytes -= part;
+    }
+    return true;
+  }
+  /// @return a little-endian number; 0 when it lies behind the file's end
+  std::uint32_t Number(std::uint64_t offset, std::uint32_t bytes = 4) {
+    std::uint8_t raw[4] = {};
+    Read(offset, raw, bytes);
+    return raw[0] | raw[1] << 8 | raw[2] << 16 | static_cast<std::uint32_t>(raw[3]) << 24;
+  }
+
+ private:
+  static constexpr std::uint32_t kBlock = 4096;
+  static constexpr std::uint32_t kHeaderOfLarge = 12;  // bytes that are looked at in a file that is too large
+
+  // Makes the buffer hold the block at that offset, which begins within the file.
+  bool Load(std::uint64_t start) {
+    if (held_ > 0 && start == start_) return true;
+    const auto bytes = static_cast<std::uint32_t>(std::min<std::uint64_t>(kBlock, size_ - start));
+    const bool read = !failed_ && file_.Seek(static_cast<std::uint32_t>(start)) && file_.Read(buffer_, bytes);
+    held_ = read ? bytes : 0;
+    start_ = start;
+    if (!read) failed_ = true;
+    return read;
+  }
+
+  FileHandle file_;
+  std::uint64_t size_ = 0;
+  bool tooLarge_ = false;
+  bool failed_ = false;
+  std::uint64_t start_ = 0;
+  std::uint32_t held_ = 0;
+  char buffer_[kBlock];
+};
+
+}  // namespace cmm::check
