@@ -94,9 +94,10 @@ class PcmStream final : public ConversionStream {
     if constexpr (std::is_same_v<Source, Target>) {
       std::memcpy(to, from, count * Source::kFrameBytes);
     } else {
-      for (std::size_t i = 0; i < count; ++i)
+      for (std::size_t i = 0; i < count; ++i) {
         StoreFrame<Target>(to + i * Target::kFrameBytes,
                            ConvertFrame<Source, Target>(from + i * Source::kFrameBytes));
+      }
     }
     return {count, count};
   }

@@ -17,7 +17,7 @@ inline constexpr std::chrono::seconds kMostOutputBuffer{10};
 inline constexpr std::chrono::milliseconds kDeviceCheckInterval{200};
 // The last part of the sound, which the device's drain plays to its end; how often the drain is repeated.
 inline constexpr std::chrono::milliseconds kDrainTime{10};
-// With less than this part of the buffer queued, the end is near: a sound server may not count the rest.
+// The end is near with this part of the buffer queued, 1 / 16: a sound server may not count the rest.
 inline constexpr std::uint32_t kNearEndDivisor = 16;
 
 // A file.
