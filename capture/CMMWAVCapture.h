@@ -29,12 +29,13 @@ struct CaptureRun;
 /// ended, and what was lost.
 ///
 /// Results of StartREC, StopREC, fileOpen and fileClose:
-///    1  done
-///    0  refused, nothing was sent: the state does not allow it, fileOpen got an empty name, or memory is
-///       short
-///   -2  time-out, or the thread's action failed; GetState gives the action's result. A command that was
-///       merely slow still takes effect.
-///   -3  no thread of this object, or fileOpen got a null name
+///
+/// | result | meaning |
+/// |--------|---------|
+/// | 1      | done |
+/// | 0      | refused, nothing was sent: the state does not allow it, an empty name, or memory is short |
+/// | -2     | time-out, or the action failed: GetState gives its result. A slow command still takes effect. |
+/// | -3     | no thread of this object, or fileOpen got a null name |
 ///
 /// No call waits without a limit. The longest times in milliseconds; "hangs" is a thread that hangs in a call
 /// of the device or the disk:

@@ -8,7 +8,7 @@
 
 namespace capture {
 
-// The ring's length, as time of sound.
+// The ring's length, as time of sound: CMMCapture::positions has room for five segments.
 inline constexpr std::uint32_t kRingSegments = 4;
 inline constexpr std::uint32_t kSegmentMs = 250;
 inline constexpr std::uint32_t kRingMs = kRingSegments * kSegmentMs;
@@ -31,7 +31,7 @@ inline constexpr DWORD kMutexWaitMs = 1000;
 inline constexpr DWORD kReplyWaitMs = 1000;
 /// For the start of the thread.
 inline constexpr DWORD kStartWaitMs = 1000;
-/// For the end of the thread, in Exit.
+/// For the end of the thread, in Exit and when the process ends.
 inline constexpr DWORD kExitWaitMs = 5000;
 /// The same in the destructor, which then leaves the run to a thread that hangs.
 inline constexpr DWORD kAbandonWaitMs = 2 * kExitWaitMs;
@@ -43,6 +43,7 @@ inline constexpr DWORD kPollMs = 10;
 inline constexpr DWORD kStopSaveMs = 800;
 /// At Exit.
 inline constexpr DWORD kExitSaveMs = 4000;
+static_assert(kStopSaveMs < kReplyWaitMs && kExitSaveMs < kExitWaitMs, "the answer must come in time");
 
 /// The most minutes that GetTimeString shows.
 inline constexpr std::uint32_t kMostMinutesShown = 999;

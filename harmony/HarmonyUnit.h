@@ -212,8 +212,10 @@ class CMM_API HarmonyUnit {
   double pitchPeakDecay = 1.0 - 0x1p-9;    ///< factor on pitchPeak in each counted call
   std::int32_t pitchCountStep = 1 << 20;   ///< what a counted call adds to pitchCount
   std::int32_t pitchCount = 0;             ///< calls since the last accepted peak, with 20 fraction bits
-  std::int32_t pitchCountMax = 768 << 20;  ///< longest period: pitchCount stops here. Lowest pitch, 57.4 Hz
-  std::int32_t pitchCountMin = 44 << 20;   ///< shortest period that is accepted. Highest pitch, 1002 Hz
+  /// Longest period, where pitchCount stops: below 1022, which is all that the line of MDLY holds. Lowest
+  /// pitch, 57.4 Hz.
+  std::int32_t pitchCountMax = 768 << 20;
+  std::int32_t pitchCountMin = 44 << 20;  ///< shortest period that is accepted. Highest pitch, 1002 Hz
   /// Half a period in samples, 22.0 to 384.0 in steps of 0.5; 0 before the first accepted peak.
   double pitchValue = 0.0;
   /// @}

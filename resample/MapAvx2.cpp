@@ -55,7 +55,7 @@ struct Steps {
         PickEnds(ends[code], output, frame * Vector::kFrameBytes);
         frame += shorter + (code >> output & 1);
       }
-      advance[code] = std::ptrdiff_t{frame} * Vector::kFrameBytes;
+      advance[code] = static_cast<std::ptrdiff_t>(std::size_t{frame} * Vector::kFrameBytes);
     }
   }
 
@@ -129,7 +129,8 @@ CMM_AVX2_INLINE void MakeVector(const Steps<Sample, kChannels>& steps, int code,
   }
   const __m128i delta = _mm_madd_epi16(ends, _mm_set1_epi32(0x0001FFFF));  // upper end * 1 + lower end * -1
   const __m256d product = _mm256_mul_pd(_mm256_cvtepi32_pd(delta), fractions);
-  const __m128i sum = _mm_add_epi32(ends, _mm256_cvttpd_epi32(product));  // the lower end is in the low bits
+  // Truncated, as the conversion to a whole number in MapPortable. The lower end is in the low bits.
+  const __m128i sum = _mm_add_epi32(ends, _mm256_cvttpd_epi32(product));
   const __m128i packed = _mm_shuffle_epi8(sum, Load(&kPack<Sample, kChannels>));
   if constexpr (sizeof(Sample) == 2) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(out), packed);

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::chrono::seconds kPlainLineInterval{10};
+constexpr std::chrono::seconds kPlainStatusInterval{10};
 constexpr double kFloorDb = -60.0;
 constexpr int kBarLength = 30;
 
@@ -55,7 +55,7 @@ std::string StatusText(CMMWAVCapture& capture, std::uint32_t state) {
 Meter::Meter(CMMWAVCapture& capture)
     : capture_(capture),
       live_(IsTerminal(stdout)),
-      nextPlain_(std::chrono::steady_clock::now() + kPlainLineInterval) {}
+      nextPlain_(std::chrono::steady_clock::now() + kPlainStatusInterval) {}
 
 Meter::~Meter() {
   if (live_) std::printf("\n");
@@ -80,7 +80,7 @@ void Meter::Show(std::uint32_t state) {
   if (live_) {
     std::printf("\r%s", StatusText(capture_, state).c_str());
   } else if (std::chrono::steady_clock::now() >= nextPlain_) {
-    nextPlain_ += kPlainLineInterval;
+    nextPlain_ += kPlainStatusInterval;
     std::printf("%s\n", StatusText(capture_, state).c_str());
   }
   std::fflush(stdout);

@@ -27,8 +27,8 @@ class Meter {
   DWORD IntervalMs() const { return live_ ? kTerminalIntervalMs : kPlainIntervalMs; }
 
  private:
-  static constexpr DWORD kTerminalIntervalMs = 100;
-  static constexpr DWORD kPlainIntervalMs = 250;
+  static constexpr DWORD kTerminalIntervalMs = 100;  // between two refreshes of the line
+  static constexpr DWORD kPlainIntervalMs = 250;     // elsewhere: between two looks for lost sound
 
   void ShowLoss();
 
