@@ -1,5 +1,5 @@
-# What tests and examples are built with. A cross compiler must not see the headers of this machine, so for it
-# the one package is linked to by its folder alone, and the other built from its source package.
+# The packages that tests and programs are built with. A cross compiler must not find the other headers of this
+# machine. So for it a link to the folder of CLI11 alone is made, and GoogleTest is built from its source package.
 
 macro(cmm_find_cli11)
   if(NOT CMAKE_CROSSCOMPILING)

@@ -42,7 +42,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmmaudio-config-version.c
 install(FILES ${PROJECT_BINARY_DIR}/cmmaudio-config.cmake ${PROJECT_BINARY_DIR}/cmmaudio-config-version.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio)
 
-# The prefix is told from where the file lies, so that `cmake --install --prefix` and a moved tree work too.
+# The file computes the prefix from its own folder, so that `cmake --install --prefix` and a moved tree work too.
 file(RELATIVE_PATH CMM_PC_TO_PREFIX
      ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/cmmaudio.pc.in ${PROJECT_BINARY_DIR}/cmmaudio.pc @ONLY)

@@ -1,4 +1,6 @@
 #pragma once
+// The marks for what the shared library exports. A host that includes an installed header needs nothing else.
+//
 // CMM_API: on every exported class and function. The build of the library itself defines CMM_BUILDING.
 // CMM_LOCAL: on a class inside an exported one that is not exported with it.
 

@@ -1,7 +1,8 @@
 #pragma once
 /// @file
-/// What a driver of the audio compression manager is: those of the layer, and those that a host or a test
-/// adds with platform::RegisterConversionDriver. Both are asked in the same way.
+/// The interface of a driver of the audio compression manager, for the layer's own drivers and for those that
+/// a host or a test adds with platform::RegisterConversionDriver. The manager calls both in the same way.
+/// Sizes are in bytes.
 
 #include <memory>
 
@@ -9,7 +10,9 @@
 
 namespace platform {
 
-/// One conversion, from one format to another. The manager makes one call at a time on it.
+/// One conversion, from one format to another. The manager makes one call at a time on it, from any thread.
+/// Only Prepare may throw, and only std::bad_alloc. Every call returns 0 or the failure that the manager's
+/// call shall return.
 class CMM_API ConversionStream {
  public:
   ConversionStream() = default;
@@ -17,13 +20,14 @@ class CMM_API ConversionStream {
   ConversionStream& operator=(const ConversionStream&) = delete;
   virtual ~ConversionStream() = default;
 
-  /// Room that suffices for the output of @p sourceBytes (above 0), whatever went before.
+  /// Computes the room that suffices for the output of @p sourceBytes (above 0), whatever came before.
   virtual MMRESULT OutputSize(DWORD sourceBytes, DWORD& outputBytes) = 0;
-  /// Source whose output fits into @p outputBytes (above 0).
+  /// Computes how much source has output that fits into @p outputBytes (above 0).
   virtual MMRESULT SourceSize(DWORD outputBytes, DWORD& sourceBytes) = 0;
-  /// Looks at a header before its first conversion. A failure refuses it.
+  /// Called with a header before its first conversion. A failure refuses the header.
   virtual MMRESULT Prepare(ACMSTREAMHEADER& /*header*/) { return MMSYSERR_NOERROR; }
-  /// Converts. The header is prepared, its lengths are within the buffers, and both counts are 0.
+  /// Converts, and sets both counts of the header, which are 0 before. The header is prepared, and its
+  /// lengths are within the buffers.
   /// @param flags ACM_STREAMCONVERTF_...
   virtual MMRESULT Convert(ACMSTREAMHEADER& header, DWORD flags) = 0;
 };
@@ -36,12 +40,17 @@ class CMM_API ConversionDriver {
   ConversionDriver& operator=(const ConversionDriver&) = delete;
   virtual ~ConversionDriver() = default;
 
-  /// ACMDRIVERDETAILS_SUPPORTF_..., as the enumeration gives them.
+  /// @return ACMDRIVERDETAILS_SUPPORTF_..., as acmDriverEnum gives them
   virtual DWORD Support() const = 0;
-  /// @param details all zero but for cbStruct, the size of the whole record
+  /// Fills in what acmDriverDetailsA gives.
+  /// @param details all zero but for cbStruct, the size of the complete structure
+  /// @return 0, or the failure that acmDriverDetailsA shall return
   virtual MMRESULT Details(ACMDRIVERDETAILSA& details) const = 0;
-  /// @return 0 with @p stream; ACMERR_NOTPOSSIBLE: not these formats, so that the next driver is tried;
-  ///         anything else ends the search
+  /// Opens a conversion.
+  /// @param stream receives it
+  /// @return 0: opened
+  /// @return ACMERR_NOTPOSSIBLE: not these formats; the next driver is tried
+  /// @return another failure: it ends the search, and acmStreamOpen returns it
   virtual MMRESULT Open(const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
                         std::unique_ptr<ConversionStream>& stream) const = 0;
 };

@@ -1,10 +1,11 @@
 #pragma once
 /// @file
-/// Files without a buffer under the published names.
+/// Files without a buffer under the published names. Sizes and positions are in bytes.
 ///
-/// A handle goes to CloseHandle (sync.h). One that is null, closed or of another kind is refused with the
-/// published result and touches nothing. A file of more than 4 GiB can be read and written on from beginning
-/// to end; sizes and positions are told in 32 bits.
+/// Any thread, but one at a time for a handle. CloseHandle (sync.h) closes a handle. One that is null, closed
+/// or of another kind is refused with the published result and changes nothing. A file of more than 4 GiB can
+/// be read and written from beginning to end; sizes and positions are given in 32 bits. GetLastError
+/// (errors.h) has the system's reason when opening, reading or writing fails.
 
 #include "platform/posix/types.h"
 
@@ -27,35 +28,47 @@ inline constexpr DWORD FILE_END = 2;
 inline constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
 inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
 
-/// Opens a file, at its start.
+/// Opens a file. The position is its start.
 /// @param name        path, as mmioOpenA takes it
 /// @param access      GENERIC_READ, GENERIC_WRITE or both
-/// @param share       FILE_SHARE_READ, FILE_SHARE_WRITE: what the file may be opened for besides, and may be
-///                    open for already, in this process; files of mmioOpenA share both
+/// @param share       0, FILE_SHARE_READ, FILE_SHARE_WRITE or both: what other handles of this process may
+///                    use the file for at the same time; files of mmioOpenA share both
 /// @param security    null
-/// @param disposition OPEN_EXISTING, or with GENERIC_WRITE CREATE_ALWAYS: an existing file is cut to zero
-/// length
+/// @param disposition OPEN_EXISTING; or CREATE_ALWAYS, with GENERIC_WRITE: makes the file, or cuts an
+///                    existing one to zero length
 /// @param flags       FILE_ATTRIBUTE_NORMAL
 /// @param model       null
-/// @return the handle; INVALID_HANDLE_VALUE when the file cannot be opened so: it is then as it was
+/// @return the handle, for CloseHandle
+/// @return INVALID_HANDLE_VALUE: the file cannot be opened, another handle does not share it, it has no
+///         positions (a folder, a pipe), or an argument is refused; an existing file keeps its contents
 CMM_API HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                            DWORD disposition, DWORD flags, HANDLE model);
 
-/// Reads on from the position. @param moved receives the bytes read, fewer than @p bytes at the end of the
-/// file
+/// Reads from the position on.
+/// @param data       the caller's, of @p bytes
+/// @param moved      receives the bytes read: fewer than @p bytes at the end of the file and on failure
 /// @param overlapped null
-/// @return TRUE, at the end of the file too; FALSE on failure
+/// @return TRUE: read; at the end of the file too
+/// @return FALSE: reading failed, or an argument is refused; then @p moved is untouched
 CMM_API BOOL ReadFile(HANDLE file, LPVOID data, DWORD bytes, LPDWORD moved, LPOVERLAPPED overlapped);
 
-/// Writes on from the position. @param moved receives the bytes written
+/// Writes from the position on.
+/// @param moved      receives the bytes written
 /// @param overlapped null
-/// @return TRUE; FALSE when not all could be written, as on a full disk
+/// @return TRUE: all are written
+/// @return FALSE: fewer are, as on a full disk; or an argument is refused, then @p moved is untouched
 CMM_API BOOL WriteFile(HANDLE file, LPCVOID data, DWORD bytes, LPDWORD moved, LPOVERLAPPED overlapped);
 
-/// @param high null
-/// @return the new position; INVALID_SET_FILE_POINTER when it would lie ahead of the file or beyond 32 bits
+/// Sets the position.
+/// @param distance signed, from @p origin
+/// @param high     null
+/// @param origin   FILE_BEGIN, FILE_CURRENT, FILE_END
+/// @return the new position, at most 2^32 - 2; it may be after the file's end
+/// @return INVALID_SET_FILE_POINTER: the position would be before the file's start or beyond that, or an
+///         argument is refused; the position is unchanged
 CMM_API DWORD SetFilePointer(HANDLE file, LONG distance, PLONG high, DWORD origin);
 
 /// @param high null
-/// @return the low 32 bits of the size in bytes; INVALID_FILE_SIZE on failure
+/// @return the low 32 bits of the size
+/// @return INVALID_FILE_SIZE: the size cannot be had, or an argument is refused
 CMM_API DWORD GetFileSize(HANDLE file, LPDWORD high);

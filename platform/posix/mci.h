@@ -1,8 +1,8 @@
 #pragma once
 /// @file
-/// Media control: playing WAV files in the background.
+/// Media control under the published names: playing WAV files in the background.
 ///
-/// Every function may be called from any thread; the commands to one device wait for one another.
+/// Commands may be sent from any thread; those to one device wait for one another.
 
 #include "platform/posix/multimedia.h"
 #include "platform/posix/types.h"
@@ -51,54 +51,69 @@ inline constexpr DWORD MCI_MODE_STOP = 525;
 inline constexpr DWORD MCI_MODE_PLAY = 526;
 
 #pragma pack(push, 1)
+/// Parameters of MCI_STOP and MCI_CLOSE; not used.
 struct MCI_GENERIC_PARMS {
   DWORD_PTR dwCallback;
 };
+/// Parameters of MCI_OPEN; the caller's, not kept.
 struct MCI_WAVE_OPEN_PARMSA {
   DWORD_PTR dwCallback;
-  MCIDEVICEID wDeviceID;  ///< filled in: the opened device
-  LPCSTR lpstrDeviceType;
-  LPCSTR lpstrElementName;  ///< the file's path
-  LPCSTR lpstrAlias;
-  DWORD dwBufferSeconds;  ///< how much sound the device shall hold
+  MCIDEVICEID wDeviceID;    ///< receives the opened device
+  LPCSTR lpstrDeviceType;   ///< the number MCI_DEVTYPE_WAVEFORM_AUDIO
+  LPCSTR lpstrElementName;  ///< the file's path, as mmioOpenA takes it
+  LPCSTR lpstrAlias;        ///< not used
+  DWORD dwBufferSeconds;    ///< length of the device's buffer in seconds; 1 to 10 are given
 };
+/// Parameters of MCI_PLAY; not used.
 struct MCI_PLAY_PARMS {
   DWORD_PTR dwCallback;
   DWORD dwFrom;
   DWORD dwTo;
 };
+/// Parameters of MCI_STATUS.
 struct MCI_STATUS_PARMS {
   DWORD_PTR dwCallback;
-  DWORD_PTR dwReturn;  ///< filled in: the item's value
-  DWORD dwItem;
+  DWORD_PTR dwReturn;  ///< receives the item's value
+  DWORD dwItem;        ///< MCI_STATUS_MODE or MCI_STATUS_POSITION
   DWORD dwTrack;
 };
 #pragma pack(pop)
-static_assert(sizeof(MCI_WAVE_OPEN_PARMSA) == (sizeof(void*) == 4 ? 24 : 40), "the published record");
-static_assert(sizeof(MCI_STATUS_PARMS) == (sizeof(void*) == 4 ? 16 : 24), "the published record");
+static_assert(sizeof(MCI_WAVE_OPEN_PARMSA) == (sizeof(void*) == 4 ? 24 : 40), "the published structure");
+static_assert(sizeof(MCI_STATUS_PARMS) == (sizeof(void*) == 4 ? 16 : 24), "the published structure");
 
-/// Sends a command to a device. There are no windows to notify: MCI_NOTIFY says no more than that the command
-/// shall not wait, and a callback is not looked at.
+/// Sends a command to a device. There are no windows to notify: MCI_NOTIFY means only that the command does
+/// not wait, and a callback is not used.
 ///
-/// - MCI_OPEN, with MCI_WAVE_OPEN_PARMSA, @p device 0 and the four MCI_OPEN_... flags above, opens a WAV
-///   file: PCM, or what a conversion driver makes PCM of. The sound device is not touched yet. Identifiers
-///   are not given out again before all others have been.
-/// - MCI_PLAY opens the system's default sound device and plays on it from where the last playback was
-///   stopped, at first from the beginning. It returns once that has begun. When the last frame has been heard
-///   the sound device is closed again and the mode is MCI_MODE_STOP. A file that is playing goes on.
+/// - MCI_OPEN opens a WAV file: PCM, or a format that a conversion driver converts to PCM. It needs
+///   MCI_WAVE_OPEN_PARMSA with MCI_OPEN_TYPE, MCI_OPEN_TYPE_ID and MCI_OPEN_ELEMENT, and takes
+///   MCI_WAVE_OPEN_BUFFER; without that the buffer has four seconds. The sound device is not opened yet. An
+///   identifier is not given out again before all others have been.
+/// - MCI_PLAY opens the system's default sound device and plays from the position at which the last playback
+///   was stopped, at first from the beginning. It returns once the playback has begun. When the last frame
+///   has been heard, the sound device is closed and the mode is MCI_MODE_STOP. For a file that is playing it
+///   changes nothing.
 /// - MCI_STOP silences a playback, within a tenth of a second, and closes the sound device.
-/// - MCI_CLOSE does the same, and closes the file; the identifier is dead then.
-/// - MCI_STATUS, with MCI_STATUS_PARMS and MCI_STATUS_ITEM, tells MCI_STATUS_MODE, and MCI_STATUS_POSITION:
-///   milliseconds heard since the file's beginning, renewed five times a second. A device that fails is
-///   closed within half a second; the mode is MCI_MODE_STOP then, and the position short of the end.
+/// - MCI_CLOSE does the same, and closes the file and the identifier.
+/// - MCI_STATUS, with MCI_STATUS_PARMS and MCI_STATUS_ITEM, gives MCI_STATUS_MODE or MCI_STATUS_POSITION: the
+///   milliseconds heard since the file's beginning, updated five times a second. A device that fails is
+///   closed within half a second; then the mode is MCI_MODE_STOP, and the position is before the end.
 ///
-/// @param flags      of the command; MCI_WAIT and MCI_NOTIFY with each, but no MCI_WAIT with MCI_PLAY
-/// @param parameters the address of the command's record; may be 0 for MCI_PLAY, MCI_STOP and MCI_CLOSE
-/// @return 0; MCIERR_INVALID_DEVICE_ID; MCIERR_UNRECOGNIZED_COMMAND: no media control command;
-///         MCIERR_UNSUPPORTED_FUNCTION: a command, flag or item that is not named above;
-///         MCIERR_NULL_PARAMETER_BLOCK; MCIERR_MISSING_PARAMETER; MCIERR_OUT_OF_MEMORY.
-///         Of MCI_OPEN also MCIERR_INVALID_DEVICE_NAME: no waveform device; MCIERR_FILE_NOT_FOUND: cannot be
-///         read; MCIERR_INVALID_FILE: no WAV file, or one whose format makes no sense.
-///         Of MCI_PLAY also MCIERR_WAVE_OUTPUTSINUSE: another program has the device;
-///         MCIERR_WAVE_OUTPUTSUNSUITABLE: there is no device, or none for this format.
+/// @param device     of MCI_OPEN; not used by MCI_OPEN itself
+/// @param flags      of the command; also MCI_WAIT and MCI_NOTIFY, but no MCI_WAIT with MCI_PLAY. MCI_STOP
+///                   and MCI_CLOSE take any
+/// @param parameters address of the command's structure, the caller's; 0 will do for MCI_PLAY, MCI_STOP and
+///                   MCI_CLOSE
+/// @return 0: done
+/// @return MCIERR_INVALID_DEVICE_ID: no open device
+/// @return MCIERR_UNRECOGNIZED_COMMAND: no command of media control
+/// @return MCIERR_UNSUPPORTED_FUNCTION: a command, flag or item that is not named above
+/// @return MCIERR_NULL_PARAMETER_BLOCK: @p parameters is 0 where it is needed
+/// @return MCIERR_MISSING_PARAMETER: a flag that is needed is not given, or the path is null
+/// @return MCIERR_OUT_OF_MEMORY: memory or threads are short
+/// @return MCIERR_INVALID_DEVICE_NAME: of MCI_OPEN: no waveform device
+/// @return MCIERR_FILE_NOT_FOUND: of MCI_OPEN: the file cannot be opened
+/// @return MCIERR_INVALID_FILE: of MCI_OPEN: no WAV file, or one whose format contradicts itself; of
+///         MCI_PLAY: the file cannot be read any more
+/// @return MCIERR_WAVE_OUTPUTSINUSE: of MCI_PLAY: another program has the sound device
+/// @return MCIERR_WAVE_OUTPUTSUNSUITABLE: of MCI_PLAY: there is no sound device, or none for this format
 CMM_API MCIERROR mciSendCommandA(MCIDEVICEID device, UINT command, DWORD_PTR flags, DWORD_PTR parameters);

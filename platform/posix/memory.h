@@ -1,6 +1,6 @@
 #pragma once
 /// @file
-/// Memory blocks under the published names.
+/// Memory blocks and private heaps under the published names. Sizes are in bytes. Any thread.
 
 #include "platform/posix/types.h"
 
@@ -11,9 +11,12 @@ using HGLOBAL = void*;
 inline constexpr UINT GMEM_FIXED = 0x0000;
 inline constexpr UINT GMEM_ZEROINIT = 0x0040;
 
-/// @param flags GMEM_FIXED, with GMEM_ZEROINIT for a block of zeros; others are refused
-/// @return the block, for GlobalFree, also for 0 bytes; null when memory is short
+/// Allocates a block.
+/// @param flags GMEM_FIXED; with GMEM_ZEROINIT for a block of zeros
+/// @return the block, for GlobalFree; also for 0 bytes
+/// @return null: memory is short, or another flag is given
 CMM_API HGLOBAL GlobalAlloc(UINT flags, SIZE_T bytes);
+/// Frees a block.
 /// @param block of GlobalAlloc, or null
 /// @return null
 CMM_API HGLOBAL GlobalFree(HGLOBAL block);
@@ -21,18 +24,26 @@ CMM_API HGLOBAL GlobalFree(HGLOBAL block);
 inline constexpr DWORD HEAP_NO_SERIALIZE = 0x00000001;
 inline constexpr DWORD HEAP_ZERO_MEMORY = 0x00000008;
 
-/// Makes a heap whose blocks go with it.
-/// @param options  0 or HEAP_NO_SERIALIZE
-/// @param initial  not looked at
-/// @param greatest 0: the heap grows as needed; others are refused
-/// @return the heap, for HeapDestroy; null when memory or handles are short
+/// Makes a heap. It is freed together with its blocks.
+/// @param options  0 or HEAP_NO_SERIALIZE, which changes nothing here
+/// @param initial  not used
+/// @param greatest 0: the heap grows as needed
+/// @return the heap, for HeapDestroy; CloseHandle refuses it
+/// @return null: memory or handles are short, or an argument is another one
 CMM_API HANDLE HeapCreate(DWORD options, SIZE_T initial, SIZE_T greatest);
-/// Gives all blocks of the heap back, and the heap. @return TRUE; FALSE for what is no heap
+/// Frees a heap and all its blocks.
+/// @return TRUE: freed
+/// @return FALSE: no open heap
 CMM_API BOOL HeapDestroy(HANDLE heap);
 
+/// Allocates a block of a heap.
 /// @param flags 0, HEAP_NO_SERIALIZE, HEAP_ZERO_MEMORY
-/// @return the block, for HeapFree, also for 0 bytes; null for what is no heap, when memory is short, and
-///         from 2 GiB on: no 32-bit process could have that much in one piece
+/// @param bytes 0 to 2 GiB - 1: no 32-bit process could have more in one block
+/// @return the block, for HeapFree; also for 0 bytes
+/// @return null: memory is short, no open heap, or another argument is refused
 CMM_API LPVOID HeapAlloc(HANDLE heap, DWORD flags, SIZE_T bytes);
-/// @return TRUE, for null too; FALSE, and nothing is touched, for what is no block of this heap
+/// Frees a block of a heap.
+/// @param flags not used
+/// @return TRUE: freed, or @p block is null
+/// @return FALSE: no open heap, or not a block of this heap; nothing has changed
 CMM_API BOOL HeapFree(HANDLE heap, DWORD flags, LPVOID block);

@@ -1,11 +1,12 @@
 #pragma once
 /// @file
-/// The published wave format record, and the results that the multimedia services share.
+/// The published structures of a wave format, and the results that the multimedia services share. Included by
+/// the headers of these services.
 
 #include "platform/posix/types.h"
 
-using FOURCC = DWORD;
-using MMRESULT = UINT;
+using FOURCC = DWORD;   ///< four characters, the first in the low byte
+using MMRESULT = UINT;  ///< result of a multimedia call; 0 is success
 
 inline constexpr MMRESULT MMSYSERR_NOERROR = 0;
 inline constexpr MMRESULT MMSYSERR_NOTENABLED = 3;
@@ -36,7 +37,7 @@ struct PCMWAVEFORMAT {
   WAVEFORMAT wf;
   WORD wBitsPerSample;
 };
-/// Format of a stream of audio. 18 bytes; a format other than PCM has cbSize further bytes behind it.
+/// Format of a stream of audio. 18 bytes; a format other than PCM is followed by cbSize further bytes.
 struct WAVEFORMATEX {
   WORD wFormatTag;        ///< WAVE_FORMAT_PCM, or the code of a compressed format
   WORD nChannels;         ///< channels, interleaved sample by sample
@@ -44,17 +45,18 @@ struct WAVEFORMATEX {
   DWORD nAvgBytesPerSec;  ///< for PCM nBlockAlign times nSamplesPerSec
   WORD nBlockAlign;       ///< bytes of one block; for PCM one frame
   WORD wBitsPerSample;    ///< bits of one sample of one channel
-  WORD cbSize;            ///< bytes of further format data behind this record
+  WORD cbSize;            ///< bytes of further format data after this structure
 };
 #pragma pack(pop)
 static_assert(sizeof(PCMWAVEFORMAT) == 16 && sizeof(WAVEFORMATEX) == 18,
-              "the published records have no padding");
+              "the published structures have no padding");
 
 using LPWAVEFORMATEX = WAVEFORMATEX*;
 
 namespace platform::detail {
 
-/// PCM of whole bytes, whose block and byte rate are those of its rate, channels and bits.
+/// PCM whose samples have a multiple of 8 bits, and whose block and byte rate are those of its rate, channels
+/// and bits.
 inline bool IsConsistentPcm(const WAVEFORMATEX& format) {
   const std::uint64_t block = std::uint64_t{format.nChannels} * format.wBitsPerSample / 8;
   return format.wFormatTag == WAVE_FORMAT_PCM && format.nChannels > 0 && format.nSamplesPerSec > 0 &&

@@ -1,6 +1,7 @@
 #pragma once
 /// @file
 /// The published basic types: names and widths as the platform documents them, in the global namespace.
+/// Included by every other header of the layer.
 
 #include <cstddef>
 #include <cstdint>
@@ -24,13 +25,13 @@ using LPCSTR = const char*;
 using LPBYTE = BYTE*;
 using LPDWORD = DWORD*;
 
-/// An opaque reference to an object of the layer. Never a pointer that may be followed: the layer looks every
-/// handle up, so a null, closed or foreign one is refused and touches nothing.
+/// An opaque reference to an object of the layer, not a pointer to it. The layer looks up every handle, so a
+/// null, closed or foreign one is refused and changes nothing.
 using HANDLE = void*;
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(std::intptr_t{-1}))
 using HWND = struct HWND__*;
 
-/// The platform's calling convention has no counterpart here; the word stays in the published signatures.
+/// The platform's calling convention. It has no counterpart here, but is part of the published signatures.
 #define __stdcall
 
 inline constexpr BOOL FALSE = 0;

@@ -1,5 +1,5 @@
-// The published records and numbers that the library's files and results rest on. This is compiled against
-// the layer and against the platform's own headers, so that neither can drift.
+// The published structures and numbers that the library's files and results depend on. This is compiled
+// against the layer and against the platform's own headers, so that the two stay equal.
 
 #include <cstddef>
 
@@ -7,22 +7,22 @@
 
 namespace {
 
-/// A record that has grown with the pointers in it.
-template <class Record>
+/// For structures whose size depends on that of a pointer.
+template <class Structure>
 constexpr bool HasSize(std::size_t withNarrowPointers, std::size_t withWidePointers) {
-  return sizeof(Record) == (sizeof(void*) == 4 ? withNarrowPointers : withWidePointers);
+  return sizeof(Structure) == (sizeof(void*) == 4 ? withNarrowPointers : withWidePointers);
 }
 
 constexpr bool Is(HRESULT result, unsigned bits) {
   return static_cast<unsigned>(result) == bits;
 }
 
-// Records.
+// Structures.
 static_assert(sizeof(MMCKINFO) == 20 && offsetof(MMCKINFO, dwDataOffset) == 12);
 static_assert(HasSize<MMIOINFO>(72, 100));
 static_assert(sizeof(WAVEFORMATEX) == 18 && HasSize<ACMSTREAMHEADER>(84, 124));
 static_assert(HasSize<ACMDRIVERDETAILSA>(920, 924) && offsetof(ACMDRIVERDETAILSA, fdwSupport) == 24);
-// What a ring is described with ends with the format, though the record may go on behind it.
+// The layer reads this structure up to the format; the platform's may have further fields.
 static_assert(offsetof(DSCBUFFERDESC, lpwfxFormat) == 16);
 static_assert(HasSize<DSBPOSITIONNOTIFY>(8, 16) && sizeof(GUID) == 16);
 static_assert(sizeof(WIN32_FIND_DATAA) == 320 && offsetof(WIN32_FIND_DATAA, cFileName) == 44);

@@ -52,10 +52,10 @@ class CountingDevice {
       return DS_OK;
     }
     void Stop() override {}
-    bool Gone() const override { return owner_.gone; }
+    bool HasFailed() const override { return owner_.gone; }
     void Wake() override { woken_ = true; }
     DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds) override {
-      if (woken_ || Gone()) return 0;
+      if (woken_ || HasFailed()) return 0;
       const std::uint64_t from = owner_.delivered;
       const std::uint64_t frames = std::min<std::uint64_t>(Due() - from, room / 4);
       if (frames == 0) std::this_thread::sleep_for(std::chrono::milliseconds(owner_.ignoresClock ? 0 : 5));

@@ -1,3 +1,4 @@
+// Streams over a codec of blocks, one block at a time.
 #include "platform/posix/acm/block_codec.h"
 
 #include <algorithm>
@@ -9,7 +10,7 @@
 namespace platform::detail {
 namespace {
 
-bool TakesPartOfBlock(DWORD flags) {
+bool TakesPartialBlock(DWORD flags) {
   return (flags & ACM_STREAMCONVERTF_END) && !(flags & ACM_STREAMCONVERTF_BLOCKALIGN);
 }
 
@@ -41,10 +42,10 @@ class Decoder final : public BlockStream {
   using BlockStream::BlockStream;
 
   MMRESULT OutputSize(DWORD sourceBytes, DWORD& outputBytes) override {
-    return GiveSize(DivideUp(sourceBytes, blockBytes_), PcmBlockBytes(), outputBytes);
+    return ComputeSize(DivideUp(sourceBytes, blockBytes_), PcmBlockBytes(), outputBytes);
   }
   MMRESULT SourceSize(DWORD outputBytes, DWORD& sourceBytes) override {
-    return GiveSize(outputBytes / PcmBlockBytes(), blockBytes_, sourceBytes);
+    return ComputeSize(outputBytes / PcmBlockBytes(), blockBytes_, sourceBytes);
   }
 
   MMRESULT Convert(ACMSTREAMHEADER& header, DWORD flags) override {
@@ -53,10 +54,10 @@ class Decoder final : public BlockStream {
     while (taken < header.cbSrcLength) {
       const std::size_t bytes = std::min<std::size_t>(header.cbSrcLength - taken, blockBytes_);
       const std::size_t frames = codec_->FramesIn(bytes);
-      if (bytes < blockBytes_ && !TakesPartOfBlock(flags)) break;
+      if (bytes < blockBytes_ && !TakesPartialBlock(flags)) break;
       if (frames == 0 || frames * frameBytes_ > header.cbDstLength - made) break;
       codec_->Decode(header.pbSrc + taken, frames, samples_.data());
-      Put(header.pbDst + made, frames * channels_);
+      StoreSamples(header.pbDst + made, frames * channels_);
       taken += bytes;
       made += frames * frameBytes_;
     }
@@ -66,7 +67,7 @@ class Decoder final : public BlockStream {
   }
 
  private:
-  void Put(BYTE* to, std::size_t count) const {
+  void StoreSamples(BYTE* to, std::size_t count) const {
     if (!BytePcm()) {
       std::memcpy(to, samples_.data(), count * sizeof samples_[0]);
       return;
@@ -80,10 +81,10 @@ class Encoder final : public BlockStream {
   using BlockStream::BlockStream;
 
   MMRESULT OutputSize(DWORD sourceBytes, DWORD& outputBytes) override {
-    return GiveSize(DivideUp(sourceBytes, PcmBlockBytes()), blockBytes_, outputBytes);
+    return ComputeSize(DivideUp(sourceBytes, PcmBlockBytes()), blockBytes_, outputBytes);
   }
   MMRESULT SourceSize(DWORD outputBytes, DWORD& sourceBytes) override {
-    return GiveSize(outputBytes / blockBytes_, PcmBlockBytes(), sourceBytes);
+    return ComputeSize(outputBytes / blockBytes_, PcmBlockBytes(), sourceBytes);
   }
 
   MMRESULT Convert(ACMSTREAMHEADER& header, DWORD flags) override {
@@ -92,8 +93,8 @@ class Encoder final : public BlockStream {
     std::size_t made = 0;
     while (header.cbDstLength - made >= blockBytes_) {
       const std::size_t frames = std::min((header.cbSrcLength - taken) / frameBytes_, blockFrames_);
-      if (frames == 0 || (frames < blockFrames_ && !TakesPartOfBlock(flags))) break;
-      Take(header.pbSrc + taken, frames);
+      if (frames == 0 || (frames < blockFrames_ && !TakesPartialBlock(flags))) break;
+      LoadSamples(header.pbSrc + taken, frames);
       codec_->Encode(samples_.data(), header.pbDst + made);
       taken += frames * frameBytes_;
       made += blockBytes_;
@@ -104,7 +105,7 @@ class Encoder final : public BlockStream {
   }
 
  private:
-  void Take(const BYTE* from, std::size_t frames) {
+  void LoadSamples(const BYTE* from, std::size_t frames) {
     const std::size_t count = frames * channels_;
     if (BytePcm()) {
       for (std::size_t i = 0; i < count; ++i) samples_[i] = LoadPcm<std::uint8_t>(from + i);
@@ -117,7 +118,7 @@ class Encoder final : public BlockStream {
 
 class BlockDriver final : public BuiltInDriver {
  public:
-  BlockDriver(const DriverCard& card, CodecMaker make) : BuiltInDriver(card), make_(make) {}
+  BlockDriver(const DriverInfo& info, CodecMaker make) : BuiltInDriver(info), make_(make) {}
 
   MMRESULT Open(const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
                 std::unique_ptr<ConversionStream>& stream) const override {
@@ -140,8 +141,8 @@ class BlockDriver final : public BuiltInDriver {
 
 }  // namespace
 
-std::shared_ptr<const ConversionDriver> MakeBlockDriver(const DriverCard& card, CodecMaker make) {
-  return std::make_shared<BlockDriver>(card, make);
+std::shared_ptr<const ConversionDriver> MakeBlockDriver(const DriverInfo& info, CodecMaker make) {
+  return std::make_shared<BlockDriver>(info, make);
 }
 
 }  // namespace platform::detail

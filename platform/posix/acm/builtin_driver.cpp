@@ -1,3 +1,4 @@
+// What the layer's own drivers say about themselves.
 #include "platform/posix/acm/builtin_driver.h"
 
 #include <cstring>
@@ -13,7 +14,7 @@ constexpr DWORD kDriverVersion = 0x01000000;
 
 template <std::size_t kSize>
 void CopyText(char (&to)[kSize], const char* from) {
-  std::strncpy(to, from, kSize - 1);  // the record is all zeros
+  std::strncpy(to, from, kSize - 1);  // the structure is all zeros
 }
 
 }  // namespace
@@ -24,11 +25,11 @@ MMRESULT BuiltInDriver::Details(ACMDRIVERDETAILSA& details) const {
   details.wPid = kUnmapped;
   details.vdwACM = kManagerVersion;
   details.vdwDriver = kDriverVersion;
-  details.fdwSupport = card_.support;
-  details.cFormatTags = card_.formatTags;
-  CopyText(details.szShortName, card_.shortName);
-  CopyText(details.szLongName, card_.longName);
-  CopyText(details.szFeatures, card_.features);
+  details.fdwSupport = info_.support;
+  details.cFormatTags = info_.formatTags;
+  CopyText(details.szShortName, info_.shortName);
+  CopyText(details.szLongName, info_.longName);
+  CopyText(details.szFeatures, info_.features);
   return MMSYSERR_NOERROR;
 }
 

@@ -8,23 +8,23 @@
 namespace platform::detail {
 
 /// What a driver of the layer says about itself.
-struct DriverCard {
+struct DriverInfo {
   DWORD support;
-  DWORD formatTags;  // that it knows, PCM among them
+  DWORD formatTags;  // number of those that it knows, with PCM
   const char* shortName;
   const char* longName;
   const char* features;
 };
 
-/// A driver of the layer: all but Open.
+/// A driver of the layer: everything but Open.
 class BuiltInDriver : public ConversionDriver {
  public:
-  explicit BuiltInDriver(const DriverCard& card) : card_(card) {}
-  DWORD Support() const final { return card_.support; }
+  explicit BuiltInDriver(const DriverInfo& info) : info_(info) {}
+  DWORD Support() const final { return info_.support; }
   MMRESULT Details(ACMDRIVERDETAILSA& details) const final;
 
  private:
-  const DriverCard card_;
+  const DriverInfo info_;
 };
 
 using DriverMaker = std::shared_ptr<const ConversionDriver> (*)();

@@ -1,3 +1,4 @@
+// The list of drivers, and opening one.
 #include "platform/posix/acm/drivers.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 #include <new>
 
 #include "platform/posix/acm/builtin_driver.h"
-#include "platform/posix/core/immortal.h"
+#include "platform/posix/core/never_destroyed.h"
 #include "platform/posix/layer.h"
 #include "platform/posix/sync.h"
 
@@ -18,7 +19,8 @@ namespace {
 constexpr std::array<DriverMaker, 5> kBuiltIn = {MakePcmDriver, MakeALawDriver, MakeMuLawDriver,
                                                  MakeImaAdpcmDriver, MakeMsAdpcmDriver};
 
-/// What an identifier stands for in the table of handles, so that it is like no other handle.
+/// The object of a driver's identifier, which is in the table of handles so that no other handle is equal to
+/// it.
 class DriverEntry final : public Object {
  public:
   explicit DriverEntry(std::shared_ptr<const ConversionDriver> driver) : driver_(std::move(driver)) {}
@@ -54,7 +56,7 @@ class DriverList {
   }
 
  private:
-  /// With the first call, not when the library is loaded; where memory was short, the next call goes on.
+  /// Done by the first call, not when the library is loaded; where memory was short, the next call continues.
   void AddBuiltIn() {
     while (drivers_.size() < kBuiltIn.size()) Append(kBuiltIn[drivers_.size()]());
   }
@@ -74,7 +76,7 @@ class DriverList {
 }  // namespace
 
 std::vector<InstalledDriver> InstalledDrivers() {
-  return Immortal<DriverList>().All();
+  return NeverDestroyed<DriverList>().All();
 }
 
 }  // namespace detail
@@ -82,13 +84,13 @@ std::vector<InstalledDriver> InstalledDrivers() {
 using namespace detail;
 
 HACMDRIVERID RegisterConversionDriver(std::shared_ptr<const ConversionDriver> driver) try {
-  return driver ? Immortal<DriverList>().Add(std::move(driver)) : nullptr;
+  return driver ? NeverDestroyed<DriverList>().Add(std::move(driver)) : nullptr;
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
 
 bool UnregisterConversionDriver(HACMDRIVERID driver) {
-  return Immortal<DriverList>().Remove(driver);
+  return NeverDestroyed<DriverList>().Remove(driver);
 }
 
 }  // namespace platform

@@ -1,5 +1,5 @@
 #pragma once
-// The drivers that the audio compression manager has.
+// The drivers of the audio compression manager, and the objects of its handles.
 
 #include <atomic>
 #include <memory>
@@ -16,7 +16,7 @@ struct InstalledDriver {
   std::shared_ptr<const ConversionDriver> driver;
 };
 
-/// What acmDriverID can be asked about.
+/// The object of a handle that has a driver: of an open driver or a stream.
 class ManagerObject : public Object {
  public:
   explicit ManagerObject(HACMDRIVERID driver) : driverId_(driver) {}
@@ -26,7 +26,7 @@ class ManagerObject : public Object {
   const HACMDRIVERID driverId_;
 };
 
-/// A driver opened by the host: what a HACMDRIVER stands for.
+/// The object of a HACMDRIVER: a driver that the host has opened.
 class OpenDriver final : public ManagerObject {
  public:
   explicit OpenDriver(InstalledDriver installed)
@@ -39,7 +39,7 @@ class OpenDriver final : public ManagerObject {
   const InstalledDriver installed_;
 };
 
-/// The drivers that there are now, in their order. May throw std::bad_alloc.
+/// @return the present drivers, in their order. Throws std::bad_alloc
 std::vector<InstalledDriver> InstalledDrivers();
 
 inline bool IsDisabled(const ConversionDriver& driver) {

@@ -1,5 +1,5 @@
 #pragma once
-// What the drivers look for in formats, and how they load and store PCM samples.
+// What the drivers check in formats, and how they load and store PCM samples.
 
 #include <cstring>
 
@@ -30,13 +30,13 @@ void Store(BYTE* bytes, T value) {
   std::memcpy(bytes, &value, sizeof value);
 }
 
-/// The 16 bits of further format data that lie @p index words behind the record; cbSize must cover them.
+/// @return the word @p index of the further format data; cbSize must cover it
 inline WORD ExtraWord(const WAVEFORMATEX& format, std::size_t index) {
   return Load<WORD>(reinterpret_cast<const BYTE*>(&format) + sizeof format + index * sizeof(WORD));
 }
 
 /// PCM samples: 8 bits are unsigned with silence at 128, 16 bits signed.
-/// To 16 bits the byte becomes the high half; to 8 bits the high byte is what is kept.
+/// To 16 bits, the byte becomes the high byte; to 8 bits, only the high byte is kept.
 template <class To, class From>
 constexpr int Resize(int sample) {
   if constexpr (sizeof(To) > sizeof(From)) return (sample - 128) * 256;

@@ -1,6 +1,5 @@
 #pragma once
-// What the two laws of G.711 have in common: one byte for each sample, at the rate and channels of the PCM
-// side.
+// What the two laws of G.711 have in common: one byte for each sample, with the rate and channels of the PCM.
 
 #include <array>
 
@@ -26,10 +25,10 @@ template <class Law, class Pcm, bool kDecodes>
 class G711Stream final : public ConversionStream {
  public:
   MMRESULT OutputSize(DWORD sourceBytes, DWORD& outputBytes) override {
-    return GiveSize(DivideUp(sourceBytes, kSourceBytes), kOutputBytes, outputBytes);
+    return ComputeSize(DivideUp(sourceBytes, kSourceBytes), kOutputBytes, outputBytes);
   }
   MMRESULT SourceSize(DWORD outputBytes, DWORD& sourceBytes) override {
-    return GiveSize(outputBytes / kOutputBytes, kSourceBytes, sourceBytes);
+    return ComputeSize(outputBytes / kOutputBytes, kSourceBytes, sourceBytes);
   }
   explicit G711Stream(std::size_t channels) : channels_(channels) {}
 
@@ -39,7 +38,7 @@ class G711Stream final : public ConversionStream {
     const std::size_t most = given < room ? given : room;
     const std::size_t count = most - most % channels_;  // whole frames
     for (std::size_t i = 0; i < count; ++i)
-      One(header.pbSrc + i * kSourceBytes, header.pbDst + i * kOutputBytes);
+      ConvertSample(header.pbSrc + i * kSourceBytes, header.pbDst + i * kOutputBytes);
     header.cbSrcLengthUsed = static_cast<DWORD>(count * kSourceBytes);
     header.cbDstLengthUsed = static_cast<DWORD>(count * kOutputBytes);
     return MMSYSERR_NOERROR;
@@ -49,7 +48,7 @@ class G711Stream final : public ConversionStream {
   static constexpr std::size_t kSourceBytes = kDecodes ? 1 : sizeof(Pcm);
   static constexpr std::size_t kOutputBytes = kDecodes ? sizeof(Pcm) : 1;
 
-  static void One(const BYTE* from, BYTE* to) {
+  static void ConvertSample(const BYTE* from, BYTE* to) {
     static constexpr G711Values kValues = MakeG711Values<Law>();
     if constexpr (kDecodes) {
       StorePcm<Pcm>(to, kValues[*from]);
@@ -71,9 +70,9 @@ class G711Driver final : public BuiltInDriver {
   MMRESULT Open(const WAVEFORMATEX& source, const WAVEFORMATEX& destination,
                 std::unique_ptr<ConversionStream>& stream) const override {
     if (!SameRateAndChannels(source, destination)) return ACMERR_NOTPOSSIBLE;
-    if (Is(source) && IsPcm(destination)) {
+    if (IsOfLaw(source) && IsPcm(destination)) {
       stream = Make<true>(destination);
-    } else if (IsPcm(source) && Is(destination)) {
+    } else if (IsPcm(source) && IsOfLaw(destination)) {
       stream = Make<false>(source);
     } else {
       return ACMERR_NOTPOSSIBLE;
@@ -82,7 +81,7 @@ class G711Driver final : public BuiltInDriver {
   }
 
  private:
-  static bool Is(const WAVEFORMATEX& format) {
+  static bool IsOfLaw(const WAVEFORMATEX& format) {
     return format.wFormatTag == Law::kTag && format.wBitsPerSample == 8 &&
            format.nBlockAlign == format.nChannels &&
            format.nAvgBytesPerSec == std::uint64_t{format.nSamplesPerSec} * format.nBlockAlign;

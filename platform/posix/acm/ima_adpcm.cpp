@@ -30,7 +30,7 @@ constexpr std::array<std::int16_t, kLastIndex + 1> kSteps = {
     9493, 10442, 11487, 12635, 13899, 15289, 16818, 18500, 20350, 22385, 24623, 27086, 29794, 32767};
 constexpr std::array<std::int8_t, 8> kIndexChanges = {-1, -1, -1, -1, 2, 4, 6, 8};
 
-/// One channel on its way through a block; encoder and decoder go the same way.
+/// The state of one channel within a block, the same in encoder and decoder.
 class Predictor {
  public:
   Predictor() = default;
@@ -52,10 +52,10 @@ class Predictor {
   unsigned Encode(int sample) {
     const int step = kSteps[static_cast<std::size_t>(index_)];
     unsigned bits = sample < sample_ ? 8 : 0;
-    int rest = std::abs(sample - sample_);
+    int remainder = std::abs(sample - sample_);
     for (int part = 0; part < 3; ++part) {
-      if (rest < step >> part) continue;
-      rest -= step >> part;
+      if (remainder < step >> part) continue;
+      remainder -= step >> part;
       bits |= 4u >> part;
     }
     Decode(bits);
@@ -111,7 +111,7 @@ class ImaCodec final : public BlockCodec {
   void Restart() override { indices_ = {}; }
 
  private:
-  /// Of a frame's byte in the block.
+  /// @return the offset of a frame's byte in the block
   std::size_t Offset(std::size_t channel, std::size_t frame) const {
     const std::size_t group = (frame - 1) / kGroupFrames;
     return kHeaderBytes * channels_ + (group * channels_ + channel) * kGroupBytes +
@@ -120,7 +120,7 @@ class ImaCodec final : public BlockCodec {
 
   const std::size_t channels_;
   const std::size_t blockBytes_;
-  std::array<int, kMostChannels> indices_{};  // the steps go on from block to block
+  std::array<int, kMostChannels> indices_{};  // a block's first step is the last of the block before
 };
 
 /// Further format data: the frames of a block.

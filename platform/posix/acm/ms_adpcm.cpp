@@ -19,12 +19,12 @@ namespace platform::detail {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 7;   // of a channel
-constexpr std::size_t kHeaderFrames = 2;  // whose samples stand in the header
+constexpr std::size_t kHeaderFrames = 2;  // whose samples are in the header
 constexpr std::size_t kLeastPairs = 7;    // the published ones come first
 constexpr std::size_t kMostPairs = 256;   // as many as a byte can pick from
 constexpr int kFixedPoint = 256;
 constexpr int kLeastStep = 16;
-constexpr int kMostStep = std::numeric_limits<int>::max() / 768;  // a hostile block's steps stop here
+constexpr int kMostStep = std::numeric_limits<int>::max() / 768;  // no block can overflow a step
 
 constexpr std::array<std::int16_t, 16> kStepChanges = {230, 230, 230, 230, 307, 409, 512, 614,
                                                        768, 614, 512, 409, 307, 230, 230, 230};
@@ -34,7 +34,7 @@ struct Pair {
   std::int16_t second;
 };
 
-/// One channel on its way through a block; encoder and decoder go the same way.
+/// The state of one channel within a block, the same in encoder and decoder.
 class Predictor {
  public:
   Predictor(Pair pair, int step, std::int16_t older, std::int16_t newer)

@@ -30,7 +30,7 @@ struct MuLaw {
  private:
   static constexpr int kBias = 33;
   static constexpr int kMost = 0x1FFF;
-  static constexpr int kPositive = 0x80;  // of the byte as it stands
+  static constexpr int kPositive = 0x80;  // of the byte itself, not of its inverse
 };
 
 }  // namespace

@@ -1,11 +1,11 @@
 // PCM to PCM: 8 and 16 bits, 1 and 2 channels, any rates.
 //
 // A frame is first brought to the channels and bits of the destination: two channels to one are their mean,
-// rounded down; one to two a copy; 8 and 16 bits as in formats.h. Then comes the rate. Output n stands at the
+// rounded down; one to two a copy; 8 and 16 bits as in formats.h. Then comes the rate. Output n is at the
 // source position n * sourceRate / outputRate, counted from the stream's first frame, and is the straight
 // line between the frames on both sides of it, rounded to the nearest value, halves up. Positions and lines
 // are exact integers, so output does not depend on how the source is cut into calls. The outputs between the
-// last frame of a call and the frame behind it come with the next call.
+// last frame of a call and the frame after it come with the next call.
 
 #include <array>
 #include <numeric>
@@ -27,9 +27,9 @@ struct Layout {
 template <class Target>
 using Frame = std::array<int, Target::kChannels>;
 
-/// Loads a frame as one of the target's channels and bits.
+/// Loads a frame and converts it to the target's channels and bits.
 template <class Source, class Target>
-Frame<Target> Bring(const BYTE* frame) {
+Frame<Target> ConvertFrame(const BYTE* frame) {
   using Sample = typename Source::Sample;
   int first = Load<Sample>(frame);
   int last = Source::kChannels == 2 ? Load<Sample>(frame + sizeof(Sample) * (Source::kChannels - 1)) : first;
@@ -41,7 +41,7 @@ Frame<Target> Bring(const BYTE* frame) {
 }
 
 template <class Target>
-void Put(BYTE* to, const Frame<Target>& frame) {
+void StoreFrame(BYTE* to, const Frame<Target>& frame) {
   using Sample = typename Target::Sample;
   for (std::size_t channel = 0; channel < frame.size(); ++channel)
     Store(to + channel * sizeof(Sample), static_cast<Sample>(frame[channel]));
@@ -58,12 +58,12 @@ class PcmStream final : public ConversionStream {
 
   MMRESULT OutputSize(DWORD sourceBytes, DWORD& outputBytes) override {
     const std::uint64_t frames = DivideUp(sourceBytes, Source::kFrameBytes);
-    return GiveSize(DivideUp(frames * outputStep_, sourceStep_), Target::kFrameBytes, outputBytes);
+    return ComputeSize(DivideUp(frames * outputStep_, sourceStep_), Target::kFrameBytes, outputBytes);
   }
 
   MMRESULT SourceSize(DWORD outputBytes, DWORD& sourceBytes) override {
     const std::uint64_t frames = outputBytes / Target::kFrameBytes;
-    return GiveSize(frames * sourceStep_ / outputStep_, Source::kFrameBytes, sourceBytes);
+    return ComputeSize(frames * sourceStep_ / outputStep_, Source::kFrameBytes, sourceBytes);
   }
 
   MMRESULT Convert(ACMSTREAMHEADER& header, DWORD flags) override {
@@ -83,7 +83,7 @@ class PcmStream final : public ConversionStream {
     std::size_t made;
   };
 
-  /// The first output stands on the first frame, where the frame before it has no weight.
+  /// The first output is at the first frame, where the frame before it has no weight.
   void Restart() {
     last_ = {};
     phase_ = outputStep_;
@@ -94,20 +94,22 @@ class PcmStream final : public ConversionStream {
     if constexpr (std::is_same_v<Source, Target>) {
       std::memcpy(to, from, count * Source::kFrameBytes);
     } else {
-      for (std::size_t i = 0; i < count; ++i)
-        Put<Target>(to + i * Target::kFrameBytes, Bring<Source, Target>(from + i * Source::kFrameBytes));
+      for (std::size_t i = 0; i < count; ++i) {
+        StoreFrame<Target>(to + i * Target::kFrameBytes,
+                           ConvertFrame<Source, Target>(from + i * Source::kFrameBytes));
+      }
     }
     return {count, count};
   }
 
-  /// A frame counts as taken once all outputs up to it are made; phase_ knows those that had room.
+  /// A frame counts as taken once all outputs up to it are made; phase_ has the position of the next output.
   Counts Resample(const BYTE* from, std::size_t frames, BYTE* to, std::size_t room) {
     Counts counts{0, 0};
     for (; counts.taken < frames; ++counts.taken) {
-      const auto next = Bring<Source, Target>(from + counts.taken * Source::kFrameBytes);
+      const auto next = ConvertFrame<Source, Target>(from + counts.taken * Source::kFrameBytes);
       for (; phase_ <= outputStep_; phase_ += sourceStep_) {
         if (counts.made == room) return counts;
-        Put<Target>(to + counts.made++ * Target::kFrameBytes, Between(next));
+        StoreFrame<Target>(to + counts.made++ * Target::kFrameBytes, Interpolate(next));
       }
       phase_ -= outputStep_;
       last_ = next;
@@ -115,9 +117,8 @@ class PcmStream final : public ConversionStream {
     return counts;
   }
 
-  Frame<Target> Between(const Frame<Target>& next) const {
-    constexpr std::int64_t kBias =
-        0x8000;  // makes every sample positive, so that the division rounds one way
+  Frame<Target> Interpolate(const Frame<Target>& next) const {
+    constexpr std::int64_t kBias = 0x8000;  // samples become positive: the division rounds one way
     Frame<Target> out;
     for (std::size_t channel = 0; channel < out.size(); ++channel) {
       const auto before = static_cast<std::uint64_t>(last_[channel] + kBias);
@@ -131,7 +132,7 @@ class PcmStream final : public ConversionStream {
 
   const std::uint64_t sourceStep_;  // from one output to the next, in parts of a frame
   const std::uint64_t outputStep_;  // the parts of one frame
-  std::uint64_t phase_ = 0;         // of the next output, behind last_
+  std::uint64_t phase_ = 0;         // from last_ to the next output
   Frame<Target> last_{};
 };
 

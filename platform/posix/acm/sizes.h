@@ -11,10 +11,12 @@ constexpr std::uint64_t DivideUp(std::uint64_t dividend, std::uint64_t divisor) 
   return dividend / divisor + (dividend % divisor != 0);
 }
 
-/// Gives the bytes of @p units, of @p unitBytes each, if there are any and the published type holds them.
-inline MMRESULT GiveSize(std::uint64_t units, std::uint64_t unitBytes, DWORD& bytes) {
-  if (units == 0 || units > std::numeric_limits<DWORD>::max() / unitBytes) return ACMERR_NOTPOSSIBLE;
-  bytes = static_cast<DWORD>(units * unitBytes);
+/// Computes the size of @p count blocks or frames of @p bytesEach.
+/// @return 0: computed
+/// @return ACMERR_NOTPOSSIBLE: the count is 0, or the size has more than 32 bits; @p bytes is untouched
+inline MMRESULT ComputeSize(std::uint64_t count, std::uint64_t bytesEach, DWORD& bytes) {
+  if (count == 0 || count > std::numeric_limits<DWORD>::max() / bytesEach) return ACMERR_NOTPOSSIBLE;
+  bytes = static_cast<DWORD>(count * bytesEach);
   return MMSYSERR_NOERROR;
 }
 

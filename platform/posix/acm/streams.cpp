@@ -1,4 +1,4 @@
-// Conversions: what stands between the host's calls and the driver's.
+// Streams: the host's calls are checked here and passed to the driver's conversion.
 
 #include <algorithm>
 #include <mutex>
@@ -11,7 +11,7 @@
 namespace platform::detail {
 namespace {
 
-/// What a HACMSTREAM stands for.
+/// The object of a HACMSTREAM.
 class Stream final : public ManagerObject {
  public:
   /// @param named the driver that the host has named; may be null
@@ -52,7 +52,7 @@ class Stream final : public ManagerObject {
     const std::lock_guard lock(lock_);
     const auto known = Find(header);
     if (known == prepared_.end()) return ACMERR_UNPREPARED;
-    if (!known->Holds(header) || header.cbSrcLength != known->sourceBytes ||
+    if (!known->Fits(header) || header.cbSrcLength != known->sourceBytes ||
         header.cbDstLength != known->outputBytes)
       return MMSYSERR_INVALPARAM;
     prepared_.erase(known);
@@ -64,7 +64,7 @@ class Stream final : public ManagerObject {
     const std::lock_guard lock(lock_);
     const auto known = Find(header);
     if (known == prepared_.end()) return ACMERR_UNPREPARED;
-    if (!known->Holds(header)) return MMSYSERR_INVALPARAM;
+    if (!known->Fits(header)) return MMSYSERR_INVALPARAM;
     header.cbSrcLengthUsed = 0;
     header.cbDstLengthUsed = 0;
     header.fdwStatus &= ~ACMSTREAMHEADER_STATUSF_DONE;
@@ -82,7 +82,7 @@ class Stream final : public ManagerObject {
     const BYTE* output;
     DWORD outputBytes;
 
-    bool Holds(const ACMSTREAMHEADER& now) const {
+    bool Fits(const ACMSTREAMHEADER& now) const {
       return now.pbSrc == source && now.cbSrcLength <= sourceBytes && now.pbDst == output &&
              now.cbDstLength <= outputBytes;
     }
@@ -93,7 +93,7 @@ class Stream final : public ManagerObject {
                         [&](const Prepared& prepared) { return prepared.header == &header; });
   }
 
-  const std::shared_ptr<const ConversionDriver> driver_;  // lives as long as its stream
+  const std::shared_ptr<const ConversionDriver> driver_;  // exists as long as its stream
   const std::shared_ptr<OpenDriver> named_;
   std::mutex lock_;
   const std::unique_ptr<ConversionStream> conversion_;

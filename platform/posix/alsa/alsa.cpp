@@ -1,3 +1,4 @@
+// What recording and playing through ALSA share.
 #include "platform/posix/alsa/alsa.h"
 
 namespace platform::detail {
@@ -7,9 +8,9 @@ void Ignore(const char*, int, const char*, int, const char*, va_list) {}
 
 }  // namespace
 
-QuietAlsa::QuietAlsa() : before_(snd_lib_error_set_local(Ignore)) {}
+QuietAlsa::QuietAlsa() : previous_(snd_lib_error_set_local(Ignore)) {}
 QuietAlsa::~QuietAlsa() {
-  snd_lib_error_set_local(before_);
+  snd_lib_error_set_local(previous_);
 }
 
 snd_pcm_format_t AlsaFormatOf(WORD bits) {

@@ -13,8 +13,8 @@ extern "C" {
 
 namespace platform::detail {
 
-/// Keeps ALSA's messages to itself on this thread, for as long as it lives. The handler that the host may
-/// have set for the process is not touched.
+/// Suppresses ALSA's messages on this thread until it is destroyed. The handler that the host may have set
+/// for the process is unchanged.
 class QuietAlsa {
  public:
   QuietAlsa();
@@ -23,18 +23,19 @@ class QuietAlsa {
   QuietAlsa& operator=(const QuietAlsa&) = delete;
 
  private:
-  snd_local_error_handler_t before_;
+  snd_local_error_handler_t previous_;
 };
 
-/// ALSA's name for PCM samples of 8, 16, 24 or 32 bits.
+/// @return ALSA's format of PCM samples of 8, 16, 24 or 32 bits; SND_PCM_FORMAT_UNKNOWN for others
 snd_pcm_format_t AlsaFormatOf(WORD bits);
 
-/// Everything that the format says is taken exactly or not at all; the sizes as near as the device has them.
-/// @return below 0 on failure
+/// Sets a device's format, rate and channels exactly, and its sizes as near as it can.
+/// @return 0: set
+/// @return below 0: ALSA's error
 int SetAlsaHardware(snd_pcm_t* pcm, const WAVEFORMATEX& format, std::chrono::microseconds buffer,
                     std::chrono::microseconds period);
 
-/// The published result for a failure to open. Whatever cannot be opened is, to the caller, not there.
+/// @return the published result for a failure to open: @p notThere for all that has no result of its own
 template <class Result>
 Result OpeningResult(int alsaError, Result busy, Result noMemory, Result notThere) {
   switch (-alsaError) {

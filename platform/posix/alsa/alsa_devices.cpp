@@ -1,4 +1,4 @@
-// The machine's capture devices as ALSA knows them.
+// The list of the machine's capture devices, and opening one.
 
 #include <cstring>
 #include <functional>
@@ -11,7 +11,7 @@ namespace {
 
 /// A device's GUID is made from its ALSA name, so that every process finds the same one. Two 64-bit FNV-1a
 /// hashes of the name, the second with its starting value inverted, are bytes 0 to 7 and 8 to 15 in
-/// big-endian order; version 8 and the variant of a self-made UUID go over their six bits.
+/// big-endian order; six of their bits are overwritten by version 8 and the variant of a UUID.
 GUID IdOf(const std::string& name) {
   constexpr std::uint64_t kBasis = 0xCBF29CE484222325;
   const auto hash = [&name](std::uint64_t value) {
@@ -33,7 +33,7 @@ struct AlsaDevice {
   std::string alsaName;  // for snd_pcm_open
   std::string text;      // for people
 };
-using Visitor = std::function<bool(const AlsaDevice&)>;  // false ends the walk
+using Visitor = std::function<bool(const AlsaDevice&)>;  // false ends the iteration
 
 struct ControlCloser {
   void operator()(snd_ctl_t* control) const { snd_ctl_close(control); }

@@ -40,25 +40,25 @@ class AlsaOutput final : public SoundOutput {
   std::int64_t Write(const BYTE* frames, std::size_t count) override {
     const QuietAlsa quiet;
     snd_pcm_sframes_t taken = snd_pcm_writei(pcm_, frames, count);
-    if ((taken == -EPIPE || taken == -ESTRPIPE) && Revived() == 0) {
+    if ((taken == -EPIPE || taken == -ESTRPIPE) && Recover() == 0) {
       taken = snd_pcm_writei(pcm_, frames, count);
     }
     if (taken == -EAGAIN) return 0;
     return std::max<std::int64_t>(taken, -1);
   }
 
-  std::int64_t Held() override {
+  std::int64_t Queued() override {
     const QuietAlsa quiet;
     const snd_pcm_sframes_t room = snd_pcm_avail(pcm_);
-    if (room == -EPIPE || room == -ESTRPIPE) return Revived();
+    if (room == -EPIPE || room == -ESTRPIPE) return Recover();
     return room < 0 ? -1 : std::max<std::int64_t>(static_cast<std::int64_t>(bufferFrames_) - room, 0);
   }
 
-  std::int64_t Pending() override {
+  std::int64_t Delay() override {
     const QuietAlsa quiet;
     snd_pcm_sframes_t frames = 0;
     const int error = snd_pcm_delay(pcm_, &frames);
-    if (error == -EPIPE || error == -ESTRPIPE) return Revived();
+    if (error == -EPIPE || error == -ESTRPIPE) return Recover();
     return error < 0 ? -1 : std::max<std::int64_t>(frames, 0);
   }
 
@@ -68,10 +68,11 @@ class AlsaOutput final : public SoundOutput {
   }
 
  private:
-  /// A device that has run dry, or was suspended, holds nothing any more and begins anew with what comes. One
-  /// whose sound server has gone says that it has run dry too, but cannot begin anew.
-  /// @return 0, or -1 when the device has failed
-  std::int64_t Revived() { return snd_pcm_prepare(pcm_) < 0 ? -1 : 0; }
+  /// Prepares the device anew after an underrun or a suspension: its buffer is empty then. A device whose
+  /// sound server has ended also reports an underrun, but cannot be prepared.
+  /// @return 0: prepared
+  /// @return -1: the device has failed
+  std::int64_t Recover() { return snd_pcm_prepare(pcm_) < 0 ? -1 : 0; }
 
   snd_pcm_t* pcm_ = nullptr;
   snd_pcm_uframes_t bufferFrames_ = 0;

@@ -1,3 +1,4 @@
+// Capture from an ALSA device.
 #include "platform/posix/alsa/alsa_source.h"
 
 #include <poll.h>
@@ -13,7 +14,7 @@
 namespace platform::detail {
 namespace {
 
-/// The published format flags: a group of four for each rate; in it mono, stereo, and the same with 16 bits.
+/// The published format bits: four for each rate, which are mono and stereo, then the same with 16 bits.
 DSCCAPS CapsOf(snd_pcm_t* pcm) {
   DSCCAPS caps = {sizeof(DSCCAPS), 0, 0, 0};
   snd_pcm_hw_params_t* params;
@@ -30,8 +31,8 @@ DSCCAPS CapsOf(snd_pcm_t* pcm) {
   return caps;
 }
 
-/// The time between two looks at the device.
-std::chrono::milliseconds IntervalOf(snd_pcm_t* pcm) {
+/// @return the time between two reads
+std::chrono::milliseconds ReadIntervalOf(snd_pcm_t* pcm) {
   snd_pcm_hw_params_t* params;
   snd_pcm_hw_params_alloca(&params);
   unsigned microseconds = 0;
@@ -39,7 +40,7 @@ std::chrono::milliseconds IntervalOf(snd_pcm_t* pcm) {
       snd_pcm_hw_params_get_buffer_time(params, &microseconds, nullptr) < 0) {
     microseconds = 0;
   }
-  const std::chrono::milliseconds interval(microseconds / 1000 / kLooksABuffer);
+  const std::chrono::milliseconds interval(microseconds / 1000 / kReadsPerBuffer);
   return std::clamp(interval, kShortestInterval, kLongestInterval);
 }
 
@@ -81,7 +82,7 @@ HRESULT AlsaSource::Configure(const WAVEFORMATEX& format) {
   snd_pcm_hw_free(pcm_);  // of an earlier buffer
   if (const int error = SetAlsaHardware(pcm_, format, kCaptureBuffer, kCapturePeriod); error < 0)
     return error == -ENOMEM ? DSERR_OUTOFMEMORY : DSERR_BADFORMAT;
-  interval_ = IntervalOf(pcm_);
+  interval_ = ReadIntervalOf(pcm_);
   block_ = format.nBlockAlign;
   rate_ = format.nSamplesPerSec;
   return DS_OK;
@@ -90,7 +91,7 @@ HRESULT AlsaSource::Configure(const WAVEFORMATEX& format) {
 HRESULT AlsaSource::Start() {
   const QuietAlsa quiet;
   wake_.Clear();
-  gone_ = false;
+  failed_ = false;
   lost_ = 0;
   lastRead_ = Clock::now();
   drained_ = true;
@@ -101,7 +102,7 @@ bool AlsaSource::Restart() {
   return snd_pcm_prepare(pcm_) >= 0 && snd_pcm_start(pcm_) >= 0;
 }
 
-/// What the device's buffer held is gone too: all since the last read.
+/// An overrun discards the device's buffer too: all sound since the last read is lost.
 bool AlsaSource::RestartAfterOverrun() {
   if (!Restart()) return false;
   const std::chrono::duration<double> away = Clock::now() - lastRead_;
@@ -115,10 +116,10 @@ void AlsaSource::Stop() {
   snd_pcm_drop(pcm_);
 }
 
-DWORD AlsaSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) {
+DWORD AlsaSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds timeout) {
   const QuietAlsa quiet;
-  if (gone_ || drained_) WaitForWake(std::min(interval_, patience));
-  if (gone_) return 0;
+  if (failed_ || drained_) WaitForWake(std::min(interval_, timeout));
+  if (failed_) return 0;
   const snd_pcm_sframes_t wanted = room / block_;
   const snd_pcm_sframes_t frames = snd_pcm_readi(pcm_, to, static_cast<snd_pcm_uframes_t>(wanted));
   drained_ = frames < wanted;
@@ -126,15 +127,15 @@ DWORD AlsaSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patience)
     lastRead_ = Clock::now();
     return static_cast<DWORD>(frames) * block_;
   }
-  if (frames == -EPIPE || frames == -ESTRPIPE) {  // overrun or suspended: what was lost is lost
-    gone_ = !RestartAfterOverrun();
+  if (frames == -EPIPE || frames == -ESTRPIPE) {  // overrun or suspended
+    failed_ = !RestartAfterOverrun();
   } else {
-    gone_ = frames != 0 && frames != -EAGAIN && frames != -EINTR;
+    failed_ = frames != 0 && frames != -EAGAIN && frames != -EINTR;
   }
   return 0;
 }
 
-/// Until the time is over, or a Wake.
+/// Waits until the time is over, or for Wake.
 void AlsaSource::WaitForWake(std::chrono::milliseconds time) {
   pollfd descriptor = {wake_.Get(), POLLIN, 0};
   poll(&descriptor, 1, static_cast<int>(time.count()));

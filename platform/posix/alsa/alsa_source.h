@@ -11,7 +11,7 @@
 
 namespace platform::detail {
 
-/// A descriptor that Wake makes readable.
+/// A descriptor that a thread can wait for, readable from Set to Clear.
 class WakeDescriptor {
  public:
   WakeDescriptor();
@@ -27,10 +27,15 @@ class WakeDescriptor {
   int descriptor_;
 };
 
+/// A capture device of ALSA, which it is asked for at an interval.
 class AlsaSource final : public CaptureSource {
  public:
-  /// @param name as ALSA's configuration knows it
-  /// @return DS_OK; DSERR_NODRIVER: cannot be opened; DSERR_ALLOCATED: busy; DSERR_OUTOFMEMORY
+  /// @param name   of ALSA's configuration
+  /// @param source receives the opened device; untouched on failure
+  /// @return DS_OK: open
+  /// @return DSERR_NODRIVER: it cannot be opened
+  /// @return DSERR_ALLOCATED: another program has it
+  /// @return DSERR_OUTOFMEMORY
   static HRESULT Open(const char* name, std::unique_ptr<CaptureSource>* source);
 
   ~AlsaSource() override;
@@ -39,9 +44,9 @@ class AlsaSource final : public CaptureSource {
   HRESULT Configure(const WAVEFORMATEX& format) override;
   HRESULT Start() override;
   void Stop() override;
-  DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) override;
+  DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds timeout) override;
   void Wake() override { wake_.Set(); }
-  bool Gone() const override { return gone_; }
+  bool HasFailed() const override { return failed_; }
   std::uint64_t TakeLost() override { return std::exchange(lost_, 0); }
 
  private:
@@ -57,11 +62,11 @@ class AlsaSource final : public CaptureSource {
   DSCCAPS caps_ = {};
   DWORD block_ = 0;
   WakeDescriptor wake_;
-  std::chrono::milliseconds interval_{};  // between two looks at the device
-  bool drained_ = true;                   // the latest read has taken all that there was
-  bool gone_ = false;                     // the device has failed for good: nothing more comes of it
+  std::chrono::milliseconds interval_{};  // between two reads of an empty device
+  bool drained_ = true;                   // the latest read has emptied the device
+  bool failed_ = false;                   // the device has failed for good
   double rate_ = 0;
-  Clock::time_point lastRead_;  // up to then the sound has been handed over
+  Clock::time_point lastRead_;  // time of the latest sound that was read
   std::uint64_t lost_ = 0;      // frames of an overrun, by the clock
 };
 

@@ -1,24 +1,23 @@
 #pragma once
-// What is asked of ALSA's devices: how much they hold, and how often they are looked at.
+// The settings of ALSA's devices: their buffers, and how often they are read.
 
 #include <chrono>
 
 namespace platform::detail {
 
 // Capture.
-// The device's buffer: as long as a stopped process may sleep without losing sound.
+// The device's buffer: for so long a stopped process loses no sound.
 inline constexpr std::chrono::seconds kCaptureBuffer{10};
-// What a sound server hands over at a time: a recorder's segment. A stop leaves at most one of these with the
-// server.
+// What a sound server delivers at a time: a recorder's segment. At a stop, the server may still have one.
 inline constexpr std::chrono::milliseconds kCapturePeriod{250};
-// How often the device is asked: as often as a recorder's segments come. Waiting for a sound server's
+// How often the device is read: as often as a recorder's segments come. Waiting for a sound server's
 // descriptor instead wakes the worker five times as often.
 inline constexpr std::chrono::milliseconds kShortestInterval{1};
 inline constexpr std::chrono::milliseconds kLongestInterval{250};
-inline constexpr unsigned kLooksABuffer = 4;  // at the least
+inline constexpr unsigned kReadsPerBuffer = 4;  // at the least
 
 // Output.
-// A server may have as much as a period under way that it cannot take back when the sound is to stop.
+// A sound server may already have a period that cannot be withdrawn when the sound is to stop.
 inline constexpr std::chrono::milliseconds kOutputPeriod{50};
 
 }  // namespace platform::detail

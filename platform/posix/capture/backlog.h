@@ -1,5 +1,5 @@
 #pragma once
-// What has been captured and has no place in the ring yet.
+// The buffer of sound that has been captured while the ring had no room.
 
 #include <algorithm>
 #include <cstddef>
@@ -11,44 +11,44 @@
 
 namespace platform::detail {
 
-/// A first-in, first-out buffer of a fixed size. Its memory is taken once and its pages are first touched
-/// when they are needed, so that a backlog that stays empty costs nothing.
+/// A first-in, first-out buffer of a fixed size. Its memory is allocated once, but a page is first written
+/// when it is needed: a backlog that stays empty uses no memory.
 ///
-/// The room that Tail gives may be filled without the owner's lock; everything else is under it.
+/// The memory of FreeSpan may be written without the owner's lock; everything else needs it.
 class Backlog {
  public:
   /// Throws std::bad_alloc.
   explicit Backlog(std::size_t bytes) : bytes_(std::make_unique_for_overwrite<BYTE[]>(bytes)), size_(bytes) {}
 
-  std::size_t Held() const { return held_; }
+  std::size_t Used() const { return used_; }
 
-  /// Room in one piece behind what it holds; empty when it is full.
-  std::span<BYTE> Tail() const {
-    const std::size_t begin = (first_ + held_) % size_;
-    return {&bytes_[begin], std::min(size_ - held_, size_ - begin)};
+  /// @return free memory after the used bytes, in one piece; empty when the buffer is full
+  std::span<BYTE> FreeSpan() const {
+    const std::size_t begin = (first_ + used_) % size_;
+    return {&bytes_[begin], std::min(size_ - used_, size_ - begin)};
   }
-  /// Takes in what has been put at the beginning of Tail.
-  void Commit(std::size_t count) { held_ += count; }
+  /// Adds the first @p count bytes of FreeSpan, which have been written.
+  void Commit(std::size_t count) { used_ += count; }
 
-  /// Moves the oldest bytes out, at most @p most. @return how many
+  /// Moves the oldest bytes out. @return how many: at most @p most, and perhaps fewer than there are
   std::size_t Take(BYTE* to, std::size_t most) {
-    const std::size_t count = std::min({most, held_, size_ - first_});
+    const std::size_t count = std::min({most, used_, size_ - first_});
     std::memcpy(to, &bytes_[first_], count);
     Drop(count);
     return count;
   }
-  /// Forgets the oldest bytes.
+  /// Discards the oldest bytes.
   void Drop(std::size_t count) {
     first_ = (first_ + count) % size_;
-    held_ -= count;
+    used_ -= count;
   }
-  void Clear() { first_ = held_ = 0; }
+  void Clear() { first_ = used_ = 0; }
 
  private:
   const std::unique_ptr<BYTE[]> bytes_;
   const std::size_t size_;
   std::size_t first_ = 0;  // of the oldest byte
-  std::size_t held_ = 0;
+  std::size_t used_ = 0;
 };
 
 }  // namespace platform::detail

@@ -1,3 +1,4 @@
+// The capture device: its one buffer, and the checks of its description.
 #include "platform/posix/capture/capture_device.h"
 
 #include <new>
@@ -8,8 +9,7 @@
 namespace platform::detail {
 namespace {
 
-// The record's size where pointers take four bytes; callers compiled from that number alone give it
-// everywhere.
+// The structure's size where pointers have four bytes; some callers give that number everywhere.
 constexpr DWORD kMinDescBytes = 20;
 
 HRESULT CheckDescription(LPCDSCBUFFERDESC desc) {

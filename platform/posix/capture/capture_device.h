@@ -10,15 +10,18 @@
 
 namespace platform::detail {
 
-/// What a device and its buffer share. It lives until both have gone, so they may be released in any order.
+/// What a device and its buffer share. It exists until both are released, in whatever order.
 struct OpenDevice {
   std::unique_ptr<CaptureSource> source;
   std::atomic<bool> hasBuffer = false;
 };
 
+/// A capture device. Any thread.
 class CaptureDevice final : public ComObject<IDirectSoundCapture> {
  public:
-  /// Puts a device with one reference over @p source.
+  /// Makes a device with one reference over @p source.
+  /// @return DS_OK: made
+  /// @return E_OUTOFMEMORY; @p device is untouched
   static HRESULT Create(std::unique_ptr<CaptureSource> source, IDirectSoundCapture** device);
 
   HRESULT __stdcall CreateCaptureBuffer(LPCDSCBUFFERDESC desc, LPDIRECTSOUNDCAPTUREBUFFER* buffer,

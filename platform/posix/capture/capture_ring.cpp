@@ -1,3 +1,4 @@
+// The capture buffer.
 #include "platform/posix/capture/capture_ring.h"
 
 #include <algorithm>
@@ -13,14 +14,14 @@
 namespace platform::detail {
 namespace {
 
-/// In whole blocks.
+/// @return bytes, in whole blocks
 std::size_t BacklogLimit(const WAVEFORMATEX& format) {
   constexpr auto seconds = static_cast<std::size_t>(kBacklogTime.count());
   const std::size_t bytes = std::min(seconds * format.nAvgBytesPerSec, kMostBacklogBytes);
   return bytes - bytes % format.nBlockAlign;
 }
 
-/// The two parts of a region of a ring: before its end, and from its beginning on.
+/// @return whether an offset is in a region, which may continue at the ring's start
 bool IsInRegion(DWORD offset, DWORD begin, DWORD bytes, DWORD ring) {
   return (offset >= begin ? offset - begin : offset + (ring - begin)) < bytes;
 }
@@ -34,7 +35,7 @@ CaptureRing::CaptureRing(std::shared_ptr<OpenDevice> device, const WAVEFORMATEX&
       backlogLimit_(BacklogLimit(format)),
       backlog_(backlogLimit_ + bytes) {
   const SignalsBlocked blocked;
-  worker_ = std::thread(&CaptureRing::Work, this);
+  worker_ = std::thread(&CaptureRing::RunWorker, this);
 }
 
 CaptureRing::~CaptureRing() {
@@ -43,7 +44,7 @@ CaptureRing::~CaptureRing() {
     const std::lock_guard lock(lock_);
     quit_ = true;
   }
-  go_.notify_one();
+  wakeWorker_.notify_one();
   worker_.join();
   device_->hasBuffer = false;
 }
@@ -60,69 +61,70 @@ HRESULT CaptureRing::Create(std::shared_ptr<OpenDevice> device, const WAVEFORMAT
 
 // --- The worker -------------------------------------------------------------------------------------------
 
-void CaptureRing::Work() {
+void CaptureRing::RunWorker() {
   std::unique_lock lock(lock_);
   for (;;) {
-    go_.wait(lock, [this] { return quit_ || running_; });
+    wakeWorker_.wait(lock, [this] { return quit_ || running_; });
     if (quit_) return;
     Capture(lock);
   }
 }
 
-/// Takes from the source until Stop, until the end of a ring that does not loop, or until the device is gone.
+/// Reads from the source until Stop, until the end of a ring that does not loop, or until the device has
+/// failed.
 void CaptureRing::Capture(std::unique_lock<std::mutex>& lock) {
   CaptureSource& source = *device_->source;
-  busy_ = true;
+  workerBusy_ = true;
   bool full = false;
-  for (bool last = false; !last && !full && !gone_;) {
-    last = !running_;  // what has come by the stop is taken too
-    const std::span<BYTE> room = RoomForWorker();
+  for (bool last = false; !last && !full && !failed_;) {
+    last = !running_;  // what was captured by the stop is read too
+    const std::span<BYTE> room = NextFreeSpan();
     lock.unlock();
-    const DWORD got = source.Read(room.data(), static_cast<DWORD>(room.size()), kReadPatience);
+    const DWORD got = source.Read(room.data(), static_cast<DWORD>(room.size()), kReadTimeout);
     const std::uint64_t lost = source.TakeLost();
-    const bool gone = source.Gone();
+    const bool failed = source.HasFailed();
     lock.lock();
     if (lost != 0) {
-      CountLoss(backlog_.Held(), lost * format_.nBlockAlign);
+      CountLoss(backlog_.Used(), lost * format_.nBlockAlign);
       losses_.estimated = true;
     }
-    TakeIn(room, got);
-    gone_ = gone;
+    Append(room, got);
+    failed_ = failed;
     full = position_ == 0 && got > 0 && !looping_;
   }
-  if ((full || gone_) && running_) {  // nobody has stopped it: the source is the worker's to stop
+  if ((full || failed_) && running_) {  // without a Stop, the worker stops the source
     running_ = false;
     lock.unlock();
     source.Stop();
     lock.lock();
     notifications_.SignalStop();
-    if (gone_) notifications_.SignalData();
+    if (failed_) notifications_.SignalData();
   }
-  busy_ = false;
-  parked_.notify_all();
+  workerBusy_ = false;
+  workerIdle_.notify_all();
 }
 
-/// Where the next sound goes: straight into the ring, or behind what waits for room there.
-std::span<BYTE> CaptureRing::RoomForWorker() {
-  if (backlog_.Held() == 0) {
+/// @return memory for the next sound: in the ring, or in the backlog while sound waits there
+std::span<BYTE> CaptureRing::NextFreeSpan() {
+  if (backlog_.Used() == 0) {
     if (const DWORD room = RoomInRing(); room != 0) return {ring_.data() + position_, room};
   }
-  return backlog_.Tail();
+  return backlog_.FreeSpan();
 }
 
-void CaptureRing::TakeIn(std::span<BYTE> room, DWORD bytes) {
+void CaptureRing::Append(std::span<BYTE> room, DWORD bytes) {
   if (room.data() == ring_.data() + position_) {
     Advance(bytes);
   } else {
     backlog_.Commit(bytes);
     Refill();
-    for (; backlog_.Held() > backlogLimit_; backlog_.Drop(Size())) CountLoss(0, Size());
+    for (; backlog_.Used() > backlogLimit_; backlog_.Drop(Size())) CountLoss(0, Size());
   }
 }
 
-/// @param behind bytes in the backlog ahead of the gap
-void CaptureRing::CountLoss(std::uint64_t behind, std::uint64_t bytes) {
-  const std::uint64_t at = passed_ + losses_.lostFrames + behind;
+/// @param queued bytes in the backlog before the gap
+void CaptureRing::CountLoss(std::uint64_t queued, std::uint64_t bytes) {
+  const std::uint64_t at = totalBytes_ + losses_.lostFrames + queued;
   if (losses_.overruns == 0 || at != losses_.lastLossAt + losses_.lastLossFrames) {
     ++losses_.overruns;
     losses_.lastLossAt = at;
@@ -134,49 +136,49 @@ void CaptureRing::CountLoss(std::uint64_t behind, std::uint64_t bytes) {
 
 // --- The ring, under its lock -----------------------------------------------------------------------------
 
-/// Bytes from the position on, up to the ring's end or to what the reader has not unlocked. One block less
-/// than the ring at the most, since a position that has come round would tell the reader that there is
-/// nothing.
+/// @return bytes that may be written from the position on: up to the ring's end or to what the reader has not
+///         unlocked. One block of the ring stays free: a full ring would have the position of an empty one
 DWORD CaptureRing::RoomInRing() {
   const DWORD toEnd = Size() - position_;
-  if (!looping_ || goesRound_) return toEnd;
+  if (!looping_ || freeRunning_) return toEnd;
   const DWORD kept = unread_ + format_.nBlockAlign;
   if (kept < Size() && locked_ <= unread_) return std::min(toEnd, Size() - kept);
-  if (locking_ || notifications_.AnyDataEventSet()) return 0;
-  goesRound_ = true;
+  if (readerLocks_ || notifications_.AnyDataEventSet()) return 0;
+  freeRunning_ = true;
   return toEnd;
 }
 
 void CaptureRing::Refill() {
-  while (backlog_.Held() != 0) {
+  while (backlog_.Used() != 0) {
     const DWORD room = RoomInRing();
     if (room == 0) return;
     Advance(static_cast<DWORD>(backlog_.Take(ring_.data() + position_, room)));
   }
 }
 
-/// Moves the read position over @p bytes, which do not go beyond the ring's end, and signals what it passes.
+/// Moves the read position by @p bytes, at most to the ring's end, and signals the points that it passes.
 void CaptureRing::Advance(DWORD bytes) {
   notifications_.SignalDataIn(position_, bytes);
   position_ += bytes;
   if (position_ == Size()) position_ = 0;
-  passed_ += bytes;
-  if (!goesRound_) unread_ += bytes;
+  totalBytes_ += bytes;
+  if (!freeRunning_) unread_ += bytes;
 }
 
-/// Whether a device that is gone has left something that the reader will come for: what lies up to a
-/// notification point. Of a reader that does not lock, or is not woken by points, only its looks are known.
-bool CaptureRing::DataWaits() const {
-  if (!notifications_.WakeForData()) return backlog_.Held() != 0 || !told_;
-  if (goesRound_ || (!locking_ && told_)) return false;
-  return notifications_.AnyOfData(
+/// @return true: the device has failed, but the reader will still read sound: up to a notification point. A
+///         reader that has no points, or that has never locked and whose sound is not overwritten, reads the
+///         last position once
+bool CaptureRing::HasUnreadData() const {
+  if (!notifications_.HasDataPoints()) return backlog_.Used() != 0 || !lastPositionRead_;
+  if (freeRunning_ || (!readerLocks_ && lastPositionRead_)) return false;
+  return notifications_.AnyDataPoint(
       [this](DWORD offset) { return IsInRegion(offset, reader_, unread_, Size()); });
 }
 
-void CaptureRing::BeginAnew() {
+void CaptureRing::ResetForStart() {
   position_ = reader_ = unread_ = locked_ = 0;
-  passed_ = 0;
-  goesRound_ = gone_ = told_ = false;
+  totalBytes_ = 0;
+  freeRunning_ = failed_ = lastPositionRead_ = false;
   backlog_.Clear();
   losses_ = {};
   notifications_.Withdraw();
@@ -203,13 +205,12 @@ HRESULT CaptureRing::GetCaps(DSCBCAPS* caps) {
 
 HRESULT CaptureRing::GetCurrentPosition(LPDWORD capturePosition, LPDWORD readPosition) {
   const std::lock_guard lock(lock_);
-  if (gone_ && !DataWaits()) return DSERR_NODRIVER;
+  if (failed_ && !HasUnreadData()) return DSERR_NODRIVER;
   if (capturePosition != nullptr) *capturePosition = position_;
-  if (readPosition == nullptr)
-    return DS_OK;  // the caller does not learn what it could take: nothing is covered
+  if (readPosition == nullptr) return DS_OK;  // nothing is withdrawn
   *readPosition = position_;
-  told_ = gone_;
-  notifications_.WithdrawData();  // what has been signalled lies before the read position
+  lastPositionRead_ = failed_;
+  notifications_.WithdrawData();  // their points are before the position that the caller reads
   return DS_OK;
 }
 
@@ -241,8 +242,8 @@ HRESULT CaptureRing::Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD byte
   if (offset >= Size() || bytes == 0 || bytes > Size()) return DSERR_INVALIDPARAM;
   {
     const std::lock_guard lock(lock_);
-    locking_ = true;
-    goesRound_ = false;
+    readerLocks_ = true;
+    freeRunning_ = false;
     reader_ = offset;
     unread_ = position_ >= offset ? position_ - offset : position_ + (Size() - offset);
     locked_ = bytes;
@@ -250,7 +251,7 @@ HRESULT CaptureRing::Lock(DWORD offset, DWORD bytes, LPVOID* part1, LPDWORD byte
   const DWORD first = std::min(bytes, Size() - offset);
   *part1 = ring_.data() + offset;
   *bytes1 = first;
-  if (part2 == nullptr) return DS_OK;  // the caller is content with what lies before the ring's end
+  if (part2 == nullptr) return DS_OK;  // the caller takes only the part up to the ring's end
   *part2 = first < bytes ? ring_.data() : nullptr;
   *bytes2 = bytes - first;
   return DS_OK;
@@ -262,16 +263,16 @@ HRESULT CaptureRing::Start(DWORD flags) {
   {
     std::unique_lock lock(lock_);
     if (running_) return DS_OK;
-    parked_.wait(lock, [this] { return !busy_; });
+    workerIdle_.wait(lock, [this] { return !workerBusy_; });
   }
   if (const HRESULT result = device_->source->Start(); result != DS_OK) return result;
   {
     const std::lock_guard lock(lock_);
-    BeginAnew();
+    ResetForStart();
     looping_ = (flags & DSCBSTART_LOOPING) != 0;
     running_ = true;
   }
-  go_.notify_one();
+  wakeWorker_.notify_one();
   return DS_OK;
 }
 
@@ -281,7 +282,7 @@ HRESULT CaptureRing::Stop() {
     std::unique_lock lock(lock_);
     const bool wasRunning = std::exchange(running_, false);
     if (wasRunning) device_->source->Wake();
-    parked_.wait(lock, [this] { return !busy_; });
+    workerIdle_.wait(lock, [this] { return !workerBusy_; });
     if (!wasRunning) return DS_OK;
     notifications_.SignalStop();
   }
@@ -299,8 +300,8 @@ HRESULT CaptureRing::Unlock(LPVOID part1, DWORD bytes1, LPVOID part2, DWORD byte
   unread_ -= std::min(unread_, bytes);
   reader_ = (reader_ + bytes) % Size();
   Refill();
-  // The reader is to learn that this was the last.
-  if (gone_ && !DataWaits()) notifications_.SignalData();
+  // This was the last sound: the signal has the reader find that out.
+  if (failed_ && !HasUnreadData()) notifications_.SignalData();
   return DS_OK;
 }
 
@@ -323,7 +324,7 @@ HRESULT CaptureRing::SetNotificationPositions(DWORD count, LPCDSBPOSITIONNOTIFY 
     wanted.push_back({offset, event});
   }
   const std::lock_guard lock(lock_);
-  if (running_ || busy_) return DSERR_INVALIDCALL;
+  if (running_ || workerBusy_) return DSERR_INVALIDCALL;
   notifications_.Set(std::move(wanted));
   return DS_OK;
 } catch (const std::bad_alloc&) {
@@ -339,7 +340,7 @@ void CaptureRing::GetLosses(CaptureLosses* losses) {
   losses->lostFrames /= block;
   losses->lastLossAt /= block;
   losses->lastLossFrames /= block;
-  losses->waitingFrames = (unread_ + backlog_.Held()) / block;
+  losses->waitingFrames = (unread_ + backlog_.Used()) / block;
 }
 
 }  // namespace platform::detail

@@ -18,18 +18,21 @@ namespace platform::detail {
 
 /// The published capture buffer, its notifications and its losses in one object.
 ///
-/// The worker reads from the source without a lock, into the ring or into the backlog, and moves the position
-/// under `lock_`, where it also signals the notifications that it has passed; GetCurrentPosition reads the
-/// position and withdraws them under the same lock.
+/// The worker reads from the source without a lock, into the ring or into the backlog. Under `lock_` it moves
+/// the position and signals the notifications that this has passed. Under the same lock GetCurrentPosition
+/// reads the position and withdraws them.
 ///
-/// A reader that locks and unlocks what it reads is never overrun: the position does not come round to what
-/// it has not unlocked. What is captured meanwhile waits in the backlog, and goes on into the ring as soon as
-/// an Unlock has made room. A backlog that is full loses its oldest sound, one ring's worth at a time, so
-/// that offsets in the ring keep their meaning. A reader that never locks sees a ring that goes round.
+/// A reader that locks and unlocks what it reads is never overrun: what it has not unlocked is not
+/// overwritten. What is captured meanwhile waits in the backlog, and is moved into the ring as soon as an
+/// Unlock has made room. A full backlog loses its oldest sound, the length of the ring at a time, so that
+/// offsets in the ring keep their meaning. For a reader that never locks, the ring overwrites its oldest
+/// sound.
 class CaptureRing final : public ComObject<IDirectSoundCaptureBuffer, IDirectSoundNotify, ICaptureLosses> {
  public:
-  /// Makes a ring with one reference, and its worker. @p format is consistent PCM and the source's own by
-  /// now.
+  /// Makes a ring with one reference, and its worker.
+  /// @param format consistent PCM; the source is configured for it
+  /// @return DS_OK: made
+  /// @return E_OUTOFMEMORY: memory or threads are short
   static HRESULT Create(std::shared_ptr<OpenDevice> device, const WAVEFORMATEX& format, DWORD bytes,
                         IDirectSoundCaptureBuffer** buffer);
 
@@ -55,18 +58,18 @@ class CaptureRing final : public ComObject<IDirectSoundCaptureBuffer, IDirectSou
   void* Find(REFIID iid) override;
 
   // The worker.
-  void Work();
+  void RunWorker();
   void Capture(std::unique_lock<std::mutex>& lock);
-  std::span<BYTE> RoomForWorker();
-  void TakeIn(std::span<BYTE> room, DWORD bytes);
-  void CountLoss(std::uint64_t behind, std::uint64_t bytes);
+  std::span<BYTE> NextFreeSpan();
+  void Append(std::span<BYTE> room, DWORD bytes);
+  void CountLoss(std::uint64_t queued, std::uint64_t bytes);
 
   // The ring, under lock_.
   DWORD RoomInRing();
   void Refill();
   void Advance(DWORD bytes);
-  bool DataWaits() const;
-  void BeginAnew();
+  bool HasUnreadData() const;
+  void ResetForStart();
 
   bool Contains(LPCVOID part, DWORD bytes) const;
   DWORD Size() const { return static_cast<DWORD>(ring_.size()); }
@@ -77,26 +80,26 @@ class CaptureRing final : public ComObject<IDirectSoundCaptureBuffer, IDirectSou
 
   std::mutex control_;  // one Start or Stop at a time; taken before lock_
   std::mutex lock_;     // guards all that follows
-  std::condition_variable go_;
-  std::condition_variable parked_;
+  std::condition_variable wakeWorker_;
+  std::condition_variable workerIdle_;
   Notifications notifications_;
   bool running_ = false;
   bool looping_ = false;
-  bool busy_ = false;  // the worker is at the source
+  bool workerBusy_ = false;  // the worker is reading from the source
   bool quit_ = false;
-  bool gone_ = false;  // the device has failed, and nothing more will come before the next Start
-  bool told_ = false;  // a reader has been given the last position of a device that is gone
+  bool failed_ = false;            // the device has failed for good; reset by Start
+  bool lastPositionRead_ = false;  // a reader has got the last position of a device that has failed
 
-  DWORD position_ = 0;        // the read position: bytes before it are the reader's
-  DWORD reader_ = 0;          // offset of the first byte that the reader has not unlocked
-  DWORD unread_ = 0;          // bytes from there to the position
-  DWORD locked_ = 0;          // bytes from there on that the reader has locked
-  bool locking_ = false;      // the reader locks what it reads: it has done so once
-  bool goesRound_ = false;    // the position has come round to a reader that did not lock
-  std::uint64_t passed_ = 0;  // bytes that the position has gone over since Start
+  DWORD position_ = 0;            // the read position: bytes before it are the reader's
+  DWORD reader_ = 0;              // offset of the first byte that the reader has not unlocked
+  DWORD unread_ = 0;              // bytes from there to the position
+  DWORD locked_ = 0;              // bytes from there on that the reader has locked
+  bool readerLocks_ = false;      // it has locked once, and will lock what it reads
+  bool freeRunning_ = false;      // the ring overwrites what a reader that does not lock has not read
+  std::uint64_t totalBytes_ = 0;  // bytes put into the ring since Start
 
   const std::size_t backlogLimit_;
-  Backlog backlog_;            // with room for a ring beyond the limit, so that there always is some
+  Backlog backlog_;            // has room for a ring beyond the limit, so it never is full
   CaptureLosses losses_ = {};  // in bytes
 
   std::thread worker_;

@@ -1,5 +1,5 @@
 #pragma once
-// Where the bytes of a capture buffer come from: the seam between the ring and the devices.
+// The interface between the capture buffer and a system's devices, which supply its bytes.
 
 #include <chrono>
 
@@ -7,37 +7,42 @@
 
 namespace platform::detail {
 
-/// One opened device. The ring calls Configure before anything else, and Start and Stop in turn; Read runs on
-/// the ring's worker thread, between a Start and its Stop alone. Nothing here throws.
+/// One opened device. The ring calls Configure first, then Start and Stop in turn. Read is called on the
+/// ring's worker thread, and only between a Start and its Stop. No call throws.
 class CaptureSource {
  public:
   virtual ~CaptureSource() = default;
 
-  /// What GetCaps of the device shows.
+  /// @return what GetCaps of the device gives
   virtual DSCCAPS Caps() const = 0;
 
-  /// Takes the format of the next captures; @p format is consistent PCM.
-  /// @return DS_OK; DSERR_BADFORMAT: the device cannot, and may be asked for another one
+  /// Sets the format of the next captures; @p format is consistent PCM.
+  /// @return DS_OK: set
+  /// @return DSERR_BADFORMAT: the device does not have it; another one may be tried
+  /// @return DSERR_OUTOFMEMORY
   virtual HRESULT Configure(const WAVEFORMATEX& format) = 0;
 
-  /// Begins to capture: what Read gives from now on was heard from now on.
+  /// Begins to capture: Read gives no sound from before.
+  /// @return DS_OK: begun
+  /// @return DSERR_GENERIC: the device does not start
   virtual HRESULT Start() = 0;
+  /// Ends the capture.
   virtual void Stop() = 0;
 
-  /// Moves what has been captured, waiting for it at most @p patience. Allocates nothing.
+  /// Moves what has been captured, and waits for it at most @p timeout. Allocates nothing.
   /// @param room bytes at @p to, whole blocks
-  /// @return bytes moved, whole blocks; 0 when nothing came, or when the device is gone
-  virtual DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) = 0;
+  /// @return bytes moved, whole blocks; 0 when there were none within the time, or when the device has failed
+  virtual DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds timeout) = 0;
 
-  /// Whether the device has failed for good since the last Start: Read gives nothing any more. On Read's
-  /// thread.
-  virtual bool Gone() const { return false; }
+  /// @return true: the device has failed for good since the last Start; Read gives nothing any more. On
+  ///         Read's thread
+  virtual bool HasFailed() const { return false; }
 
-  /// Frames that the device itself has lost ahead of what Read gives next, by the clock; each is told once.
-  /// On Read's thread.
+  /// @return frames that the device itself has lost since the last call, before what Read gives next;
+  ///         estimated by a clock. On Read's thread
   virtual std::uint64_t TakeLost() { return 0; }
 
-  /// Ends a wait in Read at once; holds until the next Start: a Read gives what is there by now. Any thread.
+  /// Ends a wait in Read at once. Until the next Start, Read does not wait. Any thread.
   virtual void Wake() = 0;
 };
 

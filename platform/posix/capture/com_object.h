@@ -1,5 +1,5 @@
 #pragma once
-// What the objects behind the published interfaces have in common.
+// What the objects with published interfaces have in common.
 
 #include <atomic>
 
@@ -7,7 +7,7 @@
 
 namespace platform::detail {
 
-/// An object with one reference, which deletes itself when that and all others are released. Any thread.
+/// An object with one reference at first. The Release of the last one deletes it. Any thread.
 template <class Interface, class... Others>
 class ComObject : public Interface, public Others... {
  public:
@@ -33,7 +33,8 @@ class ComObject : public Interface, public Others... {
   virtual ~ComObject() = default;
 
  private:
-  /// @return this object as that interface; null: it has no such interface
+  /// @return this object's interface @p iid
+  /// @return null: it has no such interface
   virtual void* Find(REFIID iid) = 0;
 
   std::atomic<ULONG> count_ = 1;

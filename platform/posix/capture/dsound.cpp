@@ -1,3 +1,4 @@
+// Opening, listing and registering capture devices.
 #include "platform/posix/dsound.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 #include "platform/posix/capture/capture_device.h"
 #include "platform/posix/capture/signal_source.h"
 #include "platform/posix/capture/system_devices.h"
-#include "platform/posix/core/immortal.h"
+#include "platform/posix/core/never_destroyed.h"
 #include "platform/posix/layer.h"
 
 namespace platform {
@@ -32,7 +33,7 @@ struct Registered {
 /// The devices of RegisterCaptureDevice.
 class Registry {
  public:
-  static Registry& Get() { return detail::Immortal<Registry>(); }
+  static Registry& Get() { return detail::NeverDestroyed<Registry>(); }
 
   bool Add(Registered device) {
     const std::lock_guard lock(lock_);

@@ -9,8 +9,8 @@
 
 namespace platform::detail {
 
-/// Events that are signalled when the read position passes a byte of the ring, or at the stop. The owner's
-/// lock guards all of it.
+/// Events that are signalled when the read position passes a byte of the ring, or at the stop. All of it is
+/// guarded by the owner's lock.
 class Notifications {
  public:
   struct Point {
@@ -27,12 +27,12 @@ class Notifications {
 
   void Set(std::vector<Point> points) { points_.swap(points); }
 
-  bool WakeForData() const {
-    return AnyOfData([](DWORD) { return true; });
+  bool HasDataPoints() const {
+    return AnyDataPoint([](DWORD) { return true; });
   }
-  /// @param covers of an offset, whether a point there counts
+  /// @param covers gives true for the offsets that count
   template <class Covers>
-  bool AnyOfData(Covers covers) const {
+  bool AnyDataPoint(Covers covers) const {
     return std::any_of(points_.begin(), points_.end(),
                        [&](const Point& each) { return !each.OfStop() && covers(each.offset); });
   }
@@ -48,15 +48,15 @@ class Notifications {
       if (!each.OfStop() && each.offset >= begin && each.offset - begin < bytes) each.Signal();
   }
 
-  /// Takes back the notifications of data. An event that also tells of the stop stays.
+  /// Resets the events of data. One that is also signalled for the stop stays set.
   void WithdrawData() {
     for (Point& each : points_) {
       if (!each.pending || each.OfStop()) continue;
       each.pending = false;
-      if (!TellsOfStop(each.event)) ResetEvent(each.event);
+      if (!HasSignalledStop(each.event)) ResetEvent(each.event);
     }
   }
-  /// Takes back all of them.
+  /// Resets all events that are signalled.
   void Withdraw() {
     for (Point& each : points_) {
       if (each.pending) ResetEvent(each.event);
@@ -64,8 +64,8 @@ class Notifications {
     }
   }
 
-  /// Whether an event that was signalled for data is still set, so that nobody has woken for it. Looking sets
-  /// an automatic event again.
+  /// @return true: an event that was signalled for data is still set, so nobody has woken for it. The check
+  ///         resets an automatic event, so it is set again
   bool AnyDataEventSet() const {
     return std::any_of(points_.begin(), points_.end(), [](const Point& each) {
       return !each.OfStop() && each.pending && WaitForSingleObject(each.event, 0) == WAIT_OBJECT_0 &&
@@ -74,7 +74,7 @@ class Notifications {
   }
 
  private:
-  bool TellsOfStop(HANDLE event) const {
+  bool HasSignalledStop(HANDLE event) const {
     return std::any_of(points_.begin(), points_.end(), [event](const Point& each) {
       return each.event == event && each.OfStop() && each.pending;
     });

@@ -1,3 +1,4 @@
+// The clock of the built-in capture device.
 #include "platform/posix/capture/signal_source.h"
 
 #include <algorithm>
@@ -8,7 +9,8 @@
 namespace platform::detail {
 namespace {
 
-/// Frames that have passed after @p time. Whole seconds apart, so that the product fits for years.
+/// @return frames in @p time. Seconds and their fraction are multiplied apart, so that no product overflows
+///         for years
 std::uint64_t FramesIn(std::chrono::nanoseconds time, std::uint64_t rate) {
   const auto nanos = static_cast<std::uint64_t>(time.count());
   constexpr std::uint64_t kSecond = 1'000'000'000;
@@ -49,8 +51,8 @@ void SignalSource::Wake() {
   wake_.notify_one();
 }
 
-DWORD SignalSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) {
-  if (ready_ == 0 && WaitForTick(patience)) Tick(Clock::now());
+DWORD SignalSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds timeout) {
+  if (ready_ == 0 && WaitForTick(timeout)) Tick(Clock::now());
   const std::uint64_t frames = std::min<std::uint64_t>(ready_, room / block_);
   voice_->Next(to, frames);
   ready_ -= frames;
@@ -58,18 +60,18 @@ DWORD SignalSource::Read(BYTE* to, DWORD room, std::chrono::milliseconds patienc
   return static_cast<DWORD>(frames * block_);
 }
 
-/// @return false when woken, or out of patience before the tick
-bool SignalSource::WaitForTick(std::chrono::milliseconds patience) {
-  const auto limit = Clock::now() + patience;
+/// @return false: woken, or the time is over before the tick
+bool SignalSource::WaitForTick(std::chrono::milliseconds timeout) {
+  const auto limit = Clock::now() + timeout;
   std::unique_lock lock(lock_);
-  // Until a point in time, not for a duration: ticks do not drift.
+  // A wait until a point in time, not for a duration: ticks do not drift.
   return !wake_.wait_until(lock, std::min(nextTick_, limit), [this] { return woken_; }) && nextTick_ <= limit;
 }
 
 void SignalSource::Tick(Clock::time_point now) {
   nextTick_ = begin_ + ((now - begin_) / kSignalTick + 1) * kSignalTick;
   std::uint64_t due = FramesIn(now - begin_, rate_) - delivered_;
-  constexpr auto mostLate = static_cast<std::uint64_t>(kSignalMostLate.count());
+  constexpr auto mostLate = static_cast<std::uint64_t>(kSignalMaxLateness.count());
   if (due > mostLate * rate_) {
     const std::uint64_t paused = due / rate_ - mostLate;
     begin_ += std::chrono::seconds(paused);

@@ -11,22 +11,22 @@
 
 namespace platform::detail {
 
-/// Delivers a Voice as the steady clock goes, in ticks of kSignalTick. A worker that comes late gets all that
-/// it has missed; one that is later than kSignalMostLate finds that the device has paused. The stream itself
-/// has no gap either way.
+/// Delivers a Voice by the steady clock, in ticks of kSignalTick. A worker that reads late gets all that it
+/// has missed; one that is later than kSignalMaxLateness finds that the device has paused. The stream has no
+/// gap in either case.
 class SignalSource final : public CaptureSource {
  public:
   DSCCAPS Caps() const override;
   HRESULT Configure(const WAVEFORMATEX& format) override;
   HRESULT Start() override;
   void Stop() override {}
-  DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds patience) override;
+  DWORD Read(BYTE* to, DWORD room, std::chrono::milliseconds timeout) override;
   void Wake() override;
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool WaitForTick(std::chrono::milliseconds patience);
+  bool WaitForTick(std::chrono::milliseconds timeout);
   void Tick(Clock::time_point now);
 
   std::optional<Voice> voice_;

@@ -1,5 +1,5 @@
 #pragma once
-// The machine's own capture devices, as far as this build knows any.
+// The interface to the machine's own capture devices; a build without a sound system has none.
 
 #include <memory>
 #include <string>
@@ -14,14 +14,19 @@ struct SystemDevice {
   std::string name;
 };
 
-/// Opens the system's default device.
-/// @return DS_OK; DSERR_NODRIVER, DSERR_ALLOCATED or DSERR_OUTOFMEMORY, and @p source is null
+/// Opens the system's default device. Any thread.
+/// @param source receives it; untouched on failure
+/// @return DS_OK: open
+/// @return DSERR_NODRIVER: there is none, or it cannot be opened
+/// @return DSERR_ALLOCATED: another program has it
+/// @return DSERR_OUTOFMEMORY
 HRESULT OpenDefaultDevice(std::unique_ptr<CaptureSource>* source);
 
-/// Opens a device of ListSystemDevices, whichever process has listed it. Results as of OpenDefaultDevice.
+/// Opens a device of ListSystemDevices, also one that another process has listed. Results as of
+/// OpenDefaultDevice.
 HRESULT OpenSystemDevice(const GUID& id, std::unique_ptr<CaptureSource>* source);
 
-/// The capture devices of the machine's sound cards. Throws std::bad_alloc.
+/// @return the capture devices of the machine's sound cards. Throws std::bad_alloc
 std::vector<SystemDevice> ListSystemDevices();
 
 }  // namespace platform::detail

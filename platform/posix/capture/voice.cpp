@@ -1,3 +1,4 @@
+// The synthesis of the built-in device's sound.
 #include "platform/posix/capture/voice.h"
 
 #include <algorithm>
@@ -30,7 +31,7 @@ constexpr Formant kVowels[4][3] = {{{720, 90, 1}, {1240, 110, 0.6}, {2500, 160, 
                                    {{340, 60, 1}, {820, 90, 0.4}, {2300, 160, 0.08}},
                                    {{540, 80, 1}, {1800, 120, 0.45}, {2500, 160, 0.25}}};
 
-/// One phrase: vowel, pitch over the base, loudness. The last is the breath.
+/// One phrase: vowel, pitch relative to kBaseHz, loudness. The last syllable is silent, for the breath.
 struct Syllable {
   unsigned vowel;
   float pitch;
@@ -43,7 +44,7 @@ constexpr double kHighestPitchHz = kBaseHz * 1.33 * (1 + kVibratoDepth);
 constexpr float kChannelGain[4] = {1.0f, 0.7f, 0.85f, 0.55f};
 constexpr std::uint32_t kChannelShift = 0x15555555;  // of the pulse's phase: a twelfth of a period
 
-/// Strength and phase of one partial: a falling pulse spectrum through resonances side by side.
+/// Amplitude and phase of one partial: a pulse spectrum falling with frequency, through parallel resonances.
 std::complex<double> Partial(const Formant (&vowel)[3], unsigned number) {
   const double hertz = number * kBaseHz;
   std::complex<double> sum = 0;
@@ -54,7 +55,7 @@ std::complex<double> Partial(const Formant (&vowel)[3], unsigned number) {
   return sum / static_cast<double>(number);
 }
 
-/// Scales a period so that its greatest peak is kPeak and points upwards, where level meters look.
+/// Scales a period so that its greatest peak is kPeak and positive: level meters measure the highest sample.
 void Normalize(float* period) {
   const auto [low, high] = std::minmax_element(period, period + kPeriodSize);
   const float scale = *high >= -*low ? kPeak / *high : kPeak / *low;
@@ -80,14 +81,14 @@ Voice::Voice(const WAVEFORMATEX& format)
       wide_(format.wBitsPerSample == 16),
       rate_(format.nSamplesPerSec),
       periods_(std::size(kVowels) * kPeriodSize) {
-  // No partial may come to lie beyond half of the rate; a rate too low for a voice gets its plain tone.
+  // No partial may be above half of the rate; at a rate too low for a voice there is only the first one.
   const double highest = std::min(kHighestPartialHz, rate_ / 2);
   const auto partials = std::max(1u, static_cast<unsigned>(highest / kHighestPitchHz));
   for (unsigned vowel = 0; vowel < std::size(kVowels); ++vowel)
     MakePeriod(kVowels[vowel], partials, &periods_[std::size_t{vowel} * kPeriodSize]);
   for (unsigned i = 0; i < sine_.size(); ++i) {
     sine_[i] = static_cast<float>(std::sin(2 * std::numbers::pi * i / 256));
-    // Up within a fifth of the syllable, slowly down again, silent at both ends.
+    // It rises within a fifth of the syllable, then falls slowly, and is 0 at both ends.
     const double x = i / 255.0;
     const double rise = std::min(1.0, x * 5);
     const double fall = std::min(1.0, (1 - x) * 1.6);

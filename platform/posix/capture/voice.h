@@ -10,8 +10,8 @@
 namespace platform::detail {
 
 /// A voice that hums syllables: a pulse train through formants, with intonation and vibrato. Its peak is half
-/// of full scale. The stream is a function of the format and the frame's number alone, however it is cut up:
-/// all that costs lies in tables made beforehand, and the phases are integers.
+/// of full scale. A sample depends only on the format and the frame's number, not on the lengths of the
+/// calls. Whatever is costly is in tables made beforehand, and the phases are integers.
 class Voice {
  public:
   /// @param format PCM of 8 or 16 bits. Throws std::bad_alloc.
@@ -24,7 +24,7 @@ class Voice {
   void Next(BYTE* to, std::uint64_t frames);
 
  private:
-  /// Where the stream is; a whole turn of a phase is 2^32.
+  /// The state of the stream; one period of a phase is 2^32.
   struct Position {
     std::uint32_t pulse = 0;  // within one period of the voice
     std::uint32_t pulseStep = 0;

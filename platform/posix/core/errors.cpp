@@ -1,8 +1,10 @@
+// Each thread's error code.
 #include "platform/posix/errors.h"
 
 namespace {
 
-// It comes with the thread even if the host has loaded the library late, so that no access takes memory.
+// The TLS model gives the thread this variable even if the host has loaded the library late, so that no
+// access allocates.
 [[gnu::tls_model("initial-exec")]] constinit thread_local DWORD lastError = 0;
 
 }  // namespace

@@ -1,3 +1,4 @@
+// The table of handles.
 #include "platform/posix/core/handles.h"
 
 #include <mutex>
@@ -5,15 +6,16 @@
 #include <utility>
 #include <vector>
 
-#include "platform/posix/core/immortal.h"
 #include "platform/posix/core/limits.h"
+#include "platform/posix/core/never_destroyed.h"
 #include "platform/posix/sync.h"
 
 namespace platform::detail {
 namespace {
 
-// A handle is a generation above an index. The generation of a slot moves on when its handle is closed, so
-// the stale handle of a slot in use again does not match. It begins at 1, so no handle is null.
+// A handle is a generation in its upper bits and an index in its lower ones. Closing a handle increments its
+// slot's generation, so a stale handle does not match when the slot is in use again. Generations begin at 1,
+// so no handle is null.
 constexpr std::uintptr_t kLastGeneration = UINTPTR_MAX >> kHandleIndexBits;
 constexpr std::size_t kMostSlots = kHandleIndexMask;  // a handle of all ones is a published mark of failure
 
@@ -35,14 +37,14 @@ class HandleTable {
 
   std::shared_ptr<Object> Find(HANDLE handle) {
     const std::lock_guard lock(lock_);
-    const Slot* slot = Look(handle);
+    const Slot* slot = FindSlot(handle);
     return slot ? slot->object : nullptr;
   }
 
-  /// The object goes with what is returned, outside the lock.
+  /// The caller destroys the object with what is returned, outside the lock.
   std::shared_ptr<Object> Close(HANDLE handle, bool (*isOfKind)(const Object&)) {
     const std::lock_guard lock(lock_);
-    Slot* slot = Look(handle);
+    Slot* slot = FindSlot(handle);
     if (!slot || !isOfKind(*slot->object)) return nullptr;
     slot->generation = slot->generation == kLastGeneration ? 1 : slot->generation + 1;
     slot->nextFree = free_;
@@ -57,7 +59,7 @@ class HandleTable {
     std::size_t nextFree = kMostSlots;
   };
 
-  Slot* Look(HANDLE handle) {
+  Slot* FindSlot(HANDLE handle) {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     const std::size_t index = value & kHandleIndexMask;
     if (index >= slots_.size()) return nullptr;
@@ -74,18 +76,18 @@ class HandleTable {
 
 HANDLE OpenHandle(std::shared_ptr<Object> object) noexcept {
   try {
-    return Immortal<HandleTable>().Open(std::move(object));
+    return NeverDestroyed<HandleTable>().Open(std::move(object));
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
 }
 
 std::shared_ptr<Object> FindAnyObject(HANDLE handle) {
-  return Immortal<HandleTable>().Find(handle);
+  return NeverDestroyed<HandleTable>().Find(handle);
 }
 
 std::shared_ptr<Object> CloseObject(HANDLE handle, bool (*isOfKind)(const Object&)) {
-  return Immortal<HandleTable>().Close(handle, isOfKind);
+  return NeverDestroyed<HandleTable>().Close(handle, isOfKind);
 }
 
 }  // namespace platform::detail
@@ -95,6 +97,6 @@ BOOL CloseHandle(HANDLE handle) {
   const auto isOfKind = [](const Object& object) { return !object.HasOwnClose(); };
   const std::shared_ptr<Object> object = CloseObject(handle, isOfKind);
   if (!object) return FALSE;
-  // A call that still uses the object gives it up at its end: from the table nobody gets it any more.
+  // A call that still uses the object destroys it when it returns; no other call can find it any more.
   return object.use_count() > 1 || object->Close() ? TRUE : FALSE;
 }

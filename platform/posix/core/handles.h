@@ -1,5 +1,5 @@
 #pragma once
-// The table behind the handles: what CloseHandle closes.
+// The table of handles, and the base class of what CloseHandle closes.
 
 #include <memory>
 
@@ -7,8 +7,7 @@
 
 namespace platform::detail {
 
-/// Something that a handle can stand for. Shared: it lives on while a call that has looked it up still uses
-/// it.
+/// An object that has a handle. It is shared: it is not destroyed while a call that has looked it up uses it.
 class Object {
  public:
   Object() = default;
@@ -16,28 +15,33 @@ class Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object() = default;
 
-  /// What CloseHandle does with an object that no call uses any more; the destructor does it otherwise.
-  /// @return whether that has worked
+  /// Closes the object, for CloseHandle, when no call uses it any more. Otherwise the destructor does that.
+  /// @return true: closed without a failure
   virtual bool Close() { return true; }
 
-  /// Whether a call of its own closes it, and CloseHandle does not.
+  /// @return true: another call than CloseHandle closes it
   virtual bool HasOwnClose() const { return false; }
 };
 
-/// @return a new handle for @p object, never null or all ones; null when memory or handles are short
+/// Makes a handle.
+/// @return the handle of @p object, neither null nor all ones
+/// @return null: memory or handles are short
 HANDLE OpenHandle(std::shared_ptr<Object> object) noexcept;
 
-/// @return the object of an open handle; empty for any other value
+/// @return the object of an open handle
+/// @return empty: not an open handle
 std::shared_ptr<Object> FindAnyObject(HANDLE handle);
 
-/// @return the object of an open handle, when it is a T; empty otherwise
+/// @return the object of an open handle
+/// @return empty: not an open handle, or its object is no T
 template <class T>
 std::shared_ptr<T> FindObject(HANDLE handle) {
   return std::dynamic_pointer_cast<T>(FindAnyObject(handle));
 }
 
-/// Closes an open handle, if its object is of the kind. The object goes with what is returned.
-/// @return empty, and nothing is closed, otherwise
+/// Closes an open handle whose object is of the kind.
+/// @return its object, which the caller may be the last to use
+/// @return empty: not an open handle, or its object is not of the kind; nothing has changed
 std::shared_ptr<Object> CloseObject(HANDLE handle, bool (*isOfKind)(const Object&));
 
 }  // namespace platform::detail

@@ -6,11 +6,11 @@
 
 namespace platform::detail {
 
-// A handle is a count of openings above an index of so many bits.
+// A handle has its index in so many lower bits, and a count of openings in the others.
 inline constexpr unsigned kHandleIndexBits = 16;
 inline constexpr std::uintptr_t kHandleIndexMask = (std::uintptr_t{1} << kHandleIndexBits) - 1;
 
 inline constexpr std::size_t kMostBlockBytes = (std::size_t{1} << 31) - 1;  // of a heap
-inline constexpr std::size_t kLeastStackBytes = std::size_t{64} << 10;  // the system's own need is part of it
+inline constexpr std::size_t kLeastStackBytes = std::size_t{64} << 10;      // with what the system uses
 
 }  // namespace platform::detail

@@ -1,3 +1,4 @@
+// Memory blocks and private heaps.
 #include "platform/posix/memory.h"
 
 #include <algorithm>
@@ -20,14 +21,14 @@ class Heap final : public Object {
   }
   bool HasOwnClose() const override { return true; }
 
-  void* Take(SIZE_T bytes, bool zero) {
+  void* Allocate(SIZE_T bytes, bool zero) {
     const std::lock_guard lock(lock_);
     std::unique_ptr<void, decltype(&std::free)> block(zero ? std::calloc(bytes, 1) : std::malloc(bytes),
                                                       &std::free);
     if (block) blocks_.insert(block.get());
     return block.release();
   }
-  bool Give(void* block) {
+  bool Free(void* block) {
     const std::lock_guard lock(lock_);
     if (blocks_.erase(block) == 0) return false;
     std::free(block);
@@ -71,12 +72,12 @@ LPVOID HeapAlloc(HANDLE handle, DWORD flags, SIZE_T bytes) try {
   const auto heap = FindObject<Heap>(handle);
   if (!heap || (flags & ~(HEAP_NO_SERIALIZE | HEAP_ZERO_MEMORY)) != 0 || bytes > kMostBlockBytes)
     return nullptr;
-  return heap->Take(std::max<SIZE_T>(bytes, 1), (flags & HEAP_ZERO_MEMORY) != 0);
+  return heap->Allocate(std::max<SIZE_T>(bytes, 1), (flags & HEAP_ZERO_MEMORY) != 0);
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
 
 BOOL HeapFree(HANDLE handle, DWORD /*flags*/, LPVOID block) {
   const auto heap = FindObject<Heap>(handle);
-  return heap && (block == nullptr || heap->Give(block)) ? TRUE : FALSE;
+  return heap && (block == nullptr || heap->Free(block)) ? TRUE : FALSE;
 }

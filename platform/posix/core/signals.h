@@ -7,9 +7,10 @@
 
 namespace platform::detail {
 
-/// While it lives, threads start with signals blocked: they inherit the mask, and signals are for the host's
-/// own threads. Faults are let through, so that the host's crash handler still sees them. SIGXFSZ is not, so
-/// that a file that has reached the size limit is an error of the write and not the end of the process.
+/// Blocks signals on this thread until it is destroyed. A thread started meanwhile inherits the mask: signals
+/// are for the host's own threads. Faults are not blocked, so that the host's crash handler still gets them.
+/// SIGXFSZ is: a file that has reached the size limit is an error of the write then, not the end of the
+/// process.
 class SignalsBlocked {
  public:
   SignalsBlocked() {

@@ -1,3 +1,4 @@
+// Events and mutexes.
 #include "platform/posix/sync.h"
 
 #include <new>
@@ -10,7 +11,7 @@ class Event final : public Waitable {
  public:
   Event(bool manualReset, bool set) : manualReset_(manualReset), set_(set) {}
 
-  Acquired Acquire(ThreadRecord& /*thread*/) override {
+  Acquired Acquire(ThreadState& /*thread*/) override {
     if (!set_) return Acquired::kNo;
     set_ = manualReset_;
     return Acquired::kYes;
@@ -30,7 +31,7 @@ class Mutex final : public Waitable {
     if (owner_ != 0) Free();
   }
 
-  Acquired Acquire(ThreadRecord& thread) override {
+  Acquired Acquire(ThreadState& thread) override {
     if (owner_ != 0 && owner_ != thread.number) return Acquired::kNo;
     ++depth_;
     if (owner_ == 0) {
@@ -42,8 +43,8 @@ class Mutex final : public Waitable {
     return abandoned ? Acquired::kAbandoned : Acquired::kYes;
   }
 
-  /// @return false when it is not @p thread's
-  bool Release(ThreadRecord& thread) {
+  /// @return false: @p thread does not own it
+  bool Release(ThreadState& thread) {
     if (owner_ != thread.number) return false;
     if (--depth_ == 0) Free();
     return true;
@@ -56,13 +57,13 @@ class Mutex final : public Waitable {
   }
 
  private:
-  void Link(ThreadRecord& thread) {
+  void Link(ThreadState& thread) {
     linkedTo_ = &thread;
     nextOwned_ = thread.owned;
     thread.owned = this;
   }
 
-  /// Also takes it out of its owner's chain, which is short: a thread owns few mutexes at a time.
+  /// Also removes it from its owner's list, which is short: a thread owns few mutexes at a time.
   void Free() {
     owner_ = 0;
     if (linkedTo_ == nullptr) return;
@@ -72,14 +73,14 @@ class Mutex final : public Waitable {
     linkedTo_ = nullptr;
   }
 
-  std::uint64_t owner_ = 0;           // the thread's number; 0: free
-  ThreadRecord* linkedTo_ = nullptr;  // the owner's; null when that is not watched, and may be gone
+  std::uint64_t owner_ = 0;          // the thread's number; 0: free
+  ThreadState* linkedTo_ = nullptr;  // the owner's; null when the owner's end is not noticed
   Mutex* nextOwned_ = nullptr;
   unsigned depth_ = 0;
   bool abandoned_ = false;
 };
 
-void AbandonMutexes(ThreadRecord& thread) {
+void AbandonMutexes(ThreadState& thread) {
   while (thread.owned) thread.owned->Abandon();
 }
 
@@ -117,7 +118,7 @@ HANDLE CreateMutexA(LPSECURITY_ATTRIBUTES security, BOOL initialOwner, LPCSTR na
   if (security || name) return nullptr;
   const auto mutex = std::make_shared<Mutex>();
   if (initialOwner) {
-    ThreadRecord& thread = CurrentThread();
+    ThreadState& thread = CurrentThread();
     const auto lock = LockStates();
     mutex->Acquire(thread);
   }

@@ -1,3 +1,4 @@
+// Threads: their start, their end, and each thread's entries to COM.
 #include <execinfo.h>
 #include <pthread.h>
 #include <semaphore.h>
@@ -25,11 +26,11 @@ class Thread final : public Waitable {
   Thread() { sem_init(&started_, 0, 0); }
   ~Thread() override { sem_destroy(&started_); }
 
-  Acquired Acquire(ThreadRecord& /*thread*/) override { return ended_ ? Acquired::kYes : Acquired::kNo; }
+  Acquired Acquire(ThreadState& /*thread*/) override { return ended_ ? Acquired::kYes : Acquired::kNo; }
   void End() { ended_ = true; }
 
-  /// Tells who has started it whether it runs: it does not when its end would not be noticed.
-  void TellStart(bool runs) {
+  /// Reports to the starting thread whether it runs: it does not when its end would not be noticed.
+  void ReportStart(bool runs) {
     runs_ = runs;
     sem_post(&started_);
   }
@@ -50,31 +51,32 @@ struct Start {
   std::shared_ptr<Thread> thread;
 };
 
-/// What is to happen when a thread ends, in whatever way. Without a destructor: for one the C library takes
-/// memory, and ends the process when there is none. The end is noticed by a key instead.
+/// What is to be done when a thread ends, in whatever way. It has no destructor: to register one the C
+/// library allocates, and ends the process when memory is short. The end is noticed by a key's destructor
+/// instead.
 struct ThreadEnd {
-  enum class Watch { kNotYet, kKept, kOver } watch = Watch::kNotYet;
+  enum class Watch { kNone, kSet, kEnded } watch = Watch::kNone;
   int round = 0;           // of the keys' destructors
   Start* start = nullptr;  // of a thread that _beginthreadex has started; owned
 };
 
-// Both are used up to the very end: by the key's destructor and, on the main thread, by what the host runs at
-// exit. They come with the thread even if the host has loaded the library late, so that no access takes
-// memory.
-[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadRecord threadRecord;
+// Both are used until the thread has ended: by the key's destructor and, on the main thread, by what the host
+// runs at exit. The TLS model gives the thread these variables even if the host has loaded the library late,
+// so that no access allocates.
+[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadState threadState;
 [[gnu::tls_model("initial-exec")]] constinit thread_local ThreadEnd threadEnd;
 
-constinit std::mutex keyMutex;  // guards the making of what follows
+constinit std::mutex keyMutex;  // guards the creation of the key
 constinit bool haveEndKey = false;
 constinit pthread_key_t endKey = 0;
 
-// The last round is that of runtimes which watch the whole process, as sanitizers do.
+// The last round is left to runtimes that watch all threads, as sanitizers do.
 constexpr int kEndingRound = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
 
-/// Runs among the destructors of the keys, behind those of all thread-local objects. The keys' have no order
-/// but several rounds, as long as one sets its key again. The first round is left to the host's, which may
-/// still release a mutex; from then on what is owned is abandoned. In the ending one the thread has ended:
-/// who sees that finds nothing of it running.
+/// The destructor of the key. It runs after the destructors of all thread-local objects. Keys' destructors
+/// have no order among each other, but run in rounds as long as one of them sets its key again. The first
+/// round is left to the host's, which may still release a mutex. From the second on, mutexes still owned are
+/// abandoned. In kEndingRound the thread is signalled as ended: nothing of it runs any more.
 extern "C" void EndThread(void* value) {
   auto& end = *static_cast<ThreadEnd*>(value);
   ++end.round;
@@ -82,10 +84,10 @@ extern "C" void EndThread(void* value) {
   if (end.round == 1 && !ends) return;
   const std::unique_ptr<Start> start(ends ? std::exchange(end.start, nullptr) : nullptr);
   const auto lock = LockStates();
-  AbandonMutexes(threadRecord);
+  AbandonMutexes(threadState);
   if (ends) {
-    end.watch = ThreadEnd::Watch::kOver;
-    threadRecord.isWatched = false;
+    end.watch = ThreadEnd::Watch::kEnded;
+    threadState.isWatched = false;
   }
   if (start) start->thread->End();
   ServeWaiters();
@@ -97,14 +99,14 @@ bool MakeEndKey() {
   return haveEndKey;
 }
 
-/// Has the end of the calling thread noticed. @return false when it will not be: keys or memory are short
+/// Arranges that the end of the calling thread is noticed. @return false: keys or memory are short
 bool WatchThread() {
   ThreadEnd& end = threadEnd;
-  if (end.watch == ThreadEnd::Watch::kNotYet && MakeEndKey() && pthread_setspecific(endKey, &end) == 0) {
-    end.watch = ThreadEnd::Watch::kKept;
-    threadRecord.isWatched = true;
+  if (end.watch == ThreadEnd::Watch::kNone && MakeEndKey() && pthread_setspecific(endKey, &end) == 0) {
+    end.watch = ThreadEnd::Watch::kSet;
+    threadState.isWatched = true;
   }
-  return threadRecord.isWatched;
+  return threadState.isWatched;
 }
 
 /// Attributes of a thread that nobody joins.
@@ -119,7 +121,7 @@ class DetachedAttributes {
     if (made_) pthread_attr_destroy(&attributes_);
   }
 
-  /// @return null when the system has none to give
+  /// @return null: memory is short
   pthread_attr_t* Get() { return made_ ? &attributes_ : nullptr; }
 
  private:
@@ -127,19 +129,19 @@ class DetachedAttributes {
   bool made_;
 };
 
-// Lets the forced unwinding of a thread's end pass.
+// Not noexcept: pthread_exit unwinds through it.
 extern "C" void* RunThread(void* given) {
   auto start = std::unique_ptr<Start>(static_cast<Start*>(given));
   const bool runs = WatchThread();
-  start->thread->TellStart(runs);
+  start->thread->ReportStart(runs);
   if (!runs) return nullptr;
   threadEnd.start = start.release();
   threadEnd.start->routine(threadEnd.start->argument);
   return nullptr;
 }
 
-/// The C library looks for its unwinder when the first thread ends by pthread_exit, and ends the process when
-/// memory is short then. For a trace it looks too, and can do without.
+/// The C library loads its unwinder when the first thread ends by pthread_exit, and ends the process when
+/// memory is short then. A backtrace loads it too, and only fails.
 bool LoadUnwinder() {
   void* frame = nullptr;
   return backtrace(&frame, 1) == 1;
@@ -161,11 +163,11 @@ bool StartThread(std::unique_ptr<Start> start, std::size_t stackSize) {
 
 }  // namespace
 
-ThreadRecord& CurrentThread() {
+ThreadState& CurrentThread() {
   static constinit std::atomic<std::uint64_t> lastNumber{0};
-  if (threadRecord.number == 0) threadRecord.number = ++lastNumber;
+  if (threadState.number == 0) threadState.number = ++lastNumber;
   WatchThread();
-  return threadRecord;
+  return threadState;
 }
 
 }  // namespace platform::detail
@@ -181,7 +183,7 @@ std::uintptr_t _beginthreadex(void* security, unsigned stackSize, unsigned(__std
   HANDLE handle = OpenHandle(thread);
   if (!handle) return 0;
   const unsigned number = ++lastId;
-  if (id) *id = number;  // before the thread can look at it
+  if (id) *id = number;  // before the thread can read it
   if (!StartThread(std::move(block), stackSize) || !thread->AwaitStart()) {
     CloseHandle(handle);
     return 0;

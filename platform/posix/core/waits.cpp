@@ -1,3 +1,4 @@
+// Waiting for objects, and the queue of those who wait.
 #include "platform/posix/core/waits.h"
 
 #include <array>
@@ -5,7 +6,7 @@
 #include <condition_variable>
 #include <span>
 
-#include "platform/posix/core/immortal.h"
+#include "platform/posix/core/never_destroyed.h"
 #include "platform/posix/sync.h"
 
 namespace platform::detail {
@@ -23,16 +24,16 @@ struct WaitQueue {
   Waiter* last = nullptr;
 };
 
-/// A wait in progress, on the stack of the thread that waits. All of it under the lock.
+/// A wait in progress, on the stack of the thread that waits. All of it is guarded by the lock.
 class Waiter {
  public:
-  Waiter(ThreadRecord& thread, Objects objects) : thread_(thread), objects_(objects) {}
+  Waiter(ThreadState& thread, Objects objects) : thread_(thread), objects_(objects) {}
   Waiter(const Waiter&) = delete;
   Waiter& operator=(const Waiter&) = delete;
   ~Waiter() { Leave(); }
 
-  /// Takes the first object that is signalled. @return whether there was one
-  bool Look() {
+  /// Takes the first object that is signalled. @return true: there was one
+  bool TryAcquire() {
     for (std::size_t i = 0; i < objects_.size(); ++i) {
       const Acquired acquired = objects_[i]->Acquire(thread_);
       if (acquired == Acquired::kNo) continue;
@@ -55,13 +56,13 @@ class Waiter {
     return result_;
   }
 
-  /// Gives every waiter what it waits for, as far as it is there.
+  /// Gives every waiter the object that it waits for, if one is signalled.
   static void Serve(WaitQueue& queue) {
     for (Waiter* waiter = queue.first; waiter;) {
       Waiter* const next = waiter->next_;
-      if (waiter->Look()) {
+      if (waiter->TryAcquire()) {
         waiter->Leave();
-        waiter->wake_.notify_one();  // under the lock: the waiter cannot be gone before
+        waiter->wake_.notify_one();  // under the lock: the waiter still exists
       }
       waiter = next;
     }
@@ -71,7 +72,7 @@ class Waiter {
 
  private:
   void Enter() {
-    auto& queue = Immortal<WaitQueue>();
+    auto& queue = NeverDestroyed<WaitQueue>();
     previous_ = queue.last;
     (previous_ ? previous_->next_ : queue.first) = this;
     queue.last = this;
@@ -80,13 +81,13 @@ class Waiter {
 
   void Leave() {
     if (!queued_) return;
-    auto& queue = Immortal<WaitQueue>();
+    auto& queue = NeverDestroyed<WaitQueue>();
     (previous_ ? previous_->next_ : queue.first) = next_;
     (next_ ? next_->previous_ : queue.last) = previous_;
     queued_ = false;
   }
 
-  ThreadRecord& thread_;
+  ThreadState& thread_;
   Objects objects_;
   DWORD result_ = kNotServed;
   std::condition_variable wake_;
@@ -96,21 +97,21 @@ class Waiter {
 };
 
 DWORD Wait(Objects objects, DWORD milliseconds) {
-  ThreadRecord& thread = CurrentThread();
+  ThreadState& thread = CurrentThread();
   auto lock = LockStates();
   Waiter waiter(thread, objects);
-  if (waiter.Look() || milliseconds == 0) return waiter.Result();
+  if (waiter.TryAcquire() || milliseconds == 0) return waiter.Result();
   return waiter.Wait(lock, milliseconds);
 }
 
 }  // namespace
 
 std::unique_lock<std::mutex> LockStates() {
-  return std::unique_lock(Immortal<WaitQueue>().lock);
+  return std::unique_lock(NeverDestroyed<WaitQueue>().lock);
 }
 
 void ServeWaiters() {
-  Waiter::Serve(Immortal<WaitQueue>());
+  Waiter::Serve(NeverDestroyed<WaitQueue>());
 }
 
 }  // namespace platform::detail
@@ -124,7 +125,7 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 
 DWORD MsgWaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds,
                                 DWORD /*wakeMask: there is no input*/) {
-  // One place of the published limit is the message queue's.
+  // The published limit counts the message queue as one object.
   if (waitAll || count >= MAXIMUM_WAIT_OBJECTS || (count != 0 && !handles)) return WAIT_FAILED;
   if (count == 0 && milliseconds == INFINITE) return WAIT_FAILED;  // it could never end
   std::array<std::shared_ptr<Waitable>, MAXIMUM_WAIT_OBJECTS> objects;

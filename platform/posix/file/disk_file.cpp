@@ -1,3 +1,4 @@
+// Opening files, and the table of those that are open.
 #include "platform/posix/file/disk_file.h"
 
 #include <fcntl.h>
@@ -31,7 +32,7 @@ bool Forbids(const FileUse& use, const FileUse& other) noexcept {
   return (other.reads && !use.sharesReading) || (other.writes && !use.sharesWriting);
 }
 
-// Enters a file. False when an open one stands against it, or memory is short.
+// Enters a file into the table. False: another use of it forbids this one, or memory is short.
 bool Enter(const struct stat& status, const FileUse& use, FileTableEntryPtr& entry) noexcept {
   std::unique_ptr<FileTableEntry> made(new (std::nothrow)
                                            FileTableEntry{status.st_dev, status.st_ino, use, nullptr});
@@ -49,8 +50,9 @@ bool Enter(const struct stat& status, const FileUse& use, FileTableEntryPtr& ent
   return true;
 }
 
-// The file is cut only after it was entered: one that is refused keeps its contents.
-bool Settle(int file, const FileUse& use, bool create, FileTableEntryPtr& entry) noexcept {
+// Enters an opened file and, for creation, cuts it to zero length. In this order: one that is refused keeps
+// its contents. Files that are not regular have no entry, and must have positions.
+bool EnterOpened(int file, const FileUse& use, bool create, FileTableEntryPtr& entry) noexcept {
   struct stat status;
   if (fstat(file, &status) != 0) return false;
   if (S_ISREG(status.st_mode)) {
@@ -73,7 +75,7 @@ void LeaveFileTable::operator()(FileTableEntry* entry) const noexcept {
 
 int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTableEntryPtr& entry) noexcept {
   const int access = use.writes ? use.reads ? O_RDWR : O_WRONLY : O_RDONLY;
-  // Without O_NONBLOCK the opening of a pipe waits for its other end.
+  // Without O_NONBLOCK, opening a pipe waits for its other end.
   const int mode = O_CLOEXEC | O_NOCTTY | O_NONBLOCK | access | (create ? O_CREAT : 0);
   int file;
   do file = open(path, mode, 0666);
@@ -83,8 +85,8 @@ int OpenDiskFile(const char* path, const FileUse& use, bool create, FileTableEnt
     SetLastError(static_cast<DWORD>(errno));
     return -1;
   }
-  if (Settle(file, use, create, entry)) return file;
-  SetLastError(EBUSY);  // in the way: another use of the file, or that it has no positions
+  if (EnterOpened(file, use, create, entry)) return file;
+  SetLastError(EBUSY);  // another use of the file forbids it, or it has no positions
   entry.reset();
   close(file);
   return -1;

@@ -1,3 +1,4 @@
+// Files without a buffer.
 #include "platform/posix/files.h"
 
 #include <sys/stat.h>
@@ -36,23 +37,22 @@ class File final : public Object {
   int Descriptor() const noexcept { return file_; }
 
  private:
-  int file_ = -1;  // stays as it is: other calls may have been looking at it
+  int file_ = -1;  // unchanged by Close: other calls may still be reading it
   bool closed_ = false;
   FileTableEntryPtr entry_;
 };
 
-bool Understood(DWORD access, DWORD share, DWORD disposition, DWORD flags) {
+bool IsSupported(DWORD access, DWORD share, DWORD disposition, DWORD flags) {
   return access != 0 && (access & ~(GENERIC_READ | GENERIC_WRITE)) == 0 &&
          (share & ~(FILE_SHARE_READ | FILE_SHARE_WRITE)) == 0 && flags == FILE_ATTRIBUTE_NORMAL &&
          (disposition == OPEN_EXISTING || (disposition == CREATE_ALWAYS && (access & GENERIC_WRITE) != 0));
 }
 
-// Moves bytes until all have moved or none moves any more; the system may take several turns for many.
-// False on failure.
-template <class Turn>
-bool MoveAll(Turn turn, DWORD bytes, DWORD& moved) {
+// Calls @p transfer until all bytes are moved, or a call moves none. False: a call has failed.
+template <class Transfer>
+bool MoveAll(Transfer transfer, DWORD bytes, DWORD& moved) {
   for (moved = 0; moved < bytes;) {
-    const ssize_t now = turn(moved, bytes - moved);
+    const ssize_t now = transfer(moved, bytes - moved);
     if (now < 0 && errno == EINTR) continue;
     if (now < 0) SetLastError(static_cast<DWORD>(errno));
     if (now <= 0) return now == 0;
@@ -69,7 +69,7 @@ using namespace platform::detail;
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD disposition,
                    DWORD flags, HANDLE model) try {
   char path[PATH_MAX];
-  if (security != nullptr || model != nullptr || !Understood(access, share, disposition, flags) ||
+  if (security != nullptr || model != nullptr || !IsSupported(access, share, disposition, flags) ||
       !NativePath(name, path, sizeof(path))) {
     return INVALID_HANDLE_VALUE;
   }
@@ -85,19 +85,19 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES
 BOOL ReadFile(HANDLE handle, LPVOID data, DWORD bytes, LPDWORD moved, LPOVERLAPPED overlapped) {
   const auto file = FindObject<File>(handle);
   if (!file || moved == nullptr || overlapped != nullptr) return FALSE;
-  const auto turn = [&](DWORD done, DWORD left) {
+  const auto transfer = [&](DWORD done, DWORD left) {
     return read(file->Descriptor(), static_cast<char*>(data) + done, left);
   };
-  return MoveAll(turn, bytes, *moved) ? TRUE : FALSE;
+  return MoveAll(transfer, bytes, *moved) ? TRUE : FALSE;
 }
 
 BOOL WriteFile(HANDLE handle, LPCVOID data, DWORD bytes, LPDWORD moved, LPOVERLAPPED overlapped) {
   const auto file = FindObject<File>(handle);
   if (!file || moved == nullptr || overlapped != nullptr) return FALSE;
-  const auto turn = [&](DWORD done, DWORD left) {
+  const auto transfer = [&](DWORD done, DWORD left) {
     return write(file->Descriptor(), static_cast<const char*>(data) + done, left);
   };
-  return MoveAll(turn, bytes, *moved) && *moved == bytes ? TRUE : FALSE;
+  return MoveAll(transfer, bytes, *moved) && *moved == bytes ? TRUE : FALSE;
 }
 
 DWORD SetFilePointer(HANDLE handle, LONG distance, PLONG high, DWORD origin) {

@@ -1,3 +1,4 @@
+// The search for a file by its name.
 #include "platform/posix/find.h"
 
 #include <sys/stat.h>
@@ -37,8 +38,8 @@ HANDLE FindFirstFileA(LPCSTR name, LPWIN32_FIND_DATAA data) try {
   char path[PATH_MAX];
   struct stat found;
   if (data == nullptr || !NativePath(name, path, sizeof path)) return INVALID_HANDLE_VALUE;
-  const std::string_view whole = path;
-  const std::string_view last = whole.substr(whole.rfind('/') + 1);  // npos + 1 is 0
+  const std::string_view nativePath = path;
+  const std::string_view last = nativePath.substr(nativePath.rfind('/') + 1);  // npos + 1 is 0
   if (last.empty() || last.size() >= MAX_PATH || stat(path, &found) != 0) return INVALID_HANDLE_VALUE;
   const HANDLE search = OpenHandle(std::make_shared<Search>());
   if (search == nullptr) return INVALID_HANDLE_VALUE;

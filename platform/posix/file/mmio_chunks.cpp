@@ -14,13 +14,13 @@ bool HasFormType(FOURCC id) {
   return id == FOURCC_RIFF || id == FOURCC_LIST;
 }
 
-// Numbers lie in the file with the low byte first.
-void Store(DWORD value, char* place) {
-  for (int i = 0; i < 4; ++i) place[i] = static_cast<char>(value >> (8 * i));
+// Numbers are in the file with the low byte first.
+void Store(DWORD value, char* bytes) {
+  for (int i = 0; i < 4; ++i) bytes[i] = static_cast<char>(value >> (8 * i));
 }
 
-DWORD Load(const char* place) {
-  return mmioFOURCC(place[0], place[1], place[2], place[3]);
+DWORD Load(const char* bytes) {
+  return mmioFOURCC(bytes[0], bytes[1], bytes[2], bytes[3]);
 }
 
 // Reads the header at the position, the form type included.
@@ -39,7 +39,7 @@ std::int64_t EndOfChunk(const MMCKINFO& chunk) {
   return std::int64_t{chunk.dwDataOffset} + chunk.cksize + (chunk.cksize & 1);
 }
 
-// Steps from chunk to chunk. Every step goes forward by a header at least, so the walk ends.
+// Reads header after header until one matches. The position grows by a header at least, so the search ends.
 bool FindChunk(MmioFile& file, MMCKINFO* wanted, std::int64_t parentEnd,
                bool (*matches)(const MMCKINFO&, const MMCKINFO&)) {
   MMCKINFO chunk;
@@ -64,8 +64,9 @@ bool SameList(const MMCKINFO& chunk, const MMCKINFO& wanted) {
   return chunk.ckid == FOURCC_LIST && chunk.fccType == wanted.fccType;
 }
 
-// Ends a chunk that was written: the length is what lies behind its start, and a pad byte makes it even. The
-// pad goes to the disk at once: should the disk be full, the length is that of the data which the disk has.
+// Finishes a chunk that was written: its length is from its start to the position, and a pad byte makes it
+// even. The pad is written to the disk at once: should the disk be full, the length is that of the data on
+// the disk.
 bool EndWritten(MmioFile& file, MMCKINFO* chunk) {
   std::int64_t length = file.Position() - chunk->dwDataOffset;
   bool padded = true;

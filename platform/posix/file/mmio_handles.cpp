@@ -1,3 +1,4 @@
+// The table of the handles of buffered files.
 #include "platform/posix/file/mmio_handles.h"
 
 #include <mutex>

@@ -1,5 +1,5 @@
 #pragma once
-// The table behind the file handles.
+// The table of the handles of buffered files.
 
 #include <atomic>
 #include <cstdint>
@@ -9,9 +9,9 @@
 
 namespace platform::detail {
 
-/// A place for one open file. Slots lie in segments that are never freed, so that a look-up needs no lock: it
-/// goes by the handle's low bits to a slot and compares the whole handle, whose other bits count the
-/// openings.
+/// A slot of the table, for one open file. Slots are in segments that are never freed, so that a look-up
+/// needs no lock: the handle's low bits are the slot's index, its other bits count the openings, and the slot
+/// has the complete handle to compare with.
 struct MmioSlot {
   std::atomic<std::uintptr_t> key{0};  // the handle while open, 0 otherwise
   std::uintptr_t closedKey = 0;        // what key was last
@@ -23,7 +23,8 @@ inline constexpr std::uintptr_t kMmioSegmentSlots = 64;
 inline constexpr std::uintptr_t kMmioSegments = (kHandleIndexMask + 1) / kMmioSegmentSlots;
 extern constinit std::atomic<MmioSlot*> mmioSegments[kMmioSegments];
 
-/// @return the slot of an open handle; null for any other value
+/// @return the slot of an open handle
+/// @return null: not an open handle
 inline MmioSlot* FindMmioSlot(HMMIO handle) noexcept {
   const auto key = reinterpret_cast<std::uintptr_t>(handle);
   const std::uintptr_t index = key & kHandleIndexMask;
@@ -33,13 +34,16 @@ inline MmioSlot* FindMmioSlot(HMMIO handle) noexcept {
   return slot->key.load(std::memory_order_acquire) == key ? slot : nullptr;
 }
 
-/// @return the file of an open handle; null for any other value
+/// @return the file of an open handle
+/// @return null: not an open handle
 inline MmioFile* FindMmioFile(HMMIO handle) noexcept {
   MmioSlot* const slot = FindMmioSlot(handle);
   return slot != nullptr ? &slot->file : nullptr;
 }
 
-/// @return a slot for a file that is about to be opened; null when memory or handles are short
+/// Takes a slot for a file that is about to be opened.
+/// @return the slot, for ReturnMmioSlot
+/// @return null: memory or handles are short
 MmioSlot* TakeMmioSlot() noexcept;
 /// Gives an opened slot its handle.
 HMMIO ActivateMmioSlot(MmioSlot* slot) noexcept;

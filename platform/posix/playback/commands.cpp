@@ -8,7 +8,7 @@
 #include <optional>
 #include <system_error>
 
-#include "platform/posix/core/immortal.h"
+#include "platform/posix/core/never_destroyed.h"
 #include "platform/posix/mci.h"
 #include "platform/posix/playback/limits.h"
 #include "platform/posix/playback/playback.h"
@@ -18,7 +18,7 @@ namespace {
 
 constexpr UINT kFirstCommand = 0x800;
 constexpr UINT kLastCommand = 0xFFF;
-constexpr MCIDEVICEID kAllDevices = 0xFFFFFFFF;  // a published mark; no device has it
+constexpr MCIDEVICEID kAllDevices = 0xFFFFFFFF;  // published for all devices; no device has it
 
 /// A waveform device: one open file. The caller holds its lock.
 class WaveDevice {
@@ -56,8 +56,8 @@ class WaveDevice {
  private:
   WaveReader reader_;
   const std::chrono::seconds buffer_;
-  std::uint64_t position_ = 0;        // frames heard before
-  std::optional<Playback> playback_;  // also of one that has come to its end
+  std::uint64_t position_ = 0;        // frames heard before the present playback
+  std::optional<Playback> playback_;  // kept when it has come to its end
 };
 
 class DeviceTable {
@@ -77,7 +77,9 @@ class DeviceTable {
     return found != devices_.end() ? found->second : nullptr;
   }
 
-  /// @return what was there: it closes outside of the table's lock
+  /// Removes a device.
+  /// @return the device, which the caller closes outside of the table's lock
+  /// @return empty: the identifier is not open
   std::shared_ptr<WaveDevice> Take(MCIDEVICEID id) {
     const std::lock_guard lock(lock_);
     auto node = devices_.extract(id);
@@ -101,10 +103,10 @@ MCIERROR Open(DWORD_PTR flags, MCI_WAVE_OPEN_PARMSA* parameters) {
     return MCIERR_INVALID_DEVICE_NAME;
   }
   const bool chosen = (flags & MCI_WAVE_OPEN_BUFFER) != 0;
-  const auto device =
-      std::make_shared<WaveDevice>(chosen ? std::chrono::seconds(parameters->dwBufferSeconds) : kUsualBuffer);
+  const auto device = std::make_shared<WaveDevice>(chosen ? std::chrono::seconds(parameters->dwBufferSeconds)
+                                                          : kDefaultOutputBuffer);
   const MCIERROR error = device->Open(parameters->lpstrElementName);
-  if (error == 0) parameters->wDeviceID = Immortal<DeviceTable>().Add(device);
+  if (error == 0) parameters->wDeviceID = NeverDestroyed<DeviceTable>().Add(device);
   return error;
 }
 
@@ -132,7 +134,7 @@ MCIERROR Status(const WaveDevice& device, DWORD_PTR flags, MCI_STATUS_PARMS* par
 MCIERROR Send(MCIDEVICEID id, UINT command, DWORD_PTR flags, DWORD_PTR parameters) {
   if (command < kFirstCommand || command > kLastCommand) return MCIERR_UNRECOGNIZED_COMMAND;
   if (command == MCI_OPEN) return Open(flags, reinterpret_cast<MCI_WAVE_OPEN_PARMSA*>(parameters));
-  auto& table = Immortal<DeviceTable>();
+  auto& table = NeverDestroyed<DeviceTable>();
   const auto device = command == MCI_CLOSE ? table.Take(id) : table.Find(id);
   if (device == nullptr) return MCIERR_INVALID_DEVICE_ID;
   const std::lock_guard lock(device->lock);

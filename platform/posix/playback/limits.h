@@ -9,15 +9,16 @@
 namespace platform::detail {
 
 // The device's buffer: where the host names no length, and the least and most that it gets.
-inline constexpr std::chrono::seconds kUsualBuffer{4};
+inline constexpr std::chrono::seconds kDefaultOutputBuffer{4};
 inline constexpr std::chrono::seconds kLeastOutputBuffer{1};
 inline constexpr std::chrono::seconds kMostOutputBuffer{10};
 
-// How long a device may be gone before that is noticed.
-inline constexpr std::chrono::milliseconds kLook{200};
-// What is left to the device's draining; how often it is asked.
-inline constexpr std::chrono::milliseconds kLastDrain{10};
-inline constexpr std::uint32_t kLastPart = 16;  // of the buffer, which a sound server may not account for
+// How often a playback asks its device how far it has come, and so whether it has failed.
+inline constexpr std::chrono::milliseconds kDeviceCheckInterval{200};
+// The last part of the sound, which the device's drain plays to its end; how often the drain is repeated.
+inline constexpr std::chrono::milliseconds kDrainTime{10};
+// The end is near with this part of the buffer queued, 1 / 16: a sound server may not count the rest.
+inline constexpr std::uint32_t kNearEndDivisor = 16;
 
 // A file.
 inline constexpr DWORD kPieceBytes = 32768;

@@ -1,3 +1,4 @@
+// The thread that plays a file.
 #include "platform/posix/playback/playback.h"
 
 #include <algorithm>
@@ -35,9 +36,9 @@ std::uint64_t Playback::Stop() {
 
 void Playback::Run() {
   if (WriteFile() && AwaitEnd()) {
-    heard_ = given_;
+    heard_ = written_;
   } else {
-    NoteHeard();
+    UpdateHeard();
   }
   output_.reset();
   running_ = false;
@@ -47,66 +48,68 @@ bool Playback::WriteFile() {
   const std::size_t block = reader_->Format().nBlockAlign;
   std::uint64_t skip = from_;
   for (auto piece = reader_->Next(); !piece.empty(); piece = reader_->Next()) {
-    const std::uint64_t leftOut = std::min<std::uint64_t>(skip, piece.size() / block);
-    skip -= leftOut;
-    if (!WriteAll(piece.subspan(static_cast<std::size_t>(leftOut) * block))) return false;
+    const std::uint64_t skipped = std::min<std::uint64_t>(skip, piece.size() / block);
+    skip -= skipped;
+    if (!WriteAll(piece.subspan(static_cast<std::size_t>(skipped) * block))) return false;
   }
   return true;
 }
 
-/// @return false when stopped, or the device has failed
+/// @return false: stopped, or the device has failed
 bool Playback::WriteAll(std::span<const BYTE> frames) {
   const std::size_t block = reader_->Format().nBlockAlign;
   for (;;) {
     const std::int64_t taken = output_->Write(frames.data(), frames.size() / block);
     if (taken < 0) return false;
-    given_ += static_cast<std::uint64_t>(taken);
+    written_ += static_cast<std::uint64_t>(taken);
     frames = frames.subspan(static_cast<std::size_t>(taken) * block);
-    if (frames.empty()) return Rest(0);
-    if (!Rest(output_->BufferFrames() / 2.0)) return false;
+    if (frames.empty()) return WaitWhilePlaying(0);
+    if (!WaitWhilePlaying(output_->BufferFrames() / 2.0)) return false;
   }
 }
 
-/// What the buffer holds tells whether the device moves at all, and what is pending how long the last of it
-/// takes: with a sound server that is an estimate, and never less than the server's own delay.
-/// @return false when stopped, or the device has failed
+/// First by what is queued in the buffer, which shows whether the device plays at all; then by its delay,
+/// until kDrainTime is left. With a sound server the delay is an estimate, and never less than the server's
+/// own.
+/// @return false: stopped, or the device has failed
 bool Playback::AwaitEnd() {
-  const std::int64_t lastPart = output_->BufferFrames() / kLastPart;
-  std::int64_t held = output_->Held();
-  for (; held > lastPart; held = output_->Held()) {
-    if (!Rest(static_cast<double>(held) - static_cast<double>(lastPart) / 2)) return false;
+  const std::int64_t nearEnd = output_->BufferFrames() / kNearEndDivisor;
+  std::int64_t queued = output_->Queued();
+  for (; queued > nearEnd; queued = output_->Queued()) {
+    if (!WaitWhilePlaying(static_cast<double>(queued) - static_cast<double>(nearEnd) / 2)) return false;
   }
-  const std::int64_t pending = output_->Pending();
-  if (held < 0 || pending < 0) return false;
-  const double asked = std::chrono::duration<double>(kLastDrain).count() * reader_->Format().nSamplesPerSec;
-  if (!Rest(static_cast<double>(pending) - asked)) return false;
+  const std::int64_t delay = output_->Delay();
+  if (queued < 0 || delay < 0) return false;
+  const double drainFrames =
+      std::chrono::duration<double>(kDrainTime).count() * reader_->Format().nSamplesPerSec;
+  if (!WaitWhilePlaying(static_cast<double>(delay) - drainFrames)) return false;
   while (!output_->Drain()) {
-    if (!Rest(asked)) return false;
+    if (!WaitWhilePlaying(drainFrames)) return false;
   }
   return true;
 }
 
-/// Sleeps for as long as so many frames sound, and looks at the device now and then.
-/// @return false as soon as the playback is to stop, and soon after the device has failed
-bool Playback::Rest(double frames) {
+/// Waits for as long as so many frames play, and checks the device every kDeviceCheckInterval.
+/// @return false: the playback is to stop, at once; or the device has failed, at the next check
+bool Playback::WaitWhilePlaying(double frames) {
   const std::chrono::duration<double> time(frames / reader_->Format().nSamplesPerSec);
   const auto end = Clock::now() + std::chrono::ceil<Clock::duration>(time);
   for (;;) {
-    const auto look = std::min(end, Clock::now() + kLook);
+    const auto check = std::min(end, Clock::now() + kDeviceCheckInterval);
     {
       std::unique_lock lock(lock_);
-      if (wake_.wait_until(lock, look, [this] { return stop_; })) return false;
+      if (wake_.wait_until(lock, check, [this] { return stop_; })) return false;
     }
-    if (look == end) return true;
-    if (!NoteHeard()) return false;
+    if (check == end) return true;
+    if (!UpdateHeard()) return false;
   }
 }
 
-/// @return false when the device has failed; what has been heard stays as it was known then
-bool Playback::NoteHeard() {
-  const std::int64_t pending = output_->Pending();
-  if (pending < 0) return false;
-  heard_ = given_ - std::min(given_, static_cast<std::uint64_t>(pending));
+/// @return false: the device has failed; heard_ is unchanged
+bool Playback::UpdateHeard() {
+  const std::int64_t delay = output_->Delay();
+  if (delay < 0) return false;
+  heard_ = written_ - std::min(written_, static_cast<std::uint64_t>(delay));
   return true;
 }
 

@@ -1,3 +1,4 @@
+// Reading a WAV file as PCM.
 #include "platform/posix/playback/wave_reader.h"
 
 #include <algorithm>
@@ -14,14 +15,15 @@ WAVEFORMATEX Pcm(WORD channels, DWORD rate, unsigned bytesPerSample) {
   return {WAVE_FORMAT_PCM, channels, rate, rate * block, block, static_cast<WORD>(8 * bytesPerSample), 0};
 }
 
-/// Whether the record names PCM in the longer way, as programs do for more than 16 bits or two channels.
-bool IsExtensiblePcm(std::span<const BYTE> record) {
-  constexpr std::array<BYTE, 2> kExtensible = {0xFE, 0xFF};  // the tag; the true one stands in a GUID
-  constexpr std::size_t kSubFormat = 24;                     // where that lies
+/// @return true: the format is PCM in the extensible form, which programs use for more than 16 bits or two
+///         channels
+bool IsExtensiblePcm(std::span<const BYTE> format) {
+  constexpr std::array<BYTE, 2> kExtensible = {0xFE, 0xFF};  // the tag; a GUID has the true one
+  constexpr std::size_t kSubFormat = 24;                     // its offset
   constexpr std::array<BYTE, 16> kPcm = {1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
-  return record.size() >= kSubFormat + kPcm.size() &&
-         std::equal(kExtensible.begin(), kExtensible.end(), record.begin()) &&
-         std::equal(kPcm.begin(), kPcm.end(), record.begin() + kSubFormat);
+  return format.size() >= kSubFormat + kPcm.size() &&
+         std::equal(kExtensible.begin(), kExtensible.end(), format.begin()) &&
+         std::equal(kPcm.begin(), kPcm.end(), format.begin() + kSubFormat);
 }
 
 }  // namespace
@@ -50,10 +52,10 @@ MCIERROR WaveReader::ReadFormat(MMCKINFO* riff) {
       mmioAscend(file_.get(), &chunk, 0) != 0) {
     return MCIERR_INVALID_FILE;
   }
-  return TakeFormat() ? 0 : MCIERR_INVALID_FILE;
+  return ParseFormat() ? 0 : MCIERR_INVALID_FILE;
 }
 
-bool WaveReader::TakeFormat() {
+bool WaveReader::ParseFormat() {
   WAVEFORMATEX format;
   std::memcpy(&format, formatBlock_.data(), sizeof format);
   if (format.nChannels == 0 || format.nSamplesPerSec == 0 || format.nBlockAlign == 0) return false;
@@ -63,7 +65,7 @@ bool WaveReader::TakeFormat() {
     played_ = Pcm(format.nChannels, format.nSamplesPerSec, 2);
     return sizeof format + format.cbSize <= formatBlock_.size();
   }
-  // Samples fill whole bytes from above, so the bytes tell how they are played: 20 bits as 24.
+  // Samples are in the upper bits of complete bytes, so they are played by their bytes: 20 bits as 24.
   const unsigned bytes = block_ / format.nChannels;
   played_ = Pcm(format.nChannels, format.nSamplesPerSec, bytes);
   return played_.nBlockAlign == block_ && format.wBitsPerSample <= 8 * bytes;
@@ -75,7 +77,7 @@ MCIERROR WaveReader::Rewind() {
     if (const MCIERROR error = OpenDecoder(); error != 0) return error;
   }
   conversion_ = ACM_STREAMCONVERTF_START;
-  left_ = data_.cksize;
+  bytesLeft_ = data_.cksize;
   const LONG begin = static_cast<LONG>(data_.dwDataOffset);
   return mmioSeek(file_.get(), begin, SEEK_SET) == begin ? 0 : MCIERR_INVALID_FILE;
 }
@@ -102,10 +104,11 @@ MCIERROR WaveReader::OpenDecoder() {
 }
 
 std::span<const BYTE> WaveReader::Next() {
-  const auto wanted = static_cast<LONG>(std::min<std::size_t>(piece_.size(), left_));
+  const auto wanted = static_cast<LONG>(std::min<std::size_t>(piece_.size(), bytesLeft_));
   const LONG got = mmioRead(file_.get(), reinterpret_cast<char*>(piece_.data()), wanted);
   if (got <= 0) return {};
-  left_ = got == wanted ? left_ - static_cast<DWORD>(got) : 0;  // a file may end before its data should
+  bytesLeft_ =
+      got == wanted ? bytesLeft_ - static_cast<DWORD>(got) : 0;  // a file may end before its declared size
   const auto bytes = static_cast<DWORD>(got);
   if (coded_) return Decode(bytes);
   return std::span<const BYTE>(piece_).first(bytes - bytes % block_);
@@ -113,7 +116,7 @@ std::span<const BYTE> WaveReader::Next() {
 
 std::span<const BYTE> WaveReader::Decode(DWORD bytes) {
   header_.cbSrcLength = bytes;
-  conversion_ |= left_ == 0 ? ACM_STREAMCONVERTF_END : ACM_STREAMCONVERTF_BLOCKALIGN;
+  conversion_ |= bytesLeft_ == 0 ? ACM_STREAMCONVERTF_END : ACM_STREAMCONVERTF_BLOCKALIGN;
   const MMRESULT error = acmStreamConvert(decoder_.get(), &header_, conversion_);
   conversion_ = 0;
   if (error != 0) return {};

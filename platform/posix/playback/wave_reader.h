@@ -1,5 +1,5 @@
 #pragma once
-// A WAV file as PCM, piece by piece.
+// Reading a WAV file as PCM, piece by piece.
 
 #include <memory>
 #include <span>
@@ -20,40 +20,45 @@ struct StreamCloser {
   void operator()(HACMSTREAM stream) const { acmStreamClose(stream, 0); }
 };
 
-/// PCM is handed out as it is; other formats go through a conversion driver and come as 16 bits. One thread
-/// at a time.
+/// A reader of one file. PCM is given as it is; other formats are converted by a driver to 16 bits. One
+/// thread at a time.
 class WaveReader {
  public:
-  /// Takes in the format and finds the data. Throws std::bad_alloc.
-  /// @return 0; MCIERR_FILE_NOT_FOUND; MCIERR_INVALID_FILE
+  /// Reads the format and finds the data. Throws std::bad_alloc.
+  /// @return 0: open
+  /// @return MCIERR_FILE_NOT_FOUND: it cannot be opened
+  /// @return MCIERR_INVALID_FILE: no WAV file, or one whose format contradicts itself
   MCIERROR Open(const char* file);
 
-  /// Goes to the file's beginning. Throws std::bad_alloc.
-  /// @return 0; MCIERR_WAVE_OUTPUTSUNSUITABLE: no driver makes PCM of this format; MCIERR_INVALID_FILE
+  /// Sets the position to the first frame. Throws std::bad_alloc.
+  /// @return 0: there
+  /// @return MCIERR_WAVE_OUTPUTSUNSUITABLE: no driver converts this format to PCM
+  /// @return MCIERR_OUT_OF_MEMORY: of the conversion
+  /// @return MCIERR_INVALID_FILE: the position cannot be set
   MCIERROR Rewind();
 
-  /// What Next hands out.
+  /// @return the format of what Next gives
   const WAVEFORMATEX& Format() const { return played_; }
 
-  /// The next whole frames, valid until the next call; empty at the end.
+  /// @return the next whole frames, valid until the next call; empty at the end or on failure
   std::span<const BYTE> Next();
 
  private:
   MCIERROR ReadFormat(MMCKINFO* riff);
-  bool TakeFormat();
+  bool ParseFormat();
   MCIERROR OpenDecoder();
   std::span<const BYTE> Decode(DWORD bytes);
 
   std::unique_ptr<HMMIO, MmioCloser> file_;
-  std::vector<BYTE> formatBlock_;  // the file's format record, no shorter than a WAVEFORMATEX
+  std::vector<BYTE> formatBlock_;  // the file's format structure, no shorter than a WAVEFORMATEX
   WAVEFORMATEX played_ = {};
   DWORD block_ = 0;  // of the file
   bool coded_ = false;
   MMCKINFO data_ = {};
-  DWORD left_ = 0;           // bytes of the data not read yet
+  DWORD bytesLeft_ = 0;      // bytes of the data not read yet
   std::vector<BYTE> piece_;  // as read, whole blocks but for the file's end
 
-  // For coded files, from the first Rewind on. The stream keeps to these buffers.
+  // For coded files, from the first Rewind on. The stream uses these buffers only.
   std::vector<BYTE> decoded_;
   ACMSTREAMHEADER header_ = {};
   DWORD conversion_ = 0;  // flags of the next one

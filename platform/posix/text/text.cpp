@@ -1,3 +1,4 @@
+// Code pages, double-byte text and debug output.
 #include "platform/posix/text.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "platform/posix/core/immortal.h"
+#include "platform/posix/core/never_destroyed.h"
 #include "platform/posix/layer.h"
 #include "platform/posix/text/codepage.h"
 
@@ -21,7 +22,7 @@ constexpr unsigned kUtf8 = 65001;
 constinit std::atomic<unsigned> chosenCodePage{0};  // 0: the environment's
 
 struct Debugger {
-  std::recursive_mutex lock;  // held while the sink runs, which may come back here
+  std::recursive_mutex lock;  // held while the sink runs; recursive, as the sink may call SetDebugSink
   std::atomic<DebugSink> sink{nullptr};
   void* context = nullptr;
 };
@@ -30,8 +31,8 @@ constexpr char Lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-/// Compares names of character sets as people write them: Shift_JIS is shift-jis. @p plain has small letters
-/// and digits alone.
+/// Compares the names of character sets without regard to case, '-' and '_': Shift_JIS is shift-jis.
+/// @param plain small letters and digits only
 bool SameCharset(std::string_view name, std::string_view plain) {
   for (const char c : name) {
     if (c == '-' || c == '_') continue;
@@ -51,20 +52,20 @@ std::string_view EnvironmentLocale() {
 }
 
 unsigned EnvironmentCodePage() {
-  constexpr std::array<std::string_view, 8> kKin = {"sjis",   "shiftjis",   "cp932",   "ibm932",
-                                                    "ibm943", "windows31j", "mskanji", "pck"};
+  constexpr std::array<std::string_view, 8> kShiftJisNames = {"sjis",   "shiftjis",   "cp932",   "ibm932",
+                                                              "ibm943", "windows31j", "mskanji", "pck"};
   // language[_territory][.charset][@modifier]
   std::string_view locale = EnvironmentLocale();
   locale = locale.substr(0, locale.find('@'));
   const std::size_t dot = locale.find('.');
   if (dot == std::string_view::npos) return kUtf8;
   const std::string_view charset = locale.substr(dot + 1);
-  const bool known =
-      std::any_of(kKin.begin(), kKin.end(), [&](std::string_view kin) { return SameCharset(charset, kin); });
-  return known ? kShiftJis : kUtf8;
+  const bool isShiftJis = std::any_of(kShiftJisNames.begin(), kShiftJisNames.end(),
+                                      [&](std::string_view known) { return SameCharset(charset, known); });
+  return isShiftJis ? kShiftJis : kUtf8;
 }
 
-/// Takes a character from a string of which @p left bytes count; 0 at its end.
+/// Reads the next character of a string of at most @p left bytes. @return 0 at its end
 unsigned TakeCharacter(const unsigned char*& text, std::size_t& left) {
   if (left == 0) return 0;
   const unsigned first = *text++;
@@ -99,7 +100,7 @@ bool NativePath(const char* path, char* out, std::size_t size) noexcept {
 using namespace detail;
 
 void SetDebugSink(DebugSink sink, void* context) {
-  auto& debugger = Immortal<Debugger>();
+  auto& debugger = NeverDestroyed<Debugger>();
   const std::lock_guard lock(debugger.lock);
   debugger.sink = sink;
   debugger.context = context;
@@ -128,14 +129,14 @@ int _mbsnbcmp(const unsigned char* one, const unsigned char* other, std::size_t 
 }
 
 void OutputDebugStringA(LPCSTR text) {
-  auto& debugger = Immortal<Debugger>();
+  auto& debugger = NeverDestroyed<Debugger>();
   if (!text || !debugger.sink) return;  // the usual case costs no lock
   const std::lock_guard lock(debugger.lock);
   if (const auto sink = debugger.sink.load()) sink(debugger.context, text);
 }
 
 BOOL IsDBCSLeadByte(BYTE byte) {
-  // The byte first: most are none, and the code page may have to be looked up in the environment.
+  // The byte first: most are no lead bytes, and the code page may have to be read from the environment.
   return IsShiftJisLead(byte) && platform::CodePage() == kShiftJis ? TRUE : FALSE;
 }
 

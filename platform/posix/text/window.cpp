@@ -1,3 +1,4 @@
+// The combo box, the only control of the layer.
 #include "platform/posix/window.h"
 
 #include <cstring>

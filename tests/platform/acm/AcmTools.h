@@ -1,4 +1,5 @@
 #pragma once
+// Formats and conversions for the tests of the audio compression manager.
 
 #include <gtest/gtest.h>
 
@@ -47,7 +48,7 @@ inline AcmFormat Ms(DWORD rate, WORD channels, DWORD block) {
                {2, 7, 256, 0, 512, 0xFF00, 0, 0, 192, 64, 240, 0, 460, 0xFF30, 392, 0xFF18});
 }
 
-/// A conversion through the manager. Every call gets buffers of exactly the size that acmStreamSize tells, so
+/// A conversion through the manager. Every call gets buffers of exactly the size that acmStreamSize gives, so
 /// that a sanitizer sees the first byte beyond them.
 class Conversion {
  public:

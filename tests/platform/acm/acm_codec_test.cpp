@@ -35,7 +35,8 @@ Bytes Noise(std::size_t count, std::mt19937& random) {
   return bytes;
 }
 
-/// Runs a stream from its beginning in pieces. @param cut gives the size of the next piece and the room for its output
+/// Runs a stream from its beginning in pieces. @param cut gives the size of the next piece and the room for
+/// its output
 template <class Cut>
 Bytes RunInPieces(Conversion& conversion, const Bytes& source, Cut cut) {
   Bytes out;
@@ -52,7 +53,7 @@ Bytes RunInPieces(Conversion& conversion, const Bytes& source, Cut cut) {
   return out;
 }
 
-/// Of sound and of any codes, with any coefficients: the sanitizers look on.
+/// With sound and with random codes, and with random coefficients, for the sanitizers too.
 TEST(AcmCodec, EightBitsAreTheHighByteOfSixteenAndCutsChangeNothing) {
   std::mt19937 random(3);
   for (WORD round = 0; round < 20; ++round) {
@@ -111,7 +112,7 @@ TEST(AcmCodec, WholeBlocksOnlyUnlessTheStreamEndsWithoutThatFlag) {
   EXPECT_EQ(last, encoder.Run(ToBytes(Samples(505, 20000)), kEnd | ACM_STREAMCONVERTF_START));
   std::mt19937 random(5);
   const Bytes blocks = encoder.Run(Noise(2 * 505 * 2, random), kEnd | ACM_STREAMCONVERTF_START);
-  EXPECT_GT(blocks.at(256 + 2), 0) << "the steps go on from block to block";
+  EXPECT_GT(blocks.at(256 + 2), 0) << "a block begins with the step of the last one";
 }
 
 TEST(AcmCodec, RefusesFormatsThatAreNotPublished) {
@@ -145,10 +146,10 @@ TEST(AcmCodec, RefusesFormatsThatAreNotPublished) {
   EXPECT_FALSE(Opens(ima, Format(kRate, 2, 16)) || Opens(ima, Format(kRate * 2, 1, 16)) || Opens(ima, ima));
 }
 
-/// Of a file that we encode, programs that nobody here wrote must decode what we decode, sample for sample.
-/// Where the two programs differ the published algorithm decides, and the one that follows it is asked:
-/// IMA ADPCM adds truncated parts of the step, as sox does (ffmpeg multiplies first and truncates once);
-/// MS ADPCM divides its prediction toward zero, as ffmpeg does (sox shifts, which rounds down).
+/// From a file that we encode, independent programs must decode the same samples as we do. Where the two
+/// programs differ, the one that follows the published algorithm is used:
+/// IMA ADPCM adds truncated parts of the step, as sox does (ffmpeg multiplies first and truncates once); MS
+/// ADPCM divides its prediction toward zero, as ffmpeg does (sox shifts, which rounds down).
 TEST(AcmCodec, OurFilesAreDecodedToOurSamplesByOthers) {
   if (!*SOX_PROGRAM || !*FFMPEG_PROGRAM) GTEST_SKIP() << "sox and ffmpeg are not installed";
   constexpr unsigned kFrames = 20001, kChannels = 2;
@@ -173,14 +174,14 @@ TEST(AcmCodec, OurFilesAreDecodedToOurSamplesByOthers) {
     Bytes own = Conversion(codec, pcm).Run(coded, kEnd);
     test::StoreWav(file, codec.Contents(), coded, kFrames);
     ASSERT_EQ(std::system(decoder.c_str()), 0) << decoder;
-    const Bytes theirs = test::Load<BYTE>(raw);  // a decoder may stop at the frame count that the file tells
+    const Bytes theirs = test::Load<BYTE>(raw);  // a decoder may stop at the file's frame count
     ASSERT_TRUE(theirs.size() >= signal.size() * 2 && theirs.size() <= own.size());
     own.resize(theirs.size());
     EXPECT_EQ(theirs, own) << decoder;
   }
 }
 
-/// A PCM conversion by its definition, over a whole stream at once.
+/// A PCM conversion by its definition, over a complete stream at once.
 Bytes Expected(const Bytes& source, const WAVEFORMATEX& from, const WAVEFORMATEX& to) {
   const auto at = [&](std::size_t frame, std::size_t channel) -> int {
     const BYTE* const sample = &source[frame * from.nBlockAlign + channel * from.wBitsPerSample / 8];
@@ -227,13 +228,13 @@ TEST(AcmPcm, AnyCutOfAStreamIsTheExactLineBetweenFrames) {
     const Bytes source = Noise((1 + below(500)) * from.nBlockAlign, random);
     const Bytes expected = Expected(source, from, to);
     Conversion conversion(from, to);
-    // What has no room is left, and goes on when it comes again.
+    // Source for which there is no room is not taken; it comes again with the next call.
     const auto cut = [&] {
       const auto size = static_cast<std::ptrdiff_t>((1 + below(200)) * from.nBlockAlign);
       return std::pair(size, below(4) == 0 ? 1 + below(64) : 0);
     };
     ASSERT_EQ(RunInPieces(conversion, source, cut), expected);
-    ASSERT_EQ(RunInPieces(conversion, source, cut), expected) << "it begins anew";
+    ASSERT_EQ(RunInPieces(conversion, source, cut), expected) << "from the start again";
   }
 }
 

@@ -1,5 +1,5 @@
-// The audio compression manager: what it refuses on its drivers' behalf. How drivers are listed, and what
-// becomes of a driver's own failures, is seen where conversions are chosen.
+// The audio compression manager: what it refuses before it calls a driver. How drivers are listed, and what a
+// driver's own failure leads to, is tested in tests/wavfile/.
 
 #include <functional>
 
@@ -85,7 +85,7 @@ TEST_F(AcmStream, HeaderMayShrinkWhilePreparedButNotGrowOrMove) {
   EXPECT_EQ(Convert(), ACMERR_UNPREPARED);
 }
 
-TEST_F(AcmStream, RefusesHandlesThatAreNone) {
+TEST_F(AcmStream, RefusesHandlesThatAreNotOpen) {
   const HACMSTREAM closed = conversion.stream;
   ASSERT_EQ(acmStreamClose(closed, 0), MMSYSERR_NOERROR);
   for (const HACMSTREAM stream : {reinterpret_cast<HACMSTREAM>(&header), closed, HACMSTREAM{nullptr}}) {

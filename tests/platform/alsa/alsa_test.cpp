@@ -1,4 +1,4 @@
-// The machine's own devices through ALSA, with a sound server of the test's own underneath.
+// The machine's own devices through ALSA, over a sound server that the test starts.
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(AlsaTest, CapturesInEveryDepthAndFindsNoDeviceWithoutAWord) {
+TEST(AlsaTest, CapturesInEveryDepthAndPrintsNothingWithoutADevice) {
   SoundServer server;
   ASSERT_TRUE(server.IsRunning()) << server.Problem();
   EXPECT_FALSE(ListDevices().front().id) << "the default device has no GUID";
@@ -22,7 +22,7 @@ TEST(AlsaTest, CapturesInEveryDepthAndFindsNoDeviceWithoutAWord) {
     for (int afresh = 0; afresh < 2; ++afresh) {
       ASSERT_EQ(buffer->Start(DSCBSTART_LOOPING), DS_OK) << bits;
       DWORD position = 0;
-      for (int look = 0; position == 0 && look < 1000; ++look) {
+      for (int tries = 0; position == 0 && tries < 1000; ++tries) {
         Sleep(10);
         buffer->GetCurrentPosition(nullptr, &position);
       }

@@ -1,5 +1,5 @@
-// Opening and listing capture devices, and the built-in one, whose voice is built in: the library keeps it to
-// itself.
+// Opening and listing capture devices, and the built-in one. Its voice is built in, as the library does not
+// export it.
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 
 constexpr GUID kOurs = {0x3D4B0C11, 0x6A10, 0x4D6F, {1, 2, 3, 4, 5, 6, 7, 8}};
 
-/// A factory that gives the device and the result it is told.
+/// A factory that gives the device and the result that it is set to.
 struct Factory {
   const GUID* device;
   HRESULT result;
@@ -34,7 +34,7 @@ TEST(CaptureDevices, RegisteredOnesAreOpenedAndListed) {
   Factory signal{&platform::kSignalDevice, DS_OK};
   std::string name = "Ours";
   ASSERT_TRUE(platform::RegisterCaptureDevice(kOurs, name.c_str(), Make, &signal));
-  name = "gone";
+  name = "changed";
   for (const GUID& taken : {kOurs, platform::kSignalDevice})
     EXPECT_FALSE(platform::RegisterCaptureDevice(taken, "Again", Make, &signal));
   EXPECT_EQ(TryDevice(&kOurs), DS_OK);
@@ -51,22 +51,22 @@ TEST(CaptureDevices, RegisteredOnesAreOpenedAndListed) {
   EXPECT_EQ(TryDevice(&kOurs), DSERR_NODRIVER);
 }
 
-TEST(SignalDevice, IsAsLoudAsHalfOfFullScaleAndTheSameHoweverItIsCutUp) {
+TEST(SignalDevice, PeaksAtHalfOfFullScaleAndIsTheSameInPiecesOfAnyLength) {
   for (const WAVEFORMATEX& format : {Pcm(2, 44100, 16), Pcm(1, 8000, 8), Pcm(3, 11025, 16)}) {
     const std::size_t block = format.nBlockAlign;
-    std::vector<BYTE> whole(4 * format.nSamplesPerSec * block), cut(whole.size());
+    std::vector<BYTE> expected(4 * format.nSamplesPerSec * block), cut(expected.size());
     platform::detail::Voice voice(format);
-    voice.Next(whole.data(), whole.size() / block);
+    voice.Next(expected.data(), expected.size() / block);
     voice.Restart();
     for (std::size_t at = 0, frames = 1; at < cut.size(); at += frames * block) {
       frames = std::min(frames * 7 % 1009, (cut.size() - at) / block);
       voice.Next(&cut[at], frames);
     }
-    EXPECT_EQ(cut, whole);
+    EXPECT_EQ(cut, expected);
     int peak = 0;
     const std::size_t width = format.wBitsPerSample / 8u;
-    for (std::size_t high = width - 1; high < whole.size(); high += width)
-      peak = std::max(peak, width == 2 ? static_cast<signed char>(whole[high]) : whole[high] - 128);
+    for (std::size_t high = width - 1; high < expected.size(); high += width)
+      peak = std::max(peak, width == 2 ? static_cast<signed char>(expected[high]) : expected[high] - 128);
     EXPECT_TRUE(peak > 50 && peak < 64) << peak;
   }
 }

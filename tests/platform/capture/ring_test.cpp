@@ -1,4 +1,4 @@
-// The capture buffer over a source that gives exactly what the test tells it to.
+// The capture buffer over a source that gives exactly what the test sets.
 
 #include <gtest/gtest.h>
 
@@ -19,16 +19,16 @@ using namespace std::chrono_literals;
 using platform::detail::CaptureDevice;
 using platform::detail::CaptureSource;
 
-/// What the test and the source share; it outlives the source.
+/// What the test and the source share; it exists longer than the source.
 struct Script {
   std::mutex lock;
   std::condition_variable changed;
-  DWORD toGive = 0;   // the source's alone until it is idle
+  DWORD toGive = 0;   // only the source uses it until it is idle
   BYTE next = 0;      // the stream counts its bytes
-  bool idle = false;  // the buffer has taken in all that there was to give
+  bool idle = false;  // the buffer has taken all that there was to give
   bool woken = false;
-  bool alive = true;
-  std::atomic<bool> gone = false;
+  bool exists = true;  // the source
+  std::atomic<bool> failed = false;
   std::atomic<std::uint64_t> lost = 0;  // frames
   int stops = 0;
 
@@ -43,7 +43,7 @@ struct Script {
 class ScriptedSource final : public CaptureSource {
  public:
   explicit ScriptedSource(Script* script) : script_(*script) {}
-  ~ScriptedSource() override { script_.alive = false; }
+  ~ScriptedSource() override { script_.exists = false; }
   DSCCAPS Caps() const override { return {sizeof(DSCCAPS), 0, 1, 1}; }
   HRESULT Configure(const WAVEFORMATEX& format) override {
     return format.wBitsPerSample <= 16 ? DS_OK : DSERR_BADFORMAT;
@@ -60,8 +60,8 @@ class ScriptedSource final : public CaptureSource {
     std::unique_lock lock(script_.lock);
     if (script_.toGive == 0) script_.idle = true;
     script_.changed.notify_all();
-    // No end but Wake.
-    script_.changed.wait(lock, [&] { return script_.woken || script_.toGive > 0 || script_.gone; });
+    // Without the timeout: only Wake ends it.
+    script_.changed.wait(lock, [&] { return script_.woken || script_.toGive > 0 || script_.failed; });
     if (script_.woken) return 0;
     const DWORD bytes = std::min(room, script_.toGive);
     std::iota(to, to + bytes, script_.next);
@@ -69,7 +69,7 @@ class ScriptedSource final : public CaptureSource {
     script_.toGive -= bytes;
     return bytes;
   }
-  bool Gone() const override { return script_.gone && script_.toGive == 0; }
+  bool HasFailed() const override { return script_.failed && script_.toGive == 0; }
   std::uint64_t TakeLost() override { return script_.lost.exchange(0); }
   void Wake() override { script_.Set(script_.woken); }
 
@@ -80,12 +80,12 @@ class ScriptedSource final : public CaptureSource {
 constexpr DWORD kRing = 400;
 constexpr DWORD kSegment = 100;
 
-/// Whether the event was signalled; it is not any more.
+/// @return true: the event was signalled; it is reset now
 bool Taken(HANDLE event) {
   return WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
 }
 
-/// The bytes of the source's stream from one number to before another.
+/// @return bytes @p begin to @p end - 1 of the source's stream
 std::vector<BYTE> Stream(std::size_t begin, std::size_t end) {
   std::vector<BYTE> bytes(end - begin);
   std::iota(bytes.begin(), bytes.end(), static_cast<BYTE>(begin));
@@ -106,7 +106,7 @@ class RingTest : public testing::Test {
   HRESULT Notify(const std::vector<DSBPOSITIONNOTIFY>& points) {
     return notify_->SetNotificationPositions(static_cast<DWORD>(points.size()), points.data());
   }
-  /// As a recording program does it: one event, at the last byte of every segment. And one for the stop.
+  /// As a recording program does: one event for the last byte of every segment, another one for the stop.
   void StartWithSegments(DWORD flags = DSCBSTART_LOOPING) {
     std::vector<DSBPOSITIONNOTIFY> points = {{DSBPN_OFFSETSTOP, stop_}};
     for (DWORD end = kSegment; end <= kRing; end += kSegment) points.push_back({end - 1, data_});
@@ -133,7 +133,7 @@ class RingTest : public testing::Test {
   HRESULT Lock(DWORD offset, DWORD bytes) {
     return buffer_->Lock(offset, bytes, &parts_[0], &sizes_[0], &parts_[1], &sizes_[1], 0);
   }
-  /// Reads the whole segments up to the position.
+  /// Reads the full segments up to the position.
   HRESULT Drain() {
     const HRESULT result = Read();
     const DWORD ready = (position_ + kRing - drained_) % kRing;
@@ -165,16 +165,16 @@ class RingTest : public testing::Test {
   std::vector<BYTE> heard_;  // what it has read
 };
 
-TEST_F(RingTest, ReadingThePositionTakesBackWhatItCoversButNoStop) {
+TEST_F(RingTest, ReadingThePositionWithdrawsWhatItCoversButNoStop) {
   StartWithSegments();
   Feed(kSegment + 1);
   ASSERT_TRUE(Taken(data_));
-  Feed(2 * kSegment);  // the reader is held up between its wait and its look at the position
+  Feed(2 * kSegment);  // comes after the reader's wait, before it reads the position
   Read();
   EXPECT_EQ(position_, 3 * kSegment + 1);
-  EXPECT_FALSE(Taken(data_)) << "woken for data that it has taken";
+  EXPECT_FALSE(Taken(data_)) << "not woken for data that it has taken";
   Feed(kSegment);
-  EXPECT_TRUE(Taken(data_)) << "the next segment wakes it as ever";
+  EXPECT_TRUE(Taken(data_)) << "the next segment wakes it";
   buffer_->Stop();
 
   ASSERT_EQ(Notify({{10, data_}, {DSBPN_OFFSETSTOP, data_}}), DS_OK);
@@ -188,10 +188,10 @@ TEST_F(RingTest, ReadingThePositionTakesBackWhatItCoversButNoStop) {
 TEST_F(RingTest, StopLeavesEverythingForALateDrainAndStartBeginsAnew) {
   StartWithSegments();
   Feed(150);
-  EXPECT_EQ(buffer_->Start(0), DS_OK) << "running already: nothing changes";
-  for (const bool tells : {true, false}) {  // once
+  EXPECT_EQ(buffer_->Start(0), DS_OK) << "running already, nothing changes";
+  for (const bool signals : {true, false}) {  // once
     EXPECT_EQ(buffer_->Stop(), DS_OK);
-    EXPECT_EQ(Taken(stop_), tells);
+    EXPECT_EQ(Taken(stop_), signals);
   }
   EXPECT_EQ(script_.stops, 1);
   ASSERT_TRUE(Taken(data_)) << "the drain that is due still comes";
@@ -214,12 +214,12 @@ TEST_F(RingTest, WithoutLoopingCaptureEndsAtTheRingsEnd) {
   EXPECT_EQ(script_.stops, 1);
 }
 
-TEST_F(RingTest, GoesRoundForAReaderThatNeverLocks) {
+TEST_F(RingTest, OverwritesTheOldestDataForAReaderThatNeverLocks) {
   StartWithSegments();
   for (int segment = 0; segment < 15; ++segment) {
     for (const bool ends : {false, true}) {
       Feed(ends ? 1 : kSegment - 1);
-      EXPECT_EQ(Taken(data_), ends) << "woken by the last byte, on every lap";
+      EXPECT_EQ(Taken(data_), ends) << "woken by the last byte of every segment";
     }
   }
   EXPECT_EQ(Losses().overruns, 0u);
@@ -229,14 +229,14 @@ TEST_F(RingTest, GoesRoundForAReaderThatNeverLocks) {
   EXPECT_EQ(ring[300], static_cast<BYTE>(2 * kRing + 300)) << "the oldest data is overwritten";
 }
 
-TEST_F(RingTest, WhatIsNotUnlockedStaysAndTheRestWaits) {
+TEST_F(RingTest, WhatIsNotUnlockedIsNotOverwrittenAndTheRestWaits) {
   StartWithSegments();
   Feed(250);
   ASSERT_EQ(Lock(0, 200), DS_OK);
   const auto* const part = static_cast<const BYTE*>(parts_[0]);
-  for (const DWORD bytes : {300u, 1u, 1000u, 57u}) Feed(bytes);  // in one piece or little by little
+  for (const DWORD bytes : {300u, 1u, 1000u, 57u}) Feed(bytes);  // in long and short pieces
   Read();
-  EXPECT_EQ(position_, kRing - 1) << "not round to the reader from behind";
+  EXPECT_EQ(position_, kRing - 1) << "one block before what is not unlocked";
   heard_.assign(part, part + 200);
   EXPECT_EQ(buffer_->Unlock(parts_[0], 200, nullptr, 0), DS_OK);
   drained_ = 200;
@@ -246,7 +246,7 @@ TEST_F(RingTest, WhatIsNotUnlockedStaysAndTheRestWaits) {
   EXPECT_EQ(Losses().overruns, 0u);
 }
 
-TEST_F(RingTest, AFullBacklogLosesOneRingAtATimeAndTellsWhere) {
+TEST_F(RingTest, AFullBacklogLosesOneRingAtATimeAndReportsWhere) {
   constexpr DWORD kBacklog = platform::detail::kBacklogTime.count() * 8000;
   StartWithSegments();
   Feed(kSegment, 5);
@@ -254,7 +254,7 @@ TEST_F(RingTest, AFullBacklogLosesOneRingAtATimeAndTellsWhere) {
   EXPECT_TRUE(Losses().estimated);
   buffer_->Stop();
   StartWithSegments();
-  // The ring takes all but a block. What is over then drives out whole rings, whatever the pieces.
+  // The ring takes all but a block. Every excess of the backlog then discards a ring's length.
   script_.next = 0;
   Feed(kRing - 1);
   for (int piece = 0; piece < 10; ++piece) Feed(kBacklog / 10);
@@ -274,14 +274,14 @@ TEST_F(RingTest, AFullBacklogLosesOneRingAtATimeAndTellsWhere) {
   EXPECT_EQ(heard_, expected);
 }
 
-TEST_F(RingTest, ADeviceThatIsGoneShowsOnceItsWholeSegmentsAreRead) {
-  for (int run = 1; run <= 2; ++run) {  // the reader is known to lock in the second
-    script_.gone = false;
+TEST_F(RingTest, AFailedDeviceIsReportedOnceItsFullSegmentsAreRead) {
+  for (int run = 1; run <= 2; ++run) {  // in the second the reader has locked before
+    script_.failed = false;
     script_.next = 0;
     StartWithSegments();
     Feed(2 * kRing + 30);
-    script_.Set(script_.gone);
-    ASSERT_EQ(WaitForSingleObject(stop_, 10000), WAIT_OBJECT_0) << "it has stopped";
+    script_.Set(script_.failed);
+    ASSERT_EQ(WaitForSingleObject(stop_, 10000), WAIT_OBJECT_0) << "the capture has stopped";
     HRESULT result = DS_OK;
     while (result == DS_OK && WaitForSingleObject(data_, 10000) == WAIT_OBJECT_0) result = Drain();
     EXPECT_EQ(result, DSERR_NODRIVER);
@@ -292,11 +292,11 @@ TEST_F(RingTest, ADeviceThatIsGoneShowsOnceItsWholeSegmentsAreRead) {
   }
 }
 
-TEST_F(RingTest, ADeviceThatIsGoneShowsAtTheSecondLookOfAReaderWithoutPoints) {
+TEST_F(RingTest, AFailedDeviceIsReportedAtTheSecondReadOfAReaderWithoutPoints) {
   ASSERT_EQ(Notify({{DSBPN_OFFSETSTOP, stop_}}), DS_OK);
   ASSERT_EQ(buffer_->Start(DSCBSTART_LOOPING), DS_OK);
   Feed(10);
-  script_.Set(script_.gone);
+  script_.Set(script_.failed);
   ASSERT_EQ(WaitForSingleObject(stop_, 10000), WAIT_OBJECT_0);
   EXPECT_EQ(Read(), DS_OK);
   EXPECT_EQ(Read(), DSERR_NODRIVER);
@@ -319,7 +319,7 @@ TEST_F(RingTest, LockSplitsAtTheEndAndWrongArgumentsAreRefused) {
   EXPECT_EQ(Notify({{0, data_}}), DSERR_INVALIDCALL);
 }
 
-TEST_F(RingTest, IsOneToADeviceAndLivesAsLongAsAnyOfItsInterfaces) {
+TEST_F(RingTest, IsTheDevicesOnlyOneAndExistsAsLongAsAnyOfItsInterfaces) {
   const auto made = [this](WORD bits, DWORD bytes) {
     HRESULT result = DS_OK;
     MakeBuffer(device_.get(), Pcm(1, 8000, bits), bytes, &result);
@@ -336,10 +336,10 @@ TEST_F(RingTest, IsOneToADeviceAndLivesAsLongAsAnyOfItsInterfaces) {
   EXPECT_EQ(script_.stops, 1);
   for (const DWORD bytes : {0u, 3u, 0x10000000u}) EXPECT_EQ(made(16, bytes), DSERR_INVALIDPARAM);
   for (const WORD bits : {WORD{12}, WORD{32}}) EXPECT_EQ(made(bits, kRing), DSERR_BADFORMAT);
-  EXPECT_EQ(made(16, kRing), DS_OK) << "no refusal has kept the device";
-  EXPECT_TRUE(script_.alive);
+  EXPECT_EQ(made(16, kRing), DS_OK) << "a refusal leaves the device free";
+  EXPECT_TRUE(script_.exists);
   device_.reset();
-  EXPECT_FALSE(script_.alive);
+  EXPECT_FALSE(script_.exists);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// What the layer promises beyond the published calls: of handles that are none, of threads, and of their end:
-// when that is told, what becomes of their mutexes, and what happens when memory is too short to notice it.
+// What the layer promises beyond the published calls: handles that are not open, threads, and their end: when
+// it is signalled, what happens to their mutexes, and what when memory is too short to notice it.
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -26,7 +26,7 @@ HANDLE NewMutex() {
   return CreateMutexA(nullptr, FALSE, nullptr);
 }
 
-/// What a host has done with its mutexes when one of its threads ends.
+/// What a host does with its mutexes when one of its threads ends.
 struct Host {
   Handle mutex{NewMutex()};
   Handle left{NewMutex()};
@@ -38,9 +38,9 @@ void EndInHost(void* given) {
   WaitForSingleObject(host.left, 0);
 }
 
-TEST(ThreadEnd, ComesBehindWhatTheHostHasDoneThen) {
+TEST(ThreadEnd, IsSignalledAfterTheHostsOwnDestructors) {
   Host host;
-  WaitForSingleObject(host.mutex, 0);  // the layer's own key comes first, and its turn too
+  WaitForSingleObject(host.mutex, 0);  // the layer's own key is made first: its destructor runs first
   ReleaseMutex(host.mutex);
   pthread_key_t key = 0;
   pthread_key_create(&key, EndInHost);
@@ -59,7 +59,7 @@ TEST(ThreadEnd, ComesBehindWhatTheHostHasDoneThen) {
   pthread_key_delete(key);
 }
 
-TEST(Handle, RefusesWhatIsNotOpenAndCallsThatAreNotThere) {
+TEST(Handle, RefusesWhatIsNotOpenAndWaitsThatAreNotSupported) {
   int local = 0;
   const HANDLE stale = NewEvent();
   EXPECT_TRUE(CloseHandle(stale));
@@ -76,7 +76,7 @@ TEST(Handle, RefusesWhatIsNotOpenAndCallsThatAreNotThere) {
   EXPECT_EQ(MsgWaitForMultipleObjects(1, &event.value, TRUE, 0, QS_ALLEVENTS), WAIT_FAILED);
 }
 
-TEST(Handle, ClosesUnderAWaitThatGoesOn) {
+TEST(Handle, ClosesDuringAWaitThatContinues) {
   const HANDLE mutex = NewMutex();
   std::optional<Sleeper> sleeper;
   std::thread owner([&] {  // one of the host's own
@@ -88,8 +88,8 @@ TEST(Handle, ClosesUnderAWaitThatGoesOn) {
   EXPECT_EQ(sleeper->Result(), WAIT_ABANDONED);
 }
 
-TEST(Thread, HasItsStackAndNoSignalsAndEndsInTheMiddleWithItsObjectsDestroyed) {
-  for (const unsigned size : {1u, 32u << 20}) {  // so small a stack is made to do
+TEST(Thread, HasItsStackAndNoSignalsAndDestroysItsObjectsWhenItEndsItself) {
+  for (const unsigned size : {1u, 32u << 20}) {  // so small a stack is raised
     auto object = std::make_shared<int>();
     const std::weak_ptr<int> left = object;
     sigset_t during, after;

@@ -1,4 +1,4 @@
-// Events, mutexes, threads and waits, as published. What is the layer's own is in sync_layer_test.cpp.
+// Events, mutexes, threads and waits, as published. What only the layer promises is in sync_layer_test.cpp.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -35,7 +35,7 @@ TEST(Event, PassesOneWaitWhenAutomaticAndAllWhenManual) {
     Sleeper first(event);
     Sleeper second(event, manual ? kLong : 100);
     SetEvent(event);
-    if (manual) ResetEvent(event);             // too late to take it back
+    if (manual) ResetEvent(event);             // too late for those who wait
     EXPECT_EQ(first.Result(), WAIT_OBJECT_0);  // who came first is served first
     EXPECT_EQ(second.Result(), next);
   }
@@ -89,7 +89,7 @@ TEST(Mutex, IsAbandonedByAnyThreadThatEndsWithIt) {
     ASSERT_EQ(WaitForSingleObject(thread, kLong), WAIT_OBJECT_0);
     EXPECT_EQ(WaitAny({second, first}, 0), WAIT_ABANDONED_0);
     EXPECT_EQ(WaitForSingleObject(first, 0), WAIT_ABANDONED);
-    EXPECT_EQ(WaitForSingleObject(first, 0), WAIT_OBJECT_0);  // told once
+    EXPECT_EQ(WaitForSingleObject(first, 0), WAIT_OBJECT_0);  // reported once
     for (const HANDLE mutex : {first.value, first.value, second.value}) EXPECT_TRUE(ReleaseMutex(mutex));
   }
 }

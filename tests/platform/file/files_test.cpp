@@ -1,5 +1,5 @@
-// Plain files, the search for one and private heaps, and what the layer promises of them beyond the published
-// calls.
+// Files without a buffer, the search for one and private heaps, and what the layer promises of them beyond
+// the published calls.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -73,7 +73,7 @@ bool OpensAboveTheStandardFiles(const TempFolder& folder) {
          mmioClose(buffered, 0) == 0 && CloseHandle(plain) && OpenFiles(folder.Path()) == 0;
 }
 
-TEST(Files, NeverTakeThePlaceOfAStandardOne) {
+TEST(Files, NeverGetADescriptorOfTheStandardOnes) {
   const TempFolder folder;
   const pid_t child = fork();
   if (child == 0) _exit(OpensAboveTheStandardFiles(folder) ? 0 : 1);
@@ -82,7 +82,7 @@ TEST(Files, NeverTakeThePlaceOfAStandardOne) {
   EXPECT_EQ(status, 0);
 }
 
-TEST(Files, TellTheSystemsCodeOfAFailureAlsoOfTheClose) {
+TEST(Files, ReportAFailureOfTheSystemAlsoOfTheClose) {
   const TempFolder folder;
   EXPECT_EQ(Create(folder.File("no/file")), INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ENOENT));

@@ -1,4 +1,4 @@
-// Multimedia file I/O. More of chunks, and of full disks, is seen where WAV files are read and written.
+// Multimedia file I/O. More tests of chunks and of full disks are those of the WAV files.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -38,7 +38,7 @@ class Mmio : public testing::Test {
 };
 
 TEST_F(Mmio, OpensFilesAlone) {
-  mkfifo(folder_.File("pipe").c_str(), 0600);  // opening it must not wait for its other end
+  mkfifo(folder_.File("pipe").c_str(), 0600);  // its opening must not wait for the other end
   for (const std::string& path :
        {folder_.Name(), folder_.File("missing/file"), std::string(10000, 'x'), folder_.File("pipe")}) {
     EXPECT_EQ(Open(path, kRead), nullptr) << path;
@@ -67,7 +67,7 @@ TEST_F(Mmio, ReadsAndWritesMayBeMixed) {
     if (writes) copy.replace(position, size, bytes);
     if (below(2) != 0) {
       ASSERT_TRUE(writes ? Write(file, bytes) == static_cast<LONG>(size) : Read(file, size) == bytes);
-    } else {  // through the record, byte by byte
+    } else {  // through the buffer, byte by byte
       MMIOINFO info;
       ASSERT_EQ(mmioGetInfo(file, &info, 0), 0u);
       for (const char each : bytes) {
@@ -87,7 +87,7 @@ TEST_F(Mmio, ReadsAndWritesMayBeMixed) {
   ASSERT_TRUE(std::ranges::equal(test::Load(path_), copy));
 }
 
-TEST_F(Mmio, RefusesARecordOfAnotherWindowAndThePositionThatReadsAsAFailure) {
+TEST_F(Mmio, RefusesAStructureOfAnotherBufferAndThePositionThatMeansFailure) {
   constexpr DWORD kFar = 0xF0000000;
   HMMIO const file = Create();
   MMIOINFO old;
@@ -103,7 +103,7 @@ TEST_F(Mmio, RefusesARecordOfAnotherWindowAndThePositionThatReadsAsAFailure) {
   EXPECT_EQ(mmioClose(file, 0), 0u);
 }
 
-TEST_F(Mmio, AChunkWalkEndsWhereTheHeaderDoesNotFitTheParent) {
+TEST_F(Mmio, AChunkSearchEndsWhereTheHeaderDoesNotFitTheParent) {
   HMMIO const file = Create();
   Write(file, {'w', 'a', 'n', 't', 0, 0, 0, 0});
   mmioSeek(file, 0, SEEK_SET);

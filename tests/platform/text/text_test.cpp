@@ -1,5 +1,5 @@
 // Debug messages, code pages and what depends on them. Built with the layer's text.cpp in it, since the
-// library keeps NativePath to itself.
+// library does not export NativePath.
 #include "platform/posix/text.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 namespace {
 
-TEST(DebugOutput, IsOverInASinkThatHasBeenReplaced) {
+TEST(DebugOutput, IsNotInASinkAnyMoreThatHasBeenReplaced) {
   static std::atomic<int> step{0};
   const auto receive = [](void*, const char*) {
     step = 1;
@@ -27,7 +27,8 @@ TEST(DebugOutput, IsOverInASinkThatHasBeenReplaced) {
     OutputDebugStringA("text");
   };
   platform::SetDebugSink(receive, nullptr);
-  std::thread first(talk, 0), second(talk, 30);  // the second finds a sink, and none when its turn comes
+  std::thread first(talk, 0),
+      second(talk, 30);  // the second finds a sink, but has to wait, and then finds none
   while (step == 0) std::this_thread::yield();
   platform::SetDebugSink(nullptr, nullptr);
   EXPECT_EQ(step, 2);
@@ -44,7 +45,7 @@ TEST(CodePage, FollowsTheLocaleOfTheEnvironment) {
   };
   for (const char* name : {"ja_JP.SJIS", "ja_JP.Shift_JIS", "ja_JP.shiftjis@x", "ja.cp932", "ja_JP.IBM-943",
                            "ja_JP.Windows-31J", "ja_JP.MS_Kanji", "ja_JP.PCK", "ja_JP.ibm932"})
-    expect(932, "", name, "C.UTF-8");  // what is empty says nothing
+    expect(932, "", name, "C.UTF-8");  // an empty variable does not count
   for (const char* name : {"C", "ja_JP.UTF-8", "ja_JP.eucJP", "ja_JP", "ja_JP.SJIS2", "ja_JP.SJ", "SJIS",
                            "ja_JP.UTF-8@SJIS", "ja_JP."})
     expect(65001, name, "ja_JP.SJIS", "ja_JP.SJIS");
@@ -57,7 +58,7 @@ TEST(NativePath, TurnsSeparatorsButNoSecondBytes) {
       // path, native in 932, native in UTF-8
       {R"(\\x\a/b\)", "//x/a/b/", "//x/a/b/"},
       {"\x83\x5C.wav", "\x83\x5C.wav", "\x83/.wav"},               // one character whose second byte is 0x5C
-      {"\x95\x5C\\\x95\x5C", "\x95\x5C/\x95\x5C", "\x95//\x95/"},  // and a separator behind it
+      {"\x95\x5C\\\x95\x5C", "\x95\x5C/\x95\x5C", "\x95//\x95/"},  // and a separator after it
       {"\x83\x83\x5C", "\x83\x83/", "\x83\x83/"},                  // second byte in the range of first ones
       {"\x83\x83\x83\x5C", "\x83\x83\x83\x5C", "\x83\x83\x83/"},
       {"\xB1\x5C\xA0\x5C\xFD\x5C", "\xB1/\xA0/\xFD/", "\xB1/\xA0/\xFD/"},  // single-byte characters
