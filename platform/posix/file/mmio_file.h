@@ -65,11 +65,16 @@ class MmioFile {
 
   char* WindowLimit() const noexcept { return storage_ ? storage_.get() + kBufferSize : nullptr; }
   char* RoomLimit() const noexcept;
+  bool FitsRoom(std::size_t count) const noexcept {
+    return count <= static_cast<std::size_t>(RoomLimit() - next_);
+  }
   bool Dirty() const noexcept { return dirtyBegin_ != dirtyEnd_; }
+  std::size_t DirtyBytes() const noexcept { return static_cast<std::size_t>(dirtyEnd_ - dirtyBegin_); }
   bool NeedStorage() noexcept;
   void Place(std::int64_t position) noexcept;
   bool Fill() noexcept;
   void MarkDirty(char* begin, char* end) noexcept;
+  std::int64_t WriteThrough(const char* data, std::size_t count) noexcept;
   std::size_t WriteDisk(const char* first, std::size_t firstCount, const char* second,
                         std::size_t secondCount, std::int64_t position) noexcept;
   std::int64_t ReadDisk(char* data, std::size_t count, std::int64_t position) noexcept;
