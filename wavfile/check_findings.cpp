@@ -107,7 +107,10 @@ class Checks {
       Report(chunk.id == kData ? "data-missing" : "fmt-missing", chunk.id, chunk.at, chunk.nameIs, chunk.id,
              Cure::kFourBytes);
     } else if (!IsText(chunk.id)) {
-      Report("chunk-name-odd", chunk.id, chunk.at, chunk.id, 0, Cure::kNone);
+      Report("chunk-name-odd", chunk.id, chunk.at, chunk.id, kJunk, Cure::kFourBytes);
+      // Some readers get no further; behind the sound it is nothing to them.
+      const Chunk* const data = map_.Find(kData);
+      if (data != nullptr && chunk.at > data->at) Soften(WavSeverity::kHarmless);
     }
     if (chunk.id != kData && chunk.size != chunk.stated) {
       const bool overruns = chunk.Payload() + chunk.stated > file_.Size();

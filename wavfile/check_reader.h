@@ -92,7 +92,8 @@ class FileReader {
   std::uint32_t Number(std::uint64_t offset, std::uint32_t bytes = 4) {
     std::uint8_t raw[4] = {};
     Read(offset, raw, bytes);
-    return raw[0] | raw[1] << 8 | raw[2] << 16 | static_cast<std::uint32_t>(raw[3]) << 24;
+    return std::uint32_t{raw[0]} | std::uint32_t{raw[1]} << 8 | std::uint32_t{raw[2]} << 16 |
+           std::uint32_t{raw[3]} << 24;
   }
 
  private:
