@@ -14,7 +14,7 @@ constexpr std::uint64_t kPlainHeader =
 
 class Checks {
  public:
-  Checks(FileReader& file, const WAVEFORMATEX* given, Diagnosis& diagnosis)
+  Checks(Reader& file, const WAVEFORMATEX* given, Diagnosis& diagnosis)
       : file_(file), d_(diagnosis), map_(diagnosis.map) {
     if (given != nullptr) given_ = PcmFormat(*given);
   }
@@ -261,7 +261,7 @@ class Checks {
     return !map_.chunks.empty() && map_.chunks.back().stated > map_.chunks.back().size;
   }
 
-  FileReader& file_;
+  Reader& file_;
   Diagnosis& d_;
   Map& map_;
   Format given_;
@@ -286,7 +286,7 @@ void Add(Findings& findings, const char* code, std::uint32_t chunk, std::uint64_
   findings.push_back({told, cure});
 }
 
-Diagnosis Diagnose(FileReader& file, const WAVEFORMATEX* given) {
+Diagnosis Diagnose(Reader& file, const WAVEFORMATEX* given) {
   Diagnosis diagnosis;
   Checks(file, given, diagnosis).Run();
   return diagnosis;

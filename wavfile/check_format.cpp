@@ -139,7 +139,7 @@ std::uint64_t FromOthers(const Format& f, const Field& field) {
 
 class FormatCheck {
  public:
-  FormatCheck(FileReader& file, const Chunk& chunk, const Format* given, Findings& findings)
+  FormatCheck(Reader& file, const Chunk& chunk, const Format* given, Findings& findings)
       : file_(file), chunk_(chunk), given_(given), findings_(findings) {}
 
   Format Run() {
@@ -354,7 +354,7 @@ class FormatCheck {
     if (readable) findings_.back().told.severity = WavSeverity::kHarmless;
   }
 
-  FileReader& file_;
+  Reader& file_;
   const Chunk& chunk_;
   const Format* given_;
   Findings& findings_;
@@ -365,7 +365,7 @@ class FormatCheck {
 
 }  // namespace
 
-Format CheckFormat(FileReader& file, const Chunk& chunk, const Format* given, Findings& findings) {
+Format CheckFormat(Reader& file, const Chunk& chunk, const Format* given, Findings& findings) {
   return FormatCheck(file, chunk, given, findings).Run();
 }
 
