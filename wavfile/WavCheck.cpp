@@ -1,5 +1,7 @@
 #include "wavfile/WavCheck.h"
 
+#include <memory>
+
 #include "wavfile/check_codes.h"
 #include "wavfile/check_copy.h"
 #include "wavfile/check_findings.h"
@@ -13,28 +15,87 @@ namespace {
 
 constexpr std::int32_t kRepaired = 1, kNothingToRepair = 2, kRefused = 0, kFailed = -1;
 
-// Whether the repair leaves nothing that is worse than harmless.
-bool CanRepair(const Diagnosis& diagnosis, bool byCopy) {
-  if (diagnosis.map.Find(kData) == nullptr) return false;
-  return std::all_of(diagnosis.findings.begin(), diagnosis.findings.end(), [&](const Finding& finding) {
-    if (finding.cure == Cure::kCopy) return byCopy;
-    return finding.cure != Cure::kNone || finding.told.severity == WavSeverity::kHarmless;
-  });
-}
-
-bool WriteInPlace(const char* path, const Findings& findings) {
+bool WriteInPlace(const char* path, const Findings& changes) {
   FileHandle file;
   if (!file.Open(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, OPEN_EXISTING)) return false;
-  for (const Finding& finding : findings) {
-    if (finding.cure == Cure::kNone) continue;
+  for (const Finding& change : changes) {
     std::uint8_t bytes[4];
-    for (int i = 0; i < 4; ++i) bytes[i] = static_cast<std::uint8_t>(finding.told.expected >> (8 * i));
-    const std::uint32_t count = finding.cure == Cure::kTwoBytes ? 2 : 4;
-    if (!file.Seek(static_cast<std::uint32_t>(finding.told.offset)) || !file.Write(bytes, count))
+    for (int i = 0; i < 4; ++i) bytes[i] = static_cast<std::uint8_t>(change.told.expected >> (8 * i));
+    if (!file.Seek(static_cast<std::uint32_t>(change.told.offset)) ||
+        !file.Write(bytes, Width(change.cure))) {
       return false;
+    }
   }
   return file.Close();
 }
+
+// One repair: the changes are tried in memory, and written only when a check of the result finds nothing that
+// is worse than harmless.
+class Repair {
+ public:
+  Repair(FileReader& file, const WavRepair& how) : file_(file), how_(how), edited_(file) {
+    if (how.format != nullptr) given_ = PcmFormat(*how.format);
+  }
+
+  std::int32_t Plan() {
+    diagnosis_ = Diagnose(file_, how_.format);
+    if (diagnosis_.IsHarmless()) return kNothingToRepair;
+    // A change can bring to light what it was hidden by.
+    constexpr int kMostRounds = 4;
+    for (int round = 0; round < kMostRounds; ++round) {
+      if (!CanRepair()) return kRefused;
+      const bool byCopy = TakeChanges();
+      if (byCopy) return PlanCopy();
+      diagnosis_ = Diagnose(edited_, how_.format);
+      if (diagnosis_.IsHarmless()) return how_.copyTo != nullptr ? PlanCopy() : kRepaired;
+    }
+    return kRefused;
+  }
+
+  bool Write(const char* path) {
+    if (copy_ != nullptr) return copy_->WriteTo(how_.copyTo);
+    file_.Close();
+    return WriteInPlace(path, changes_);
+  }
+
+  std::uint64_t Frames() const { return diagnosis_.frames; }
+  const Findings& Changes() const { return changes_; }
+
+ private:
+  bool CanRepair() const {
+    if (diagnosis_.map.Find(kData) == nullptr) return false;
+    return std::all_of(
+        diagnosis_.findings.begin(), diagnosis_.findings.end(), [this](const Finding& finding) {
+          if (finding.cure == Cure::kCopy) return how_.copyTo != nullptr;
+          return finding.cure != Cure::kNone || finding.told.severity == WavSeverity::kHarmless;
+        });
+  }
+
+  // Whether a copy has to make some of them.
+  bool TakeChanges() {
+    bool byCopy = false;
+    for (const Finding& finding : diagnosis_.findings) {
+      if (finding.cure != Cure::kNone) changes_.push_back(finding);
+      if (finding.cure == Cure::kCopy) byCopy = true;
+    }
+    edited_.Edit(diagnosis_.findings);
+    return byCopy;
+  }
+
+  std::int32_t PlanCopy() {
+    copy_ = std::make_unique<CopyReader>(edited_, diagnosis_, given_);
+    diagnosis_ = Diagnose(*copy_, how_.format);
+    return diagnosis_.IsHarmless() ? kRepaired : kRefused;
+  }
+
+  FileReader& file_;
+  const WavRepair& how_;
+  Format given_;
+  EditedReader edited_;
+  Diagnosis diagnosis_;
+  Findings changes_;
+  std::unique_ptr<CopyReader> copy_;
+};
 
 }  // namespace
 
@@ -73,22 +134,14 @@ std::int32_t RepairWavFile(const char* path, const WavRepair& how, WavFindingSin
   FileReader file;
   // Not with FILE_SHARE_WRITE: so a copy onto the file itself is refused.
   if (!file.Open(path, FILE_SHARE_READ)) return kFailed;
-  const Diagnosis diagnosis = Diagnose(file, how.format);
+  Repair repair(file, how);
+  const std::int32_t result = repair.Plan();
   if (file.HasFailed()) return kFailed;
-  const bool whole = diagnosis.IsHarmless();
-  if (!whole && !CanRepair(diagnosis, how.copyTo != nullptr)) return kRefused;
-  if (frames != nullptr) *frames = diagnosis.frames;
-  if (whole) return kNothingToRepair;
-  if (!how.dryRun) {
-    const Format given = how.format != nullptr ? PcmFormat(*how.format) : Format{};
-    if (how.copyTo == nullptr) file.Close();
-    if (!(how.copyTo != nullptr ? WriteCopy(file, diagnosis, given, how.copyTo)
-                                : WriteInPlace(path, diagnosis.findings))) {
-      return kFailed;
-    }
-  }
-  for (const Finding& finding : diagnosis.findings) {
-    if (changes != nullptr && finding.cure != Cure::kNone) changes(context, finding.told);
+  if (frames != nullptr && result != kRefused) *frames = repair.Frames();
+  if (result != kRepaired) return result;
+  if (!how.dryRun && !repair.Write(path)) return kFailed;
+  for (const Finding& change : repair.Changes()) {
+    if (changes != nullptr) changes(context, change.told);
   }
   return kRepaired;
 } catch (...) {

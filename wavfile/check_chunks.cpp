@@ -18,7 +18,7 @@ constexpr std::uint32_t kKnownNames[] = {
 
 class Walk {
  public:
-  Walk(FileReader& file, Map& map) : file_(file), map_(map) {}
+  Walk(Reader& file, Map& map) : file_(file), map_(map) {}
 
   // Lists chunks from an offset on, up to "data". False when there is none, or a chunk leads nowhere.
   bool To(std::uint64_t at) {
@@ -87,12 +87,12 @@ class Walk {
     return 0;
   }
 
-  FileReader& file_;
+  Reader& file_;
   Map& map_;
 };
 
 // A file whose first bytes are lost is known by its "fmt " chunk.
-void FindStart(FileReader& file, Map& map) {
+void FindStart(Reader& file, Map& map) {
   map.start = 12;
   map.startLost = true;
   if (LooksLikeFormat(file, ChunkAt(file, 12))) return;
@@ -131,7 +131,7 @@ bool IsText(std::uint32_t id) {
   return true;
 }
 
-bool LooksLikeFormat(FileReader& file, const Chunk& chunk) {
+bool LooksLikeFormat(Reader& file, const Chunk& chunk) {
   const std::uint64_t at = chunk.Payload();
   const std::uint32_t channels = file.Number(at + 2, 2), rate = file.Number(at + 4);
   const std::uint32_t byteRate = file.Number(at + 8), block = file.Number(at + 12, 2);
@@ -139,12 +139,12 @@ bool LooksLikeFormat(FileReader& file, const Chunk& chunk) {
          channels <= 256 && rate > 0 && block > 0 && byteRate > 0 && byteRate / block <= rate;
 }
 
-Chunk ChunkAt(FileReader& file, std::uint64_t at) {
+Chunk ChunkAt(Reader& file, std::uint64_t at) {
   const std::uint32_t id = file.Number(at), size = file.Number(at + 4);
   return {at, id, id, size, size, false};
 }
 
-void FindPad(FileReader& file, Chunk& chunk) {
+void FindPad(Reader& file, Chunk& chunk) {
   chunk.padded = false;
   const std::uint64_t end = chunk.PayloadEnd();
   if (chunk.size % 2 == 0 || end >= file.Size()) return;
@@ -152,7 +152,7 @@ void FindPad(FileReader& file, Chunk& chunk) {
   chunk.padded = !isName(file.Number(end)) || isName(file.Number(end + 1));
 }
 
-Map FindChunks(FileReader& file) {
+Map FindChunks(Reader& file) {
   Map map;
   map.first = file.Number(0);
   map.riffSize = file.Number(4);

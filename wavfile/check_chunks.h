@@ -48,21 +48,21 @@ bool IsKnownName(std::uint32_t id);
 /// Whether all its letters are printable.
 bool IsText(std::uint32_t id);
 /// Whether the chunk has a sensible format.
-bool LooksLikeFormat(FileReader& file, const Chunk& chunk);
+bool LooksLikeFormat(Reader& file, const Chunk& chunk);
 
 /// Lists the chunks up to and with "data", whose size is still the stated one. Chunks with wrong sizes get
 /// the right ones; a lost "fmt " or "data" is known again by what is left of its name.
-Map FindChunks(FileReader& file);
+Map FindChunks(Reader& file);
 
 /// Decides how long the sound is, and lists the chunks behind it.
-void SettleData(FileReader& file, Map& map);
+void SettleData(Reader& file, Map& map);
 
 // For these two:
 
 /// @return the chunk whose header lies at an offset, with the size that it states
-Chunk ChunkAt(FileReader& file, std::uint64_t at);
+Chunk ChunkAt(Reader& file, std::uint64_t at);
 /// Sets whether the chunk has a pad byte: not where the next name begins at once, nor at the file's end.
-void FindPad(FileReader& file, Chunk& chunk);
+void FindPad(Reader& file, Chunk& chunk);
 inline constexpr std::size_t kMostChunks = 1024;  // that are looked at
 
 }  // namespace cmm::check

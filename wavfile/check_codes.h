@@ -26,7 +26,7 @@ inline constexpr Code kCodes[] = {
     {"chunk-overruns", WavSeverity::kWrong, "A chunk is larger than the rest of the file."},
     {"chunk-size-wrong", WavSeverity::kWrong, "A chunk does not end where the next one begins."},
     {"chunk-no-pad", WavSeverity::kWrong, "A chunk of odd size has no pad byte."},
-    {"chunk-name-odd", WavSeverity::kHarmless, "The name of a chunk is no text."},
+    {"chunk-name-odd", WavSeverity::kWrong, "The name of a chunk is no text."},
     {"chunks-too-many", WavSeverity::kHarmless, "There are more chunks than are looked at."},
     {"fmt-missing", WavSeverity::kUnreadable, "There is no \"fmt \" chunk."},
     {"fmt-twice", WavSeverity::kWrong, "There is a second \"fmt \" chunk."},

@@ -13,7 +13,7 @@ constexpr std::size_t kMostInTail = 64;              // chunks that close a file
 
 class Sound {
  public:
-  Sound(FileReader& file, Map& map)
+  Sound(Reader& file, Map& map)
       : file_(file),
         map_(map),
         data_(map.chunks.back()),
@@ -186,7 +186,7 @@ class Sound {
     }
   }
 
-  FileReader& file_;
+  Reader& file_;
   Map& map_;
   Chunk data_;
   std::uint64_t first_;
@@ -195,7 +195,7 @@ class Sound {
 
 }  // namespace
 
-void SettleData(FileReader& file, Map& map) {
+void SettleData(Reader& file, Map& map) {
   Sound(file, map).Settle();
 }
 

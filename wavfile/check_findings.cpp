@@ -14,7 +14,7 @@ constexpr std::uint64_t kPlainHeader =
 
 class Checks {
  public:
-  Checks(FileReader& file, const WAVEFORMATEX* given, Diagnosis& diagnosis)
+  Checks(Reader& file, const WAVEFORMATEX* given, Diagnosis& diagnosis)
       : file_(file), d_(diagnosis), map_(diagnosis.map) {
     if (given != nullptr) given_ = PcmFormat(*given);
   }
@@ -107,7 +107,10 @@ class Checks {
       Report(chunk.id == kData ? "data-missing" : "fmt-missing", chunk.id, chunk.at, chunk.nameIs, chunk.id,
              Cure::kFourBytes);
     } else if (!IsText(chunk.id)) {
-      Report("chunk-name-odd", chunk.id, chunk.at, chunk.id, 0, Cure::kNone);
+      Report("chunk-name-odd", chunk.id, chunk.at, chunk.id, kJunk, Cure::kFourBytes);
+      // Some readers get no further; behind the sound it is nothing to them.
+      const Chunk* const data = map_.Find(kData);
+      if (data != nullptr && chunk.at > data->at) Soften(WavSeverity::kHarmless);
     }
     if (chunk.id != kData && chunk.size != chunk.stated) {
       const bool overruns = chunk.Payload() + chunk.stated > file_.Size();
@@ -258,7 +261,7 @@ class Checks {
     return !map_.chunks.empty() && map_.chunks.back().stated > map_.chunks.back().size;
   }
 
-  FileReader& file_;
+  Reader& file_;
   Diagnosis& d_;
   Map& map_;
   Format given_;
@@ -283,7 +286,7 @@ void Add(Findings& findings, const char* code, std::uint32_t chunk, std::uint64_
   findings.push_back({told, cure});
 }
 
-Diagnosis Diagnose(FileReader& file, const WAVEFORMATEX* given) {
+Diagnosis Diagnose(Reader& file, const WAVEFORMATEX* given) {
   Diagnosis diagnosis;
   Checks(file, given, diagnosis).Run();
   return diagnosis;

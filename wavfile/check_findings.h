@@ -16,6 +16,11 @@ enum class Cure {
   kCopy,  // by a copy, in which the chunks are put together anew
 };
 
+/// @return the bytes that are written
+inline std::uint32_t Width(Cure cure) {
+  return cure == Cure::kTwoBytes ? 2 : cure == Cure::kFourBytes ? 4 : 0;
+}
+
 struct Finding {
   WavFinding told;
   Cure cure;
@@ -37,6 +42,6 @@ void Add(Findings& findings, const char* code, std::uint32_t chunk, std::uint64_
          std::uint64_t expected, Cure cure);
 
 /// @param given the caller's format; may be null
-Diagnosis Diagnose(FileReader& file, const WAVEFORMATEX* given);
+Diagnosis Diagnose(Reader& file, const WAVEFORMATEX* given);
 
 }  // namespace cmm::check

@@ -117,7 +117,6 @@ constexpr Field kBlock = {&Format::block, 12, Cure::kTwoBytes, "block-align-wron
 constexpr Field kChannels = {&Format::channels, 2, Cure::kTwoBytes, "channels-zero", "channels-wrong"};
 constexpr Field kRate = {&Format::rate, 4, Cure::kFourBytes, "rate-zero", "rate-wrong"};
 constexpr Field kBits = {&Format::bits, 14, Cure::kTwoBytes, "bits-wrong", "bits-wrong"};
-constexpr Field kTag = {&Format::tag, 0, Cure::kTwoBytes, "tag-unknown", "tag-wrong"};
 constexpr Field kFrames = {&Format::framesPerBlock, 18, Cure::kTwoBytes, "block-frames-wrong",
                            "block-frames-wrong"};
 constexpr Field kFields[] = {kByteRate, kBlock, kChannels, kRate, kBits, kFrames};
@@ -140,7 +139,7 @@ std::uint64_t FromOthers(const Format& f, const Field& field) {
 
 class FormatCheck {
  public:
-  FormatCheck(FileReader& file, const Chunk& chunk, const Format* given, Findings& findings)
+  FormatCheck(Reader& file, const Chunk& chunk, const Format* given, Findings& findings)
       : file_(file), chunk_(chunk), given_(given), findings_(findings) {}
 
   Format Run() {
@@ -173,7 +172,7 @@ class FormatCheck {
   }
 
   void Report(const Field& field, std::uint64_t expected, Cure cure) {
-    const std::uint32_t found = field.value == &Format::tag ? tag_ : f_.*field.value;
+    const std::uint32_t found = f_.*field.value;
     Add(findings_, found == 0 ? field.zero : field.wrong, kFormat, chunk_.Payload() + field.offset, found,
         expected, cure);
     if (found == 0) findings_.back().told.severity = WavSeverity::kUnreadable;
@@ -355,7 +354,7 @@ class FormatCheck {
     if (readable) findings_.back().told.severity = WavSeverity::kHarmless;
   }
 
-  FileReader& file_;
+  Reader& file_;
   const Chunk& chunk_;
   const Format* given_;
   Findings& findings_;
@@ -366,7 +365,7 @@ class FormatCheck {
 
 }  // namespace
 
-Format CheckFormat(FileReader& file, const Chunk& chunk, const Format* given, Findings& findings) {
+Format CheckFormat(Reader& file, const Chunk& chunk, const Format* given, Findings& findings) {
   return FormatCheck(file, chunk, given, findings).Run();
 }
 

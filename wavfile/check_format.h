@@ -21,7 +21,7 @@ struct Format {
 /// Reports what is wrong with the chunk's fields.
 /// @param given the caller's format, for fields that cannot be told from the others; may be null
 /// @return the format with the right fields; with a block of 0 when that is not known
-Format CheckFormat(FileReader& file, const Chunk& chunk, const Format* given, Findings& findings);
+Format CheckFormat(Reader& file, const Chunk& chunk, const Format* given, Findings& findings);
 
 /// @return the fields of a PCM format; a block of 0 when it cannot be written
 Format PcmFormat(const WAVEFORMATEX& wanted);

@@ -56,23 +56,21 @@ class FileHandle {
   HANDLE file_ = INVALID_HANDLE_VALUE;
 };
 
-class FileReader {
+/// Bytes with offsets, read through a small buffer: a file, or what a repair would make of one.
+class Reader {
  public:
-  /// @param share FILE_SHARE_READ, or with FILE_SHARE_WRITE
-  bool Open(const char* path, DWORD share) {
-    if (path == nullptr || !file_.Open(path, GENERIC_READ, share, OPEN_EXISTING)) return false;
-    const std::uint32_t end = file_.End();
-    tooLarge_ = end == INVALID_SET_FILE_POINTER;
-    size_ = tooLarge_ ? kHeaderOfLarge : end;
-    return true;
-  }
-  void Close() { file_.Close(); }
-  bool IsTooLarge() const { return tooLarge_; }
-  /// A call since Open could not read what the file has.
-  bool HasFailed() const { return failed_; }
-  std::uint64_t Size() const { return size_; }
+  Reader() = default;
+  virtual ~Reader() = default;
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
 
-  /// Reads from an offset. @return false, and zeros, when the file does not have all of it
+  std::uint64_t Size() const { return size_; }
+  /// Whether the bytes are the first of a file whose size no position can tell.
+  bool IsTooLarge() const { return tooLarge_; }
+  /// A call could not read what there is.
+  bool HasFailed() const { return failed_; }
+
+  /// Reads from an offset. @return false, and zeros, when there is not all of it
   bool Read(std::uint64_t offset, void* to, std::uint32_t bytes) {
     auto* out = static_cast<char*>(to);
     std::memset(out, 0, bytes);
@@ -88,35 +86,64 @@ class FileReader {
     }
     return true;
   }
-  /// @return a little-endian number; 0 when it lies behind the file's end
+  /// @return a little-endian number; 0 when it lies behind the end
   std::uint32_t Number(std::uint64_t offset, std::uint32_t bytes = 4) {
     std::uint8_t raw[4] = {};
     Read(offset, raw, bytes);
-    return raw[0] | raw[1] << 8 | raw[2] << 16 | static_cast<std::uint32_t>(raw[3]) << 24;
+    return std::uint32_t{raw[0]} | std::uint32_t{raw[1]} << 8 | std::uint32_t{raw[2]} << 16 |
+           std::uint32_t{raw[3]} << 24;
   }
+
+ protected:
+  /// Reads bytes that there are into the buffer.
+  virtual bool Fetch(std::uint64_t start, char* to, std::uint32_t bytes) = 0;
+  /// Says how many bytes there are; what the buffer holds is forgotten.
+  void SetSize(std::uint64_t size) {
+    size_ = size;
+    held_ = 0;
+  }
+  bool tooLarge_ = false;
 
  private:
   static constexpr std::uint32_t kBlock = 4096;
-  static constexpr std::uint32_t kHeaderOfLarge = 12;  // bytes that are looked at in a file that is too large
 
-  // Makes the buffer hold the block at that offset, which begins within the file.
+  // Makes the buffer hold the block at that offset, which begins before the end.
   bool Load(std::uint64_t start) {
     if (held_ > 0 && start == start_) return true;
     const auto bytes = static_cast<std::uint32_t>(std::min<std::uint64_t>(kBlock, size_ - start));
-    const bool read = !failed_ && file_.Seek(static_cast<std::uint32_t>(start)) && file_.Read(buffer_, bytes);
+    const bool read = !failed_ && Fetch(start, buffer_, bytes);
     held_ = read ? bytes : 0;
     start_ = start;
     if (!read) failed_ = true;
     return read;
   }
 
-  FileHandle file_;
   std::uint64_t size_ = 0;
-  bool tooLarge_ = false;
   bool failed_ = false;
   std::uint64_t start_ = 0;
   std::uint32_t held_ = 0;
   char buffer_[kBlock];
+};
+
+class FileReader final : public Reader {
+ public:
+  /// @param share FILE_SHARE_READ, or with FILE_SHARE_WRITE
+  bool Open(const char* path, DWORD share) {
+    if (path == nullptr || !file_.Open(path, GENERIC_READ, share, OPEN_EXISTING)) return false;
+    const std::uint32_t end = file_.End();
+    tooLarge_ = end == INVALID_SET_FILE_POINTER;
+    constexpr std::uint32_t kLookedAt = 12;  // bytes of a file that is too large
+    SetSize(tooLarge_ ? kLookedAt : end);
+    return true;
+  }
+  void Close() { file_.Close(); }
+
+ private:
+  bool Fetch(std::uint64_t start, char* to, std::uint32_t bytes) override {
+    return file_.Seek(static_cast<std::uint32_t>(start)) && file_.Read(to, bytes);
+  }
+
+  FileHandle file_;
 };
 
 }  // namespace cmm::check
