@@ -1,6 +1,7 @@
 #include "tools/conversion.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 #include <vector>
 
@@ -51,6 +52,14 @@ void CheckRoom(const Conversion& conversion, const std::vector<Pass>& passes) {
   CheckSpace(conversion.target, bytes);
 }
 
+// What is left until @p end, as far as @p most, in whole blocks: where the header does not say where the sound
+// ends, nothing may be read past it.
+std::uint32_t BytesLeft(CMMWav& source, const WAVEFORMATEX& format, double end, std::uint32_t most) {
+  const double left = std::round((end - source.GetNowTime()) * format.nAvgBytesPerSec);
+  const double blocks = std::ceil(std::max(left, 1.0) / format.nBlockAlign);
+  return static_cast<std::uint32_t>(std::min<double>(blocks * format.nBlockAlign, most));
+}
+
 // @param show is told the fraction that is done
 template <class Show>
 void Run(const std::string& from, const Pass& pass, const Sink& sink, Show show) {
@@ -70,7 +79,7 @@ void Run(const std::string& from, const Pass& pass, const Sink& sink, Show show)
     CheckStop();
     show(source.GetNowTime() / end);
     std::uint32_t made = 0;
-    if (source.Convert(bytes, &made) != 1) {
+    if (source.Convert(BytesLeft(source, format, end, bytes), &made) != 1) {
       throw Failure(from + ": it cannot be converted to its end; is it cut short?");
     }
     sink(output, made);

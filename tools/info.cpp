@@ -69,7 +69,8 @@ bool ShowFindings(const std::string& name) {
     std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
     return false;
   }
-  std::printf("%s: %s\n", name.c_str(), findings.empty() ? "nothing found" : "");
+  const std::string count = findings.empty() ? "nothing" : std::to_string(findings.size()) + " finding(s)";
+  std::printf("%s: %s\n", name.c_str(), count.c_str());
   for (const cmm::WavFinding& finding : findings) {
     std::printf("  %-10s  at %llu, %s: %s (%s; %llu", SeverityName(finding.severity),
                 static_cast<unsigned long long>(finding.offset), finding.chunk, cmm::CodeText(finding.code),

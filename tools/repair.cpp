@@ -107,6 +107,7 @@ std::string WhyRefused(const Repair& repair) {
   if (repair.copyTo.empty() && CanCopy(repair)) {
     return "only a copy of it can be repaired: name one with --output";
   }
+  if (BytesOf(repair.file) == 0) return "it is empty: nothing had been written yet";
   bool read = false;
   std::string why = "it cannot be repaired";
   for (const cmm::WavFinding& finding : Check(repair.file, &read)) {
@@ -215,7 +216,8 @@ void Tool(int argc, char** argv) {
   CLI::App app(
       "Makes damaged WAV files readable: recordings that were never finished, wrong sizes and format "
       "fields.\n"
-      "Only fields of the header are written, never a sample. Files without a fault stay as they are.",
+      "Only fields of the header are written, never a sample. Files without a fault stay as they are.\n"
+      "Do not repair a file that is still being recorded.",
       "cmm-repair");
   Options options;
   std::string format;

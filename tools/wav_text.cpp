@@ -63,7 +63,7 @@ std::string WhyUnreadable(const std::string& name) {
   std::ifstream file(path, std::ios::binary);
   if (!file) return "it cannot be opened for reading (no permission?)";
   if (const std::string hint = RepairHint(name); !hint.empty()) {
-    return "never finished: its sizes are not those of the file, as while it is being written; " + hint;
+    return "never finished, its sizes are not filled in; " + hint;
   }
   return HeaderReason(file);
 }
