@@ -2,6 +2,7 @@
 // so that each frame in the file can be checked.
 
 #include <cerrno>
+#include <filesystem>
 #include <string_view>
 
 #include "tests/capture/Recording.h"
@@ -98,6 +99,27 @@ TEST_F(Disk, ThatHangsHoldsUpExitForFiveSecondsAndAnAssignmentForTen) {
   EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
   EXPECT_TRUE(test::CountFrames(file).complete);
   Create();
+}
+
+struct Signal {
+  const GUID id = platform::kSignalDevice;
+};
+
+// What waits in memory is lost with a program that is killed.
+TEST(FileOfARecording, LacksNoMoreThanEightKilobytesOrASecond) {
+  for (const auto& format : {Format(44100, 2, 16), Format(8000, 1, 8), Format(1000, 1, 8)}) {
+    Recording<Signal> take;
+    take.Start(format);
+    std::int64_t most = 0;
+    EXPECT_TRUE(Eventually([&] {
+      const std::uint64_t frames = GetCaptureReport().framesInFile;  // before the file is asked
+      const auto taken = static_cast<std::int64_t>(frames * format.nBlockAlign);
+      most = std::max(most, taken - static_cast<std::int64_t>(std::filesystem::file_size(take.file)));
+      return frames >= std::uint64_t{format.nSamplesPerSec} * 3 / 2;
+    }));
+    EXPECT_LE(most, std::min<DWORD>(format.nAvgBytesPerSec, 8192)) << format.nSamplesPerSec;
+    take.ExpectEnd(1);
+  }
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ bool MmioFile::Open(const char* path, DWORD flags) noexcept {
   writable_ = (flags & MMIO_READWRITE) != 0;
   flags_ = flags;
   fd_ = OpenDiskFile(path, {true, writable_, true, true}, (flags & MMIO_CREATE) != 0, entry_);
+  room_.Begin();
   return fd_ >= 0;
 }
 
@@ -77,32 +78,13 @@ std::int64_t MmioFile::Read(char* data, std::size_t count) noexcept {
 std::int64_t MmioFile::Write(const char* data, std::size_t count) noexcept {
   if (!writable_ || !NeedStorage()) return -1;
   failed_ = false;
-  if (count <= static_cast<std::size_t>(WindowLimit() - next_)) {
-    if (count > 0) std::memcpy(next_, data, count);
-    MarkDirty(next_, next_ + count);
-    next_ += count;
-    return static_cast<std::int64_t>(count);
+  if (!FitsRoom(count)) {
+    room_.End(DirtyBytes() + count);
+    if (!FitsRoom(count)) return WriteThrough(data, count);
   }
-  // The window's dirty bytes and the caller's go out in one piece, up to a page boundary of the file; the
-  // tail behind that stays in the next window.
-  if (dirtyEnd_ != next_ && !Flush()) {
-    failed_ = true;
-    return 0;
-  }
-  const std::int64_t position = Position();
-  const auto tail = static_cast<std::size_t>(position + static_cast<std::int64_t>(count)) % kPageSize;
-  const std::size_t direct = count - tail;
-  const std::size_t held = Dirty() ? static_cast<std::size_t>(dirtyEnd_ - dirtyBegin_) : 0;
-  const std::int64_t from = position - static_cast<std::int64_t>(held);
-  const std::size_t wrote = WriteDisk(dirtyBegin_, held, data, direct, from);
-  Place(from + static_cast<std::int64_t>(wrote));
-  if (wrote < held + direct) {
-    failed_ = true;
-    return wrote > held ? static_cast<std::int64_t>(wrote - held) : 0;
-  }
-  std::memcpy(next_, data + direct, tail);
-  MarkDirty(next_, next_ + tail);
-  next_ += tail;
+  if (count > 0) std::memcpy(next_, data, count);
+  MarkDirty(next_, next_ + count);
+  next_ += count;
   return static_cast<std::int64_t>(count);
 }
 
@@ -123,7 +105,7 @@ bool MmioFile::Patch(std::int64_t position, const char (&bytes)[4]) noexcept {
 
 bool MmioFile::Flush() noexcept {
   if (!Dirty()) return true;
-  const auto count = static_cast<std::size_t>(dirtyEnd_ - dirtyBegin_);
+  const std::size_t count = DirtyBytes();
   const std::size_t wrote = WriteDisk(dirtyBegin_, count, nullptr, 0, start_ + (dirtyBegin_ - base_));
   if (wrote < count) next_ = end_ = dirtyBegin_ + wrote;
   dirtyBegin_ = dirtyEnd_ = nullptr;
@@ -142,7 +124,8 @@ void MmioFile::Present(HMMIO handle, MMIOINFO* info) const noexcept {
   info->pchBuffer = base_;
   info->pchNext = next_;
   info->pchEndRead = end_;
-  info->pchEndWrite = failed_ ? next_ : writable_ ? WindowLimit() : base_;
+  info->pchEndWrite = base_;
+  if (writable_) info->pchEndWrite = failed_ ? next_ : RoomLimit();
   info->lBufOffset = static_cast<LONG>(static_cast<DWORD>(start_));
   info->lDiskOffset = static_cast<LONG>(static_cast<DWORD>(disk_));
   for (DWORD& word : info->adwInfo) word = 0;
@@ -171,12 +154,22 @@ MMRESULT MmioFile::AdvanceRead() noexcept {
 MMRESULT MmioFile::AdvanceWrite() noexcept {
   if (!writable_ || failed_) return MMIOERR_CANNOTWRITE;
   if (!NeedStorage()) return MMIOERR_OUTOFMEMORY;
+  if (Dirty()) room_.End(DirtyBytes());
   failed_ = !Flush();
+  room_.Begin();
   Place(Position());
   return failed_ ? MMIOERR_CANNOTWRITE : MMSYSERR_NOERROR;
 }
 
 // ---- details ----
+
+// Where writing into the window ends; at the position where that is further on, as after reading.
+char* MmioFile::RoomLimit() const noexcept {
+  if (!storage_) return nullptr;
+  const std::size_t room = room_.Bytes();
+  char* const limit = room < kPageSize ? base_ + room : storage_.get() + room;
+  return std::max(limit, next_);
+}
 
 bool MmioFile::NeedStorage() noexcept {
   if (storage_) return true;
@@ -205,6 +198,32 @@ bool MmioFile::Fill() noexcept {
   end_ = base_ + got;
   window_ = std::min(window_ * 2, kBufferSize);
   return true;
+}
+
+// The window's dirty bytes and the caller's go out in one piece, up to a page boundary of the file; the tail
+// behind that stays in the next window, unless bytes come so slowly that not even a page may wait.
+std::int64_t MmioFile::WriteThrough(const char* data, std::size_t count) noexcept {
+  if (dirtyEnd_ != next_ && !Flush()) {
+    failed_ = true;
+    return 0;
+  }
+  const std::int64_t position = Position();
+  const std::size_t held = DirtyBytes();
+  const auto behindPage = static_cast<std::size_t>(position + static_cast<std::int64_t>(count)) % kPageSize;
+  const std::size_t tail = room_.Bytes() < kPageSize ? 0 : std::min(behindPage, count);
+  const std::size_t direct = count - tail;
+  const std::int64_t from = position - static_cast<std::int64_t>(held);
+  const std::size_t wrote = WriteDisk(dirtyBegin_, held, data, direct, from);
+  room_.Begin();
+  Place(from + static_cast<std::int64_t>(wrote));
+  if (wrote < held + direct) {
+    failed_ = true;
+    return wrote > held ? static_cast<std::int64_t>(wrote - held) : 0;
+  }
+  std::memcpy(next_, data + direct, tail);
+  MarkDirty(next_, next_ + tail);
+  next_ += tail;
+  return static_cast<std::int64_t>(count);
 }
 
 void MmioFile::MarkDirty(char* begin, char* end) noexcept {

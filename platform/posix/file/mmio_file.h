@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/posix/file/disk_file.h"
+#include "platform/posix/file/mmio_room.h"
 #include "platform/posix/mmio.h"
 
 namespace platform::detail {
@@ -16,11 +17,12 @@ namespace platform::detail {
 ///
 /// The window is what the buffer holds: the file's bytes from a position on, valid up to an end, a range of
 /// them dirty (newer than the disk's). The window lies in the page-aligned buffer as its bytes lie in the
-/// pages of the file, so that a full one ends on a page boundary of both. Positions have 64 bits inside; the
+/// pages of the file, so that a full one ends on a page boundary of both. Only a program that writes fast gets
+/// all of it for new bytes (MmioRoom). Positions have 64 bits inside; the
 /// published calls carry 32.
 class MmioFile {
  public:
-  static constexpr std::size_t kBufferSize = 65536;
+  static constexpr std::size_t kBufferSize = MmioRoom::kFull;
 
   /// @param flags those of mmioOpenA, checked by the caller
   bool Open(const char* path, DWORD flags) noexcept;
@@ -54,7 +56,7 @@ class MmioFile {
   void Forgive() noexcept { failed_ = false; }
 
  private:
-  static constexpr std::size_t kPageSize = 4096;
+  static constexpr std::size_t kPageSize = MmioRoom::kPage;
   static constexpr std::size_t kFirstWindow = kPageSize;
 
   struct FreeBlock {
@@ -62,11 +64,17 @@ class MmioFile {
   };
 
   char* WindowLimit() const noexcept { return storage_ ? storage_.get() + kBufferSize : nullptr; }
+  char* RoomLimit() const noexcept;
+  bool FitsRoom(std::size_t count) const noexcept {
+    return count <= static_cast<std::size_t>(RoomLimit() - next_);
+  }
   bool Dirty() const noexcept { return dirtyBegin_ != dirtyEnd_; }
+  std::size_t DirtyBytes() const noexcept { return static_cast<std::size_t>(dirtyEnd_ - dirtyBegin_); }
   bool NeedStorage() noexcept;
   void Place(std::int64_t position) noexcept;
   bool Fill() noexcept;
   void MarkDirty(char* begin, char* end) noexcept;
+  std::int64_t WriteThrough(const char* data, std::size_t count) noexcept;
   std::size_t WriteDisk(const char* first, std::size_t firstCount, const char* second,
                         std::size_t secondCount, std::int64_t position) noexcept;
   std::int64_t ReadDisk(char* data, std::size_t count, std::int64_t position) noexcept;
@@ -83,6 +91,7 @@ class MmioFile {
   std::size_t window_ = kFirstWindow;  // how much the next refill reads; grows while reading goes straight on
   std::int64_t start_ = 0;             // file position of base_
   std::int64_t disk_ = 0;              // file position behind the last transfer
+  MmioRoom room_;
   DWORD flags_ = 0;
   int fd_ = -1;
   FileTableEntryPtr entry_;  // shares reading and writing
