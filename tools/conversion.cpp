@@ -122,15 +122,15 @@ void ConvertFile(const Conversion& conversion, const Sink& sink) {
     Run(conversion.source, passes[0], sink, [&](double fraction) { progress.Show(fraction); });
     return;
   }
-  PcmFile decoded(conversion.target, passes[0].target);
+  PcmFile decoded(conversion.target, passes[0].target, ".decoded.part");
   const Sink keep = [&](const std::uint8_t* data, std::uint32_t bytes) { decoded.Write(data, bytes); };
   Run(conversion.source, passes[0], keep, [&](double fraction) { progress.Show(fraction / 2); });
   decoded.Finish();
   Run(decoded.Name(), passes[1], sink, [&](double fraction) { progress.Show(0.5 + fraction / 2); });
 }
 
-PcmFile::PcmFile(const std::string& wanted, const WAVEFORMATEX& format)
-    : wanted_(wanted), format_(format), part_(wanted) {
+PcmFile::PcmFile(const std::string& wanted, const WAVEFORMATEX& format, const char* suffix)
+    : wanted_(wanted), format_(format), part_(wanted, suffix) {
   if (wav_.Open(format, part_.Name().c_str()) != 1) {
     throw Failure(wanted_ + " cannot be written: the library cannot open " + part_.Name());
   }

@@ -23,7 +23,7 @@ WAVEFORMATEX FormatOf(const std::string& file);
 /// What ConvertFile is to do.
 struct Conversion {
   std::string source;
-  std::string target;   ///< the file that will hold the result; a file in between is made in its folder
+  std::string target;   ///< the file that will hold the result; a file in between is made beside it
   WAVEFORMATEX format;  ///< PCM
   int stages = 0;       ///< as BeginConvert counts them; 0: two where the rate changes
 };
@@ -41,7 +41,8 @@ void ConvertFile(const Conversion& conversion, const Sink& sink);
 /// fails.
 class PcmFile {
  public:
-  PcmFile(const std::string& wanted, const WAVEFORMATEX& format);
+  /// @param suffix as of PartialFile
+  PcmFile(const std::string& wanted, const WAVEFORMATEX& format, const char* suffix = ".part");
   void Write(const void* data, std::uint32_t bytes);
   /// Finishes the file, still under its temporary name.
   void Finish();

@@ -70,8 +70,14 @@ void Meter::ShowLoss() {
   reportedLoss_ = report.lostFrames;
   const std::uint64_t at = report.lastLossAt + report.lastLossFrames - std::min(lost, report.lastLossFrames);
   const double rate = capture_.GetSampleRate();
-  std::printf("%slost %s%.2f s at %s%s\n", live_ ? "\r" : "", report.lossIsEstimate ? "about " : "",
-              static_cast<double>(lost) / rate, TimeText(static_cast<double>(at) / rate).c_str(),
+  char text[60];
+  std::snprintf(text, sizeof text, "lost %s%.2f s at %s", report.lossIsEstimate ? "about " : "",
+                static_cast<double>(lost) / rate, TimeText(static_cast<double>(at) / rate).c_str());
+  Say(text);
+}
+
+void Meter::Say(const std::string& text) {
+  std::printf("%s%s%s\n", live_ ? "\r" : "", text.c_str(),
               live_ ? "                                        " : "");
 }
 

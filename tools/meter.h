@@ -23,6 +23,8 @@ class Meter {
   Meter(const Meter&) = delete;
   Meter& operator=(const Meter&) = delete;
   void Show(std::uint32_t state);
+  /// Shows a line that stays.
+  void Say(const std::string& text);
   /// How long to wait until the next Show.
   DWORD IntervalMs() const { return live_ ? kTerminalIntervalMs : kPlainIntervalMs; }
 

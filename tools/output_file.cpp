@@ -1,10 +1,8 @@
 #include "tools/output_file.h"
 
 #include <cstdio>
-#include <random>
 #include <system_error>
 
-#include "tools/new_file.h"
 #include "tools/paths.h"
 #include "tools/tool.h"
 
@@ -32,11 +30,9 @@ std::string Reason(const fs::path& path, const std::error_code& error) {
   throw Failure(file + " cannot be written: " + Reason(path, error));
 }
 
-fs::path NewNameIn(const fs::path& folder) {
-  std::random_device random;
-  char name[24];
-  std::snprintf(name, sizeof name, "cmm-%08x.part", random());
-  return folder / name;
+fs::path WithSuffix(fs::path path, const char* suffix) {
+  path += suffix;
+  return path;
 }
 
 // The file that a link leads to, so that the link is kept and its file replaced.
@@ -81,14 +77,23 @@ void CheckSpace(const std::string& file, double bytes) {
   throw Failure(file + text);
 }
 
-PartialFile::PartialFile(const std::string& wanted)
-    : name_(wanted), wanted_(ResolveLinks(NativePath(wanted))), path_(NewNameIn(wanted_.parent_path())) {
-  if (const std::error_code error = CreateNewFile(path_, wanted_)) Fail(name_, path_, error);
+PartialFile::PartialFile(const std::string& wanted, const char* suffix)
+    : name_(wanted), wanted_(ResolveLinks(NativePath(wanted))), path_(WithSuffix(wanted_, suffix)) {
+  std::error_code error;
+  file_ = CreateNewFile(path_, wanted_, error);
+  if (file_) return;
+  if (error == std::errc::device_or_resource_busy) {
+    throw Failure(name_ + " cannot be written: another program writes it now, in " + PathText(path_));
+  }
+  if (error == std::errc::file_exists) {
+    throw Failure(name_ + " cannot be written: " + PathText(path_) + " is in the way, and is no plain file");
+  }
+  Fail(name_, path_, error);
 }
 
 PartialFile::~PartialFile() {
   std::error_code ignored;
-  fs::remove(path_, ignored);
+  if (!isKept_) fs::remove(path_, ignored);
 }
 
 std::string PartialFile::Name() const {
@@ -97,7 +102,8 @@ std::string PartialFile::Name() const {
 
 void PartialFile::Keep(bool force) {
   CheckOutput(name_, force);
-  std::error_code error = FinishNewFile(path_, wanted_);
+  std::error_code error = file_->Finish();
   if (!error) fs::rename(path_, wanted_, error);
   if (error) Fail(name_, wanted_, error);
+  isKept_ = true;
 }

@@ -3,7 +3,10 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string>
+
+#include "tools/new_file.h"
 
 /// Checks all that can be checked without writing: a missing folder, a name that is too long, a file that
 /// exists already.
@@ -16,12 +19,14 @@ void CheckWritable(const std::string& file);
 /// Checks that the file's disk has room for so many bytes.
 void CheckSpace(const std::string& file, double bytes);
 
-/// A file that is being written, under a temporary name in the folder of the wanted one. The destructor
-/// removes it unless it was kept.
+/// A file that is being written, beside the wanted one and under its name with ".part" behind it. The
+/// destructor removes it unless it was kept. One that a killed program has left is replaced; while another
+/// program writes it, the constructor fails.
 class PartialFile {
  public:
-  /// Creates it, empty.
-  explicit PartialFile(const std::string& wanted);
+  /// Creates it, empty or to be cut by who writes it.
+  /// @param suffix another ending, for a second file beside the same one
+  explicit PartialFile(const std::string& wanted, const char* suffix = ".part");
   ~PartialFile();
   PartialFile(const PartialFile&) = delete;
   PartialFile& operator=(const PartialFile&) = delete;
@@ -35,4 +40,6 @@ class PartialFile {
   const std::string name_;
   const std::filesystem::path wanted_;
   const std::filesystem::path path_;
+  std::unique_ptr<NewFile> file_;  // lives until the file has been renamed or removed
+  bool isKept_ = false;
 };

@@ -9,11 +9,13 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "capture/CMMWAVCapture.h"
 #include "capture/CaptureReport.h"
 #include "tools/devices.h"
+#include "tools/disk_sync.h"
 #include "tools/failures.h"
 #include "tools/meter.h"
 #include "tools/output_file.h"
@@ -40,6 +42,7 @@ struct Options {
   std::uint16_t channels = 2;
   std::uint16_t bits = 16;
   double duration = 0;  // 0: until a signal
+  double sync = 0;      // seconds; 0: never
 };
 
 WAVEFORMATEX FormatOf(const Options& options) {
@@ -109,13 +112,15 @@ enum class Ending { kWanted, kByItself, kNoData };
 
 // Shows the recording until it is to end or has ended. The time for which the disk stalls does not count as
 // silence of the device: its sound waits in the ring meanwhile.
-Ending Watch(CMMWAVCapture& capture, double duration) {
+// @param sync may be null
+Ending Watch(CMMWAVCapture& capture, double duration, DiskSync* sync) {
   Meter meter(capture);
   std::uint64_t lastFrames = 0;
   auto lastNews = Clock::now();
   for (;;) {
     std::uint32_t state = kStateUnknown;
     capture.GetState(&state, nullptr);
+    if (const std::string text = sync != nullptr ? sync->NewFailure() : ""; !text.empty()) meter.Say(text);
     meter.Show(state);
     if (state == kStateNone) return Ending::kByItself;
     const std::uint64_t frames = cmm::GetCaptureReport().framesInFile;
@@ -164,7 +169,9 @@ void Record(const Options& options, const GUID* device) {
   }
   std::printf("Recording to %s: %u Hz, %u channel(s), %u bits. Ctrl-C ends it.\n", file, options.rate,
               unsigned{options.channels}, unsigned{options.bits});
-  const Ending ending = Watch(capture, options.duration);
+  std::optional<DiskSync> sync;
+  if (options.sync > 0) sync.emplace(options.file, options.sync);
+  const Ending ending = Watch(capture, options.duration, sync ? &*sync : nullptr);
   if (ending == Ending::kByItself ||
       !RunCommand(capture, kStateFileOpen, [&] { return capture.StopREC(); }) ||
       !RunCommand(capture, kStateReady, [&] { return capture.fileClose(); })) {
@@ -172,6 +179,10 @@ void Record(const Options& options, const GUID* device) {
   }
   const double seconds = capture.GetPlayTime();
   capture.Exit();
+  if (sync) {
+    sync->Finish();
+    if (const std::string text = sync->NewFailure(); !text.empty()) std::printf("%s\n", text.c_str());
+  }
   if (ending == Ending::kNoData)
     throw Failure("the device has delivered nothing for ten seconds; " + options.file + " is finished");
   std::printf("Wrote %s: %s%s\n", file, TimeText(seconds).c_str(), LossText(options.rate).c_str());
@@ -200,6 +211,13 @@ void AddOptions(CLI::App& app, Options& options) {
                  "Time to record; 0, as without it: until Ctrl-C. Sound arrives in\n"
                  "quarter seconds, so the file may be up to a quarter second longer")
       ->type_name("SECONDS");
+  app.add_option("--sync", options.sync,
+                 "Force what is recorded to the disk that often, 0.1 to 3600, and at\n"
+                 "the end: a loss of power then costs that much sound, and not what\n"
+                 "the system holds back, often half a minute. The disk is kept\n"
+                 "awake and busier; recording itself does not wait for it")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.1, 3600.0).description(""));
   app.add_flag("--force", options.force, "Overwrite the file if it exists");
   app.callback([&options] {
     if (!options.list && options.file.empty()) throw CLI::RequiredError("file");

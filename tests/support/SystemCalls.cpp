@@ -131,6 +131,7 @@ HOOKED(ssize_t pwritev(int file, const iovec* parts, int count, off_t at), ssize
 HOOKED(off_t lseek(int file, off_t offset, int origin) noexcept, off_t, lseek, file, file, offset, origin)
 HOOKED(int ftruncate(int file, off_t length) noexcept, int, ftruncate, file, file, length)
 HOOKED(int fsync(int file), int, fsync, file, file)
+HOOKED(int fdatasync(int file), int, fdatasync, file, file)
 HOOKED(int fstat(int file, struct stat* status) noexcept, int, fstat, file, file, status)
 HOOKED(int stat(const char* path, struct stat* status) noexcept, int, stat, -1, path, status)
 HOOKED(int access(const char* path, int mode) noexcept, int, access, -1, path, mode)

@@ -59,6 +59,27 @@ TEST_F(Convert, StopsCleanly) {
   EXPECT_EQ(Files(), std::set<std::string>{"source.wav"});
 }
 
+TEST_F(Convert, LeavesWhenKilledWhatTheNextRunReplaces) {
+  MakeSource({"-r", "192000", "-c", "2", "-b", "16"}, "20");
+  const auto convert = [this](const std::string& target) {
+    return Command{CMM_CONVERT, source_, target, "--rate", "768000"};
+  };
+  {
+    const std::string part = target_ + ".part";
+    Program killed(convert(target_));
+    killed.WaitForBytes(part, 1);
+    killed.Send(SIGSTOP);
+    const Outcome second = RunProgram(convert(target_));
+    EXPECT_EQ(second.code, 1);
+    EXPECT_THAT(second.err, HasSubstr("another program writes it now, in " + part));
+  }
+  EXPECT_EQ(Files(), (std::set<std::string>{"source.wav", "target.wav.part"}));
+  Succeed(convert(target_));
+  EXPECT_EQ(Files(), (std::set<std::string>{"source.wav", "target.wav"}));
+  Succeed(convert(File("other.wav")));
+  EXPECT_TRUE(FileText(target_) == FileText(File("other.wav")));
+}
+
 TEST(Progress, TellsTheTimeThatIsLeft) {
   EXPECT_EQ(ProgressText(0.4, 60.0), "[############..................]  40%  01:30 left");
   EXPECT_THAT(ProgressText(1.1, 1.0), HasSubstr("] 100%  00:00 left"));

@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <atomic>
 #include <cstring>
 
 #include "tests/support/Allocations.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/tools/Program.h"
+#include "tools/disk_sync.h"
 #include "tools/output_file.h"
 #include "tools/tool.h"
 
@@ -105,6 +107,38 @@ TEST_F(Output, IsPrivateWhileItIsMadeAndReplacesNothingBeforeItIsOnTheDisk) {
   EXPECT_THROW(made.Keep(true), Failure);
   test::HookSystemCalls(nullptr);
   EXPECT_EQ(FileText(target_), "precious");
+}
+
+// A name that others can guess may lead to a file of theirs.
+TEST_F(Output, IsNotMadeThroughALink) {
+  const std::string part = target_ + ".part", other = File("other");
+  WriteFileText(other, "precious");
+  for (const bool isSymbolic : {true, false}) {
+    for (const Command& command : Makers(target_)) {
+      if (command[0] == CMM_RECORD) continue;
+      fs::remove(part);
+      isSymbolic ? fs::create_symlink(other, part) : fs::create_hard_link(other, part);
+      const Outcome outcome = RunProgram(command);
+      EXPECT_THAT(outcome.err, HasSubstr(isSymbolic ? part + " is in the way" : "")) << command[0];
+      EXPECT_EQ(FileText(other), "precious") << command[0];
+    }
+  }
+}
+
+std::atomic<int> forced{0};
+
+TEST_F(Output, IsForcedToTheDiskAgainAndAgainAlsoAfterAFailureThatIsToldOnce) {
+  WriteFileText(target_, "sound");
+  test::HookSystemCalls([](const char* name, int) {
+    if (std::strcmp(name, "fdatasync") != 0) return 0;
+    return forced++ == 1 ? EIO : 0;
+  });
+  DiskSync sync(target_, 0.01);
+  while (forced < 4) Sleep(1);
+  sync.Finish();
+  test::HookSystemCalls(nullptr);
+  EXPECT_THAT(sync.NewFailure(), HasSubstr(target_ + " cannot be forced to the disk"));
+  EXPECT_EQ(sync.NewFailure(), "");
 }
 
 [[noreturn]] void StartWithoutMemory(long nth) {

@@ -17,8 +17,11 @@ class Record : public Programs {
 TEST_F(Record, WritesFilesThatOthersRead) {
   const long formats[][3] = {{44100, 2, 16}, {8000, 1, 8}, {22000, 2, 8}};
   for (const auto& [rate, channels, bits] : formats) {
-    const Command format{"--rate", std::to_string(rate), "--channels", std::to_string(channels),
-                         "--bits", std::to_string(bits), "--duration", "0.25"};
+    const Command format{"--rate",     std::to_string(rate),
+                         "--channels", std::to_string(channels),
+                         "--bits",     std::to_string(bits),
+                         "--duration", "0.25",
+                         "--sync",     "0.1"};
     EXPECT_THAT(Succeed(Joined(record_, format)), HasSubstr("Wrote " + target_));
     EXPECT_EQ((std::tuple{Soxi("-r"), Soxi("-c"), Soxi("-b")}), (std::tuple{rate, channels, bits}));
     // Complete segments, at least as long as asked for; a machine under load may be late to stop.
