@@ -61,7 +61,8 @@ class Walk {
   }
 
   bool TakeLostData() {
-    Chunk* const lost = Resembling(kData);
+    Chunk* lost = Resembling(kData);
+    if (lost == nullptr) lost = OnlyOneWithoutName();
     if (lost == nullptr) return false;
     lost->id = kData;
     map_.chunks.resize(static_cast<std::size_t>(lost - map_.chunks.data()) + 1);
@@ -69,6 +70,21 @@ class Walk {
   }
 
  private:
+  // The chunk behind the format whose name is no text; null when several are so, or the chunks do not lead to
+  // the file's end.
+  Chunk* OnlyOneWithoutName() {
+    if (map_.End() != file_.Size()) return nullptr;
+    Chunk* only = nullptr;
+    bool behindFormat = false;
+    for (Chunk& chunk : map_.chunks) {
+      if (chunk.id == kFormat) behindFormat = true;
+      if (!behindFormat || IsText(chunk.id)) continue;
+      if (only != nullptr) return nullptr;
+      only = &chunk;
+    }
+    return only;
+  }
+
   // Where the first known name behind the chunk's header is; 0 for none. A format has at least 16 bytes.
   std::uint64_t NextName(const Chunk& chunk) {
     const std::uint64_t from = chunk.Payload() + (chunk.id == kFormat ? 16 : 0);

@@ -22,7 +22,7 @@ class Checks {
   void Run() {
     if (!CheckContainer()) return;
     map_ = FindChunks(file_);
-    if (map_.startLost) TakeLostHeader();
+    if (map_.Find(kData) == nullptr) TakeLostHeader();
     if (map_.startLost && map_.chunks.empty()) return ReportNoWav();
     for (const Chunk& chunk : map_.chunks) CheckChunk(chunk);
     if (map_.tooMany) Report("chunks-too-many", FourCc("RIFF"), map_.End(), 0, 0, Cure::kNone);
@@ -78,7 +78,7 @@ class Checks {
         FindPad(file_, map_.chunks[1]);
       }
     }
-    if (map_.Find(kData) == nullptr) map_.chunks.clear();
+    if (map_.startLost && map_.Find(kData) == nullptr) map_.chunks.clear();
   }
 
   std::vector<std::uint32_t> PlainHeader(std::uint32_t size) const {
@@ -203,8 +203,11 @@ class Checks {
         Report("fact-missing", kFact, map_.End(), 0, d_.frames, Cure::kNone);
       return;
     }
-    if (fact->size < 4 || format_.block == 0 || format_.framesPerBlock == 0 || map_.Find(kData) == nullptr)
-      return;
+    if (fact->size < 4) {
+      Report("chunk-size-wrong", kFact, fact->at + 4, fact->stated, 4, Cure::kNone);
+      return Soften(WavSeverity::kHarmless);
+    }
+    if (format_.block == 0 || format_.framesPerBlock == 0 || map_.Find(kData) == nullptr) return;
     const std::uint32_t count = file_.Number(fact->Payload());
     const bool right =
         exact ? count == d_.frames : count <= d_.frames && count + format_.framesPerBlock > d_.frames;

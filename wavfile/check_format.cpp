@@ -195,6 +195,13 @@ class FormatCheck {
     return (f_.bits == 16 || f_.bits == 24) && Agree(pcm);
   }
 
+  // Only PCM goes without an extra size, or with any number of bits.
+  bool TagFits() const {
+    if (IsAdpcm(f_.tag)) return Agree(f_);
+    if (IsPlain(f_.tag)) return BitsAreRight(f_) || f_.tag == WAVE_FORMAT_PCM;
+    return chunk_.size >= 18 || !MustBePcm();
+  }
+
   void CheckTag() {
     if (tag_ == kExtensible && chunk_.size < 40) {
       if (MustBePcm()) return TakePcm("tag-wrong");
@@ -203,9 +210,7 @@ class FormatCheck {
     }
     if (tag_ == kExtensible) return CheckSubformat();
     const bool known = IsIn(kKnownTags, f_.tag);
-    if (known &&
-        (IsPlain(f_.tag) ? BitsAreRight(f_) || f_.tag == WAVE_FORMAT_PCM : !IsAdpcm(f_.tag) || Agree(f_)))
-      return;
+    if (known && TagFits()) return;
     if (MustBePcm()) return TakePcm(known ? "tag-wrong" : "tag-unknown");
     if (known) return;
     if (given_ != nullptr) return TakeGiven();
