@@ -1,4 +1,5 @@
-// The chunks in front of the samples. A size that leads nowhere is replaced by the distance to the next known name.
+// The chunks in front of the samples. A size that leads nowhere is replaced by the distance to the next known
+// name.
 #include "wavfile/check_chunks.h"
 
 namespace cmm::check {

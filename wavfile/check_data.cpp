@@ -52,8 +52,8 @@ class Sound {
     }
     const std::uint64_t next = Next(size);
     if (size == 0 ? next == all || Closes(next, all, kKnown) : Closes(next, all, kText)) return true;
-    if (size != 0 && riffEnd_ >= first_ + size && riffEnd_ < all && Closes(next, riffEnd_, kAny) &&
-        IsForeign(riffEnd_)) {
+    const bool inRiff = riffEnd_ >= first_ + size && riffEnd_ < all && Closes(next, riffEnd_, kAny);
+    if (size != 0 && inRiff && (next < riffEnd_ || IsForeign(riffEnd_))) {
       end = riffEnd_;
       return true;
     }
@@ -109,7 +109,7 @@ class Sound {
   // Besides, they may be zeros, as those of a disk's last block.
   bool IsForeign(std::uint64_t at) { return IsTag(at) || IsZero(at); }
 
-  // The bytes that belong together: a frame, a block of ADPCM, or 1 for formats whose blocks differ in length.
+  // The bytes that belong together: a frame, a block of ADPCM, or 1 for formats with blocks of any length.
   std::uint64_t Block() {
     const Chunk* const format = map_.Find(kFormat);
     if (format == nullptr) return 1;

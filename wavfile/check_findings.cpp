@@ -57,8 +57,8 @@ class Checks {
     return other == nullptr && !otherForm && !file_.IsTooLarge();
   }
 
-  // The caller's format replaces a header of zeros: the sound begins where it does in a plain file. Part of the
-  // header may be there, from a repair that did not come to its end. What has no sound at all has no chunks.
+  // The caller's format replaces a header of zeros: the sound begins where it does in a plain file. Part of
+  // the header may be there, from a repair that did not come to its end. What has no sound has no chunks.
   void TakeLostHeader() {
     if (given_.block != 0 && file_.Size() > kPlainHeader) {
       const std::uint64_t bytes = file_.Size() - kPlainHeader, size = bytes - bytes % given_.block;

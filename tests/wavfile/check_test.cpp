@@ -96,7 +96,7 @@ class WavCheck : public WavTest {
     std::uint32_t delivered = 0;
     do {
       if (wav.Read(static_cast<std::uint32_t>(block.size()), block.data(), &delivered) != 1) return -1;
-      bytes += delivered;
+      bytes += static_cast<long>(delivered);
     } while (delivered > 0);
     return bytes / format.nBlockAlign;
   }
