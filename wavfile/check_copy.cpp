@@ -82,10 +82,8 @@ void CopyReader::AddChunks(const Diagnosis& diagnosis, const Format& given) {
   const bool late = format != nullptr && format > data;
   for (const Chunk& chunk : diagnosis.map.chunks) {
     if (&chunk == data) {
-      if (diagnosis.formatGiven)
-        AddGiven(given);
-      else if (late)
-        AddChunk(*format);
+      if (diagnosis.formatGiven) AddGiven(given);
+      if (late && !diagnosis.formatGiven) AddChunk(*format);
       AddData(diagnosis.map, *data);
     } else if (&chunk == format) {
       if (!late && !diagnosis.formatGiven) AddChunk(chunk);

@@ -174,9 +174,10 @@ class Checks {
       Report("data-size-placeholder", kData, data->at + 4, data->stated, data->size, Cure::kFourBytes);
       Soften(WavSeverity::kHarmless);
     }
-    if (format_.block != 0 && format_.framesPerBlock != 0 && data->size % format_.block != 0)
-      Report("data-partial-block", kData, data->at + 4, data->size,
-             data->size / format_.block * format_.block, Cure::kNone);
+    const std::uint64_t rest = format_.block != 0 ? data->size % format_.block : 0;
+    if (format_.framesPerBlock != 0 && rest != 0) {
+      Report("data-partial-block", kData, data->at + 4, data->size, data->size - rest, Cure::kNone);
+    }
     std::uint64_t all = data->size;
     for (const Chunk* more = map_.Find(kData, data); more != nullptr; more = map_.Find(kData, more)) {
       const bool joins = format_.block != 0 && data->size % format_.block == 0;
@@ -246,12 +247,13 @@ class Checks {
     const bool dataChanged = data != nullptr && data->size != data->stated;
     const bool unfinished = IsPlaceholder(size) && (size < 8 || riffEnd > all || dataChanged);
     const char* code = "riff-size-wrong";
-    if (unfinished || (dataChanged && riffEnd <= data->Payload()))
+    if (unfinished || (dataChanged && riffEnd <= data->Payload())) {
       code = "riff-size-placeholder";
-    else if (riffEnd > all && (dataChanged || data == nullptr || ChunkIsCut()))
+    } else if (riffEnd > all && (dataChanged || data == nullptr || ChunkIsCut())) {
       code = "cut-short";
-    else if (riffEnd < all && dataChanged)
+    } else if (riffEnd < all && dataChanged) {
       code = "riff-size-stale";
+    }
     Report(code, kRiff, 4, size, end - 8, cure);
     // Readers that heed it do not get to the sound.
     if (data != nullptr && riffEnd < data->Payload()) Soften(WavSeverity::kUnreadable);

@@ -195,8 +195,8 @@ class FormatCheck {
   }
 
   void CheckBits() {
-    if (f_.tag == WAVE_FORMAT_PCM && f_.bits % 8 != 0)
-      Add(findings_, "bits-odd", kFormat, chunk_.Payload() + 14, f_.bits, (f_.bits + 7) / 8 * 8, Cure::kNone);
+    if (f_.tag != WAVE_FORMAT_PCM || f_.bits % 8 == 0) return;
+    Add(findings_, "bits-odd", kFormat, chunk_.Payload() + 14, f_.bits, BytesOfChannel(f_) * 8, Cure::kNone);
   }
 
   // Every field that the caller's format has otherwise; f_ is that format then.
