@@ -47,13 +47,14 @@ class Repair {
       const bool byCopy = TakeChanges();
       if (byCopy) return PlanCopy();
       diagnosis_ = Diagnose(edited_, how_.format);
-      if (diagnosis_.IsHarmless()) return how_.copyTo != nullptr ? PlanCopy() : kRepaired;
+      if (diagnosis_.IsHarmless()) return kRepaired;
     }
     return kRefused;
   }
 
   bool Write(const char* path) {
-    if (copy_ != nullptr) return copy_->WriteTo(how_.copyTo);
+    if (copy_ != nullptr) return WriteCopy(*copy_, how_.copyTo);
+    if (how_.copyTo != nullptr) return WriteCopy(edited_, how_.copyTo);
     file_.Close();
     return WriteInPlace(path, changes_);
   }
@@ -74,9 +75,13 @@ class Repair {
   // Whether a copy has to make some of them.
   bool TakeChanges() {
     bool byCopy = false;
-    for (const Finding& finding : diagnosis_.findings) {
-      if (finding.cure != Cure::kNone) changes_.push_back(finding);
-      if (finding.cure == Cure::kCopy) byCopy = true;
+    // The harmless ones go first: what is left to do after a crash must not look harmless.
+    for (const bool harmless : {true, false}) {
+      for (const Finding& finding : diagnosis_.findings) {
+        if ((finding.told.severity == WavSeverity::kHarmless) != harmless) continue;
+        if (finding.cure != Cure::kNone) changes_.push_back(finding);
+        if (finding.cure == Cure::kCopy) byCopy = true;
+      }
     }
     edited_.Edit(diagnosis_.findings);
     return byCopy;

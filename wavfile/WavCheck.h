@@ -1,14 +1,14 @@
 #pragma once
 /// @file
-/// What is wrong with a WAV file, field by field, and the repair of what can be repaired: above all of a
-/// recording whose program was killed before it could write the sizes.
+/// What is wrong with a WAV file, field by field, and its repair: above all that of a recording whose program
+/// was killed before it could write the sizes.
 ///
 /// @code
 /// void Show(void*, const cmm::WavFinding& finding) { std::puts(cmm::CodeText(finding.code)); }
 ///
 /// if (cmm::CheckWavFile("take.wav", Show, nullptr) > 0) {
 ///   std::uint64_t frames = 0;
-///   if (cmm::RepairWavFile("take.wav", {}, Show, nullptr, &frames) == 1) std::printf("%ju frames\n", frames);
+///   if (cmm::RepairWavFile("take.wav", {}, Show, nullptr, &frames) == 1) Tell(frames);
 /// }
 /// @endcode
 ///
@@ -77,8 +77,8 @@ struct WavRepair {
 ///                be null
 /// @return 1: repaired; with dryRun: would be
 /// @return 2: nothing to repair; no copy is written either
-/// @return 0: refused, and nothing is written: there is no "data" chunk, the format is not known, the file is of
-///         another kind or larger than 4 GiB; or it can only be repaired by a copy
+/// @return 0: refused, and nothing is written: there is no "data" chunk, the format is not known, the file is
+///         of another kind or has 4 GiB and more; or only a copy can repair it
 /// @return -1: a file cannot be opened, read or written. What is at copyTo then is of no use
 CMM_API std::int32_t RepairWavFile(const char* path, const WavRepair& how, WavFindingSink changes,
                                    void* context, std::uint64_t* frames);

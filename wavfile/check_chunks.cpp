@@ -1,4 +1,5 @@
-// The chunks in front of the samples. A size that leads nowhere is replaced by the distance to the next known name.
+// The chunks in front of the samples. A size that leads nowhere is replaced by the distance to the next known
+// name.
 #include "wavfile/check_chunks.h"
 
 namespace cmm::check {
@@ -7,14 +8,6 @@ namespace {
 
 constexpr std::uint64_t kSearched = 65536;  // bytes behind a broken chunk in which the next name is searched
 constexpr std::uint64_t kSearchedForFormat = 1024;  // bytes at the front, when the RIFF header is lost
-
-constexpr std::uint32_t kKnownNames[] = {
-    kFormat,        kFact,          FourCc("LIST"), FourCc("bext"), FourCc("iXML"), FourCc("axml"),
-    FourCc("id3 "), FourCc("ID3 "), FourCc("cue "), FourCc("smpl"), FourCc("inst"), FourCc("plst"),
-    FourCc("PEAK"), FourCc("cart"), FourCc("chna"), FourCc("acid"), FourCc("afsp"), FourCc("DISP"),
-    FourCc("umid"), FourCc("_PMX"), FourCc("link"), FourCc("levl"), FourCc("minf"), FourCc("elm1"),
-    FourCc("regn"), FourCc("strc"), FourCc("mext"), FourCc("PAD "), FourCc("FLLR"), FourCc("junk"),
-    kJunk,          kDs64};
 
 class Walk {
  public:
@@ -69,7 +62,8 @@ class Walk {
   }
 
   bool TakeLostData() {
-    Chunk* const lost = Resembling(kData);
+    Chunk* lost = Resembling(kData);
+    if (lost == nullptr) lost = OnlyOneWithoutName();
     if (lost == nullptr) return false;
     lost->id = kData;
     map_.chunks.resize(static_cast<std::size_t>(lost - map_.chunks.data()) + 1);
@@ -77,6 +71,21 @@ class Walk {
   }
 
  private:
+  // The chunk behind the format whose name is no text; null when several are so, or the chunks do not lead to
+  // the file's end.
+  Chunk* OnlyOneWithoutName() {
+    if (map_.End() != file_.Size()) return nullptr;
+    Chunk* only = nullptr;
+    bool behindFormat = false;
+    for (Chunk& chunk : map_.chunks) {
+      if (chunk.id == kFormat) behindFormat = true;
+      if (!behindFormat || IsText(chunk.id)) continue;
+      if (only != nullptr) return nullptr;
+      only = &chunk;
+    }
+    return only;
+  }
+
   // Where the first known name behind the chunk's header is; 0 for none. A format has at least 16 bytes.
   std::uint64_t NextName(const Chunk& chunk) {
     const std::uint64_t from = chunk.Payload() + (chunk.id == kFormat ? 16 : 0);
@@ -120,7 +129,43 @@ bool IsPlaceholder(std::uint32_t size) {
 }
 
 bool IsKnownName(std::uint32_t id) {
-  return std::find(std::begin(kKnownNames), std::end(kKnownNames), id) != std::end(kKnownNames);
+  switch (id) {
+    case kFormat:
+    case kFact:
+    case kJunk:
+    case kDs64:
+    case FourCc("LIST"):
+    case FourCc("bext"):
+    case FourCc("iXML"):
+    case FourCc("axml"):
+    case FourCc("id3 "):
+    case FourCc("ID3 "):
+    case FourCc("cue "):
+    case FourCc("smpl"):
+    case FourCc("inst"):
+    case FourCc("plst"):
+    case FourCc("PEAK"):
+    case FourCc("cart"):
+    case FourCc("chna"):
+    case FourCc("acid"):
+    case FourCc("afsp"):
+    case FourCc("DISP"):
+    case FourCc("umid"):
+    case FourCc("_PMX"):
+    case FourCc("link"):
+    case FourCc("levl"):
+    case FourCc("minf"):
+    case FourCc("elm1"):
+    case FourCc("regn"):
+    case FourCc("strc"):
+    case FourCc("mext"):
+    case FourCc("PAD "):
+    case FourCc("FLLR"):
+    case FourCc("junk"):
+      return true;
+    default:
+      return false;
+  }
 }
 
 bool IsText(std::uint32_t id) {

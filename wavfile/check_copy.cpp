@@ -45,14 +45,14 @@ CopyReader::CopyReader(Reader& file, const Diagnosis& diagnosis, const Format& g
   SetSize(all);
 }
 
-bool CopyReader::WriteTo(const char* path) {
+bool WriteCopy(Reader& bytes, const char* path) {
   constexpr std::uint32_t kBytes = 65536;
   FileHandle file;
   if (!file.Open(path, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS)) return false;
   std::vector<char> buffer(kBytes);
-  for (std::uint64_t at = 0; at < Size(); at += kBytes) {
-    const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(kBytes, Size() - at));
-    if (!Read(at, buffer.data(), count) || !file.Write(buffer.data(), count)) return false;
+  for (std::uint64_t at = 0; at < bytes.Size(); at += kBytes) {
+    const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(kBytes, bytes.Size() - at));
+    if (!bytes.Read(at, buffer.data(), count) || !file.Write(buffer.data(), count)) return false;
   }
   return file.Close();
 }
@@ -82,10 +82,8 @@ void CopyReader::AddChunks(const Diagnosis& diagnosis, const Format& given) {
   const bool late = format != nullptr && format > data;
   for (const Chunk& chunk : diagnosis.map.chunks) {
     if (&chunk == data) {
-      if (diagnosis.formatGiven)
-        AddGiven(given);
-      else if (late)
-        AddChunk(*format);
+      if (diagnosis.formatGiven) AddGiven(given);
+      if (late && !diagnosis.formatGiven) AddChunk(*format);
       AddData(diagnosis.map, *data);
     } else if (&chunk == format) {
       if (!late && !diagnosis.formatGiven) AddChunk(chunk);

@@ -20,13 +20,15 @@ class EditedReader final : public Reader {
   Findings edits_;
 };
 
+/// Writes all bytes to a new file. @return false when they cannot be read or written
+bool WriteCopy(Reader& bytes, const char* path);
+
 /// The chunks of a file put together anew: "fmt " ahead of the sound, the sound in one chunk, all of even
 /// size, sizes and identifiers right.
 class CopyReader final : public Reader {
  public:
   /// @param given the caller's format, for a copy that gets a new "fmt " chunk
   CopyReader(Reader& file, const Diagnosis& diagnosis, const Format& given);
-  bool WriteTo(const char* path);
 
  private:
   // New bytes, then some of the file's.

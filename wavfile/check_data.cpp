@@ -23,14 +23,11 @@ class Sound {
   void Settle() {
     const std::uint64_t stated = Stated();
     std::uint64_t end = file_.Size();
-    if (!StandsUpTo(stated, end)) {
-      data_.size = end - first_;
-      TakeOff(end);
-    } else {
-      data_.size = stated;
-    }
-    Pad(end);
-    ListRest(end);
+    const bool stands = StandsUpTo(stated, end);
+    data_.size = stands ? stated : end - first_;
+    const bool closed = !stands && TakeOffTail(end);
+    TrimAndPad(closed);
+    if (stands || closed) ListRest(end);
   }
 
  private:
@@ -55,8 +52,8 @@ class Sound {
     }
     const std::uint64_t next = Next(size);
     if (size == 0 ? next == all || Closes(next, all, kKnown) : Closes(next, all, kText)) return true;
-    if (size != 0 && riffEnd_ >= first_ + size && riffEnd_ < all && Closes(next, riffEnd_, kAny) &&
-        IsForeign(riffEnd_)) {
+    const bool inRiff = riffEnd_ >= first_ + size && riffEnd_ < all && Closes(next, riffEnd_, kAny);
+    if (size != 0 && inRiff && (next < riffEnd_ || IsForeign(riffEnd_))) {
       end = riffEnd_;
       return true;
     }
@@ -112,7 +109,7 @@ class Sound {
   // Besides, they may be zeros, as those of a disk's last block.
   bool IsForeign(std::uint64_t at) { return IsTag(at) || IsZero(at); }
 
-  // The bytes that belong together: a frame, a block of ADPCM, or 1 for formats whose blocks differ in length.
+  // The bytes that belong together: a frame, a block of ADPCM, or 1 for formats with blocks of any length.
   std::uint64_t Block() {
     const Chunk* const format = map_.Find(kFormat);
     if (format == nullptr) return 1;
@@ -140,8 +137,8 @@ class Sound {
   }
 
   // Takes the chunks that close the file off the sound. They are searched backwards: a chunk counts when it
-  // ends at the end, or where one that counts begins.
-  void TakeOff(std::uint64_t end) {
+  // ends at the end, or where one that counts begins. @return whether there are any
+  bool TakeOffTail(std::uint64_t end) {
     std::uint64_t starts[kMostInTail] = {end};
     std::size_t count = 1;
     const std::uint64_t lowest = std::max(first_, end > kSearchedForTail ? end - kSearchedForTail : 0);
@@ -156,29 +153,33 @@ class Sound {
       }
     }
     data_.size = starts[count - 1] - first_;
+    return count > 1;
   }
 
   // Takes a last block that is not complete off the sound, and tells a pad byte from a sample.
-  void Pad(std::uint64_t end) {
-    const std::uint64_t block = Block();
-    const std::uint64_t rest = data_.size % block;
-    const bool closes = data_.PayloadEnd() < end;
-    if (data_.size != data_.stated) {
-      if (rest != 0 && (!closes || rest == 1)) data_.size -= rest;
-    }
+  void TrimAndPad(bool closed) {
+    const std::uint64_t rest = data_.size % Block();
+    if (data_.size != data_.stated && (!closed || rest == 1)) data_.size -= rest;
     FindPad(file_, data_);
     map_.chunks.back() = data_;
   }
 
-  // Lists the chunks behind the sound. One that is cut gets the size that is left.
+  // Lists the chunks behind the sound. One that is cut gets the size that is left; so does one that leads to
+  // no name.
   void ListRest(std::uint64_t end) {
     const std::uint64_t all = file_.Size();
+    const std::size_t first = map_.chunks.size();
     for (std::uint64_t at = map_.End(); at + 8 <= end; at = map_.End()) {
       Chunk chunk = ChunkAt(file_, at);
       if (!IsName(chunk.id, riffEnd_ == end ? kAny : kText)) return;
       if (map_.chunks.size() == kMostChunks) {
         map_.tooMany = true;
         return;
+      }
+      if (chunk.PayloadEnd() > all && !IsKnownName(chunk.id) && map_.chunks.size() > first) {
+        chunk = map_.chunks.back();
+        map_.chunks.pop_back();
+        chunk.size = all - chunk.Payload();
       }
       if (chunk.PayloadEnd() > all) chunk.size = all - chunk.Payload();
       FindPad(file_, chunk);

@@ -22,7 +22,7 @@ class Checks {
   void Run() {
     if (!CheckContainer()) return;
     map_ = FindChunks(file_);
-    if (map_.startLost) TakeLostHeader();
+    if (map_.Find(kData) == nullptr) TakeLostHeader();
     if (map_.startLost && map_.chunks.empty()) return ReportNoWav();
     for (const Chunk& chunk : map_.chunks) CheckChunk(chunk);
     if (map_.tooMany) Report("chunks-too-many", FourCc("RIFF"), map_.End(), 0, 0, Cure::kNone);
@@ -57,8 +57,8 @@ class Checks {
     return other == nullptr && !otherForm && !file_.IsTooLarge();
   }
 
-  // The caller's format replaces a header of zeros: the sound begins where it does in a plain file. Part of the
-  // header may be there, from a repair that did not come to its end. What has no sound at all has no chunks.
+  // The caller's format replaces a header of zeros: the sound begins where it does in a plain file. Part of
+  // the header may be there, from a repair that did not come to its end. What has no sound has no chunks.
   void TakeLostHeader() {
     if (given_.block != 0 && file_.Size() > kPlainHeader) {
       const std::uint64_t bytes = file_.Size() - kPlainHeader, size = bytes - bytes % given_.block;
@@ -78,7 +78,7 @@ class Checks {
         FindPad(file_, map_.chunks[1]);
       }
     }
-    if (map_.Find(kData) == nullptr) map_.chunks.clear();
+    if (map_.startLost && map_.Find(kData) == nullptr) map_.chunks.clear();
   }
 
   std::vector<std::uint32_t> PlainHeader(std::uint32_t size) const {
@@ -174,9 +174,10 @@ class Checks {
       Report("data-size-placeholder", kData, data->at + 4, data->stated, data->size, Cure::kFourBytes);
       Soften(WavSeverity::kHarmless);
     }
-    if (format_.block != 0 && format_.framesPerBlock != 0 && data->size % format_.block != 0)
-      Report("data-partial-block", kData, data->at + 4, data->size,
-             data->size / format_.block * format_.block, Cure::kNone);
+    const std::uint64_t rest = format_.block != 0 ? data->size % format_.block : 0;
+    if (format_.framesPerBlock != 0 && rest != 0) {
+      Report("data-partial-block", kData, data->at + 4, data->size, data->size - rest, Cure::kNone);
+    }
     std::uint64_t all = data->size;
     for (const Chunk* more = map_.Find(kData, data); more != nullptr; more = map_.Find(kData, more)) {
       const bool joins = format_.block != 0 && data->size % format_.block == 0;
@@ -203,8 +204,11 @@ class Checks {
         Report("fact-missing", kFact, map_.End(), 0, d_.frames, Cure::kNone);
       return;
     }
-    if (fact->size < 4 || format_.block == 0 || format_.framesPerBlock == 0 || map_.Find(kData) == nullptr)
-      return;
+    if (fact->size < 4) {
+      Report("chunk-size-wrong", kFact, fact->at + 4, fact->stated, 4, Cure::kNone);
+      return Soften(WavSeverity::kHarmless);
+    }
+    if (format_.block == 0 || format_.framesPerBlock == 0 || map_.Find(kData) == nullptr) return;
     const std::uint32_t count = file_.Number(fact->Payload());
     const bool right =
         exact ? count == d_.frames : count <= d_.frames && count + format_.framesPerBlock > d_.frames;
@@ -243,12 +247,13 @@ class Checks {
     const bool dataChanged = data != nullptr && data->size != data->stated;
     const bool unfinished = IsPlaceholder(size) && (size < 8 || riffEnd > all || dataChanged);
     const char* code = "riff-size-wrong";
-    if (unfinished || (dataChanged && riffEnd <= data->Payload()))
+    if (unfinished || (dataChanged && riffEnd <= data->Payload())) {
       code = "riff-size-placeholder";
-    else if (riffEnd > all && (dataChanged || data == nullptr || ChunkIsCut()))
+    } else if (riffEnd > all && (dataChanged || data == nullptr || ChunkIsCut())) {
       code = "cut-short";
-    else if (riffEnd < all && dataChanged)
+    } else if (riffEnd < all && dataChanged) {
       code = "riff-size-stale";
+    }
     Report(code, kRiff, 4, size, end - 8, cure);
     // Readers that heed it do not get to the sound.
     if (data != nullptr && riffEnd < data->Payload()) Soften(WavSeverity::kUnreadable);

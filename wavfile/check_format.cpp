@@ -1,5 +1,3 @@
-// Five numbers of a format are bound by two rules: the block is the channels times the bytes of one, and the
-// byte rate is the sample rate times the block. So one wrong number can be told from the others.
 #include "wavfile/check_format.h"
 
 #include <iterator>
@@ -7,135 +5,6 @@
 namespace cmm::check {
 
 namespace {
-
-// Beside those that the platform's headers name: G.726, GSM, MPEG, MP3, AAC, WMA, FLAC and their kin.
-constexpr std::uint32_t kKnownTags[] = {WAVE_FORMAT_PCM,
-                                        WAVE_FORMAT_ADPCM,
-                                        kFloat,
-                                        WAVE_FORMAT_ALAW,
-                                        WAVE_FORMAT_MULAW,
-                                        WAVE_FORMAT_DVI_ADPCM,
-                                        kExtensible,
-                                        0x10,
-                                        0x14,
-                                        0x20,
-                                        0x22,
-                                        0x31,
-                                        0x40,
-                                        0x42,
-                                        0x45,
-                                        0x50,
-                                        0x55,
-                                        0x61,
-                                        0x62,
-                                        0x64,
-                                        0x65,
-                                        0x92,
-                                        0xFF,
-                                        0x160,
-                                        0x161,
-                                        0x162,
-                                        0x163,
-                                        0x1600,
-                                        0x1602,
-                                        0x1610,
-                                        0x2000,
-                                        0x2001,
-                                        0x566F,
-                                        0x674F,
-                                        0x6751,
-                                        0x704F,
-                                        0xA106,
-                                        0xF1AC};
-constexpr std::uint32_t kCommonRates[] = {8000,  11025, 12000, 16000, 22050,  24000, 32000,
-                                          44100, 48000, 88200, 96000, 176400, 192000};
-
-template <class Values>
-bool IsIn(const Values& values, std::uint32_t value) {
-  return std::find(std::begin(values), std::end(values), value) != std::end(values);
-}
-
-bool IsPlain(std::uint32_t tag) {
-  return tag == WAVE_FORMAT_PCM || tag == kFloat || tag == WAVE_FORMAT_ALAW || tag == WAVE_FORMAT_MULAW;
-}
-bool IsAdpcm(std::uint32_t tag) {
-  return tag == WAVE_FORMAT_ADPCM || tag == WAVE_FORMAT_DVI_ADPCM;
-}
-
-// The bits that the tag allows.
-bool BitsAreRight(const Format& f) {
-  switch (f.tag) {
-    case WAVE_FORMAT_PCM:
-      return f.bits >= 1 && f.bits <= 64;
-    case kFloat:
-      return f.bits == 32 || f.bits == 64;
-    case WAVE_FORMAT_ALAW:
-    case WAVE_FORMAT_MULAW:
-      return f.bits == 8;
-    default:
-      return f.bits == 4;
-  }
-}
-
-// Bytes of one channel in a block; 0 when they are not known.
-std::uint64_t BytesOfChannel(const Format& f) {
-  if (f.tag == WAVE_FORMAT_DVI_ADPCM) return f.framesPerBlock > 1 ? (f.framesPerBlock - 1) / 2 + 4 : 0;
-  if (f.tag == WAVE_FORMAT_ADPCM) return f.framesPerBlock > 2 ? (f.framesPerBlock - 2) / 2 + 7 : 0;
-  return (f.bits + 7) / 8;
-}
-
-// The frames that a block of ADPCM has room for, behind the numbers at its start; 1 in other formats.
-std::uint64_t FramesPerBlock(const Format& f) {
-  if (!f.compressed) return 1;
-  const std::uint64_t bytes = f.channels != 0 ? f.block / f.channels : 0;
-  if (f.tag == WAVE_FORMAT_DVI_ADPCM) return bytes > 4 ? (bytes - 4) * 2 + 1 : 0;
-  return bytes > 7 ? (bytes - 7) * 2 + 2 : 0;
-}
-
-std::uint64_t ByteRate(const Format& f) {
-  return f.framesPerBlock != 0 ? std::uint64_t{f.rate} * f.block / f.framesPerBlock : 0;
-}
-
-// Whether the numbers agree. Writers round the byte rate of compressed sound in their own ways.
-bool Agree(const Format& f) {
-  const std::uint64_t byteRate = ByteRate(f), bytes = BytesOfChannel(f);
-  const std::uint64_t off = byteRate > f.byteRate ? byteRate - f.byteRate : f.byteRate - byteRate;
-  return f.channels != 0 && f.rate != 0 && f.block != 0 && byteRate != 0 && BitsAreRight(f) &&
-         bytes * f.channels == f.block && off <= (f.compressed ? byteRate / 32 + 1 : 0);
-}
-
-struct Field {
-  std::uint32_t Format::*value;
-  std::uint32_t offset;  // in the chunk's payload
-  Cure cure;
-  const char* zero;  // the code when it is 0
-  const char* wrong;
-};
-// The byte rate is written before the block, so that what a crash leaves in between has one answer.
-constexpr Field kByteRate = {&Format::byteRate, 8, Cure::kFourBytes, "byte-rate-wrong", "byte-rate-wrong"};
-constexpr Field kBlock = {&Format::block, 12, Cure::kTwoBytes, "block-align-wrong", "block-align-wrong"};
-constexpr Field kChannels = {&Format::channels, 2, Cure::kTwoBytes, "channels-zero", "channels-wrong"};
-constexpr Field kRate = {&Format::rate, 4, Cure::kFourBytes, "rate-zero", "rate-wrong"};
-constexpr Field kBits = {&Format::bits, 14, Cure::kTwoBytes, "bits-wrong", "bits-wrong"};
-constexpr Field kFrames = {&Format::framesPerBlock, 18, Cure::kTwoBytes, "block-frames-wrong",
-                           "block-frames-wrong"};
-constexpr Field kFields[] = {kByteRate, kBlock, kChannels, kRate, kBits, kFrames};
-
-// What the other fields say that this one is; 0 when they say nothing.
-std::uint64_t FromOthers(const Format& f, const Field& field) {
-  const std::uint64_t bytes = BytesOfChannel(f);
-  if (field.value == &Format::byteRate) return ByteRate(f);
-  if (field.value == &Format::block) return f.channels * bytes;
-  if (field.value == &Format::channels) return bytes != 0 ? f.block / bytes : 0;
-  if (field.value == &Format::bits)
-    return f.compressed ? 4 : f.channels != 0 ? f.block / f.channels * 8ull : 0;
-  if (field.value == &Format::framesPerBlock) return FramesPerBlock(f);
-  const std::uint64_t rate = f.block != 0 ? std::uint64_t{f.byteRate} * f.framesPerBlock / f.block : 0;
-  for (const std::uint32_t common : kCommonRates) {
-    if (f.compressed && rate > common - common / 32 && rate < common + common / 32) return common;
-  }
-  return f.compressed ? 0 : rate;
-}
 
 class FormatCheck {
  public:
@@ -195,6 +64,13 @@ class FormatCheck {
     return (f_.bits == 16 || f_.bits == 24) && Agree(pcm);
   }
 
+  // Only PCM goes without an extra size, or with any number of bits.
+  bool TagFits() const {
+    if (IsAdpcm(f_.tag)) return Agree(f_);
+    if (IsPlain(f_.tag)) return BitsAreRight(f_) || f_.tag == WAVE_FORMAT_PCM;
+    return chunk_.size >= 18 || !MustBePcm();
+  }
+
   void CheckTag() {
     if (tag_ == kExtensible && chunk_.size < 40) {
       if (MustBePcm()) return TakePcm("tag-wrong");
@@ -202,10 +78,8 @@ class FormatCheck {
       return;
     }
     if (tag_ == kExtensible) return CheckSubformat();
-    const bool known = IsIn(kKnownTags, f_.tag);
-    if (known &&
-        (IsPlain(f_.tag) ? BitsAreRight(f_) || f_.tag == WAVE_FORMAT_PCM : !IsAdpcm(f_.tag) || Agree(f_)))
-      return;
+    const bool known = IsKnownTag(f_.tag);
+    if (known && TagFits()) return;
     if (MustBePcm()) return TakePcm(known ? "tag-wrong" : "tag-unknown");
     if (known) return;
     if (given_ != nullptr) return TakeGiven();
@@ -222,7 +96,7 @@ class FormatCheck {
   // is otherwise in several places is a vendor's own.
   void CheckSubformat() {
     constexpr std::uint32_t kRest[] = {0x0000, 0x0000, 0x0010, 0x0080, 0xAA00, 0x3800, 0x719B};
-    const bool known = IsIn(kKnownTags, f_.tag);
+    const bool known = IsKnownTag(f_.tag);
     std::uint32_t others = 0, other = 0;
     for (std::uint32_t i = 0; i < std::size(kRest); ++i) {
       if (Number(26 + 2 * i, 2) == kRest[i]) continue;
@@ -269,7 +143,7 @@ class FormatCheck {
     if (are(kByteRate, kRate)) {
       // The sample rate is the wrong one only when it is an odd one, and the other numbers give a common one.
       const auto rate = static_cast<std::uint32_t>(FromOthers(f_, kRate));
-      if (IsIn(kCommonRates, rate) && !IsIn(kCommonRates, f_.rate)) right[0] = right[1];
+      if (IsCommonRate(rate) && !IsCommonRate(f_.rate)) right[0] = right[1];
       count = 1;
     } else if (are(kBlock, kFrames)) {
       // Writers choose a round size for the block, and the frames follow from it.
@@ -321,8 +195,8 @@ class FormatCheck {
   }
 
   void CheckBits() {
-    if (f_.tag == WAVE_FORMAT_PCM && f_.bits % 8 != 0)
-      Add(findings_, "bits-odd", kFormat, chunk_.Payload() + 14, f_.bits, (f_.bits + 7) / 8 * 8, Cure::kNone);
+    if (f_.tag != WAVE_FORMAT_PCM || f_.bits % 8 == 0) return;
+    Add(findings_, "bits-odd", kFormat, chunk_.Payload() + 14, f_.bits, BytesOfChannel(f_) * 8, Cure::kNone);
   }
 
   // Every field that the caller's format has otherwise; f_ is that format then.
@@ -367,19 +241,6 @@ class FormatCheck {
 
 Format CheckFormat(Reader& file, const Chunk& chunk, const Format* given, Findings& findings) {
   return FormatCheck(file, chunk, given, findings).Run();
-}
-
-Format PcmFormat(const WAVEFORMATEX& wanted) {
-  Format f;
-  f.tag = WAVE_FORMAT_PCM;
-  f.channels = wanted.nChannels;
-  f.rate = wanted.nSamplesPerSec;
-  f.bits = wanted.wBitsPerSample;
-  const std::uint64_t block = FromOthers(f, kBlock), byteRate = block * f.rate;
-  if (f.bits % 8 != 0 || block > 0xFFFF || byteRate > 0xFFFFFFFF) return {};
-  f.block = static_cast<std::uint32_t>(block);
-  f.byteRate = static_cast<std::uint32_t>(byteRate);
-  return Agree(f) ? f : Format{};
 }
 
 }  // namespace cmm::check

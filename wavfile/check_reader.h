@@ -89,7 +89,12 @@ class Reader {
   /// @return a little-endian number; 0 when it lies behind the end
   std::uint32_t Number(std::uint64_t offset, std::uint32_t bytes = 4) {
     std::uint8_t raw[4] = {};
-    Read(offset, raw, bytes);
+    // Names are searched byte by byte: most numbers lie in the buffer.
+    if (offset >= start_ && offset + bytes <= start_ + held_) {
+      std::memcpy(raw, buffer_ + (offset - start_), bytes);
+    } else {
+      Read(offset, raw, bytes);
+    }
     return std::uint32_t{raw[0]} | std::uint32_t{raw[1]} << 8 | std::uint32_t{raw[2]} << 16 |
            std::uint32_t{raw[3]} << 24;
   }

@@ -1,7 +1,7 @@
 // Damaged files: what the checker says about each, and what a repair makes of it.
+#include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <random>
 
 #include "tests/wavfile/wav_test.h"
@@ -96,7 +96,7 @@ class WavCheck : public WavTest {
     std::uint32_t delivered = 0;
     do {
       if (wav.Read(static_cast<std::uint32_t>(block.size()), block.data(), &delivered) != 1) return -1;
-      bytes += delivered;
+      bytes += static_cast<long>(delivered);
     } while (delivered > 0);
     return bytes / format.nBlockAlign;
   }
@@ -248,6 +248,154 @@ TEST_F(WavCheck, NamesEachDefectAndRepairsItInPlaceOrByACopy) {
     EXPECT_EQ(Repair(), 2);
     EXPECT_EQ(frames_, c.frames);
   }
+}
+
+int FieldBytes(const std::string& code) {
+  for (const char* const two : {"channels-", "block-", "bits-", "tag-", "extra-"}) {
+    if (code.rfind(two, 0) == 0) return 2;
+  }
+  return 4;
+}
+
+TEST_F(WavCheck, ARepairThatIsCutOffAnywhereIsFinishedByASecondOne) {
+  for (const Case& c : Cases()) {
+    if (c.result != 1) continue;
+    SCOPED_TRACE(c.name);
+    Store(path_, c.file);
+    ASSERT_EQ(Repair(), 1);
+    const Bytes repaired = Load(path_);
+    const Found changes = changes_;
+    Bytes partial = c.file;
+    for (std::size_t done = 0; done < changes.size(); ++done) {
+      Store(path_, partial);
+      EXPECT_EQ(Repair(), 1) << "after " << done;
+      EXPECT_TRUE(Load(path_) == repaired) << "after " << done;
+      const auto at = static_cast<std::ptrdiff_t>(changes[done].offset);
+      std::copy_n(repaired.begin() + at, FieldBytes(changes[done].code), partial.begin() + at);
+    }
+  }
+}
+
+TEST_F(WavCheck, OneFieldChangedAtRandomIsReported) {
+  const Bytes good = Riff({kFormat, Chunk("fact", With(Bytes(4), 0, 1000)), kData, kList});
+  struct Field {
+    std::size_t offset, size;
+  };
+  constexpr Field kFields[] = {{0, 4},  {4, 4},  {8, 4},  {12, 4}, {16, 4},   {20, 2},
+                               {22, 2}, {24, 4}, {28, 4}, {32, 2}, {34, 2},   {36, 4},
+                               {40, 4}, {44, 4}, {48, 4}, {52, 4}, {4056, 4}, {4060, 4}};
+  std::mt19937 random(1);
+  for (int i = 0; i < 3000; ++i) {
+    const Field field = kFields[random() % std::size(kFields)];
+    // Small numbers, and small changes, besides any.
+    const std::uint32_t was = Number(good, field.offset) & (field.size == 2 ? 0xFFFF : ~0u);
+    const auto next = [&] { return static_cast<std::uint32_t>(random()); };
+    const std::uint32_t kinds[] = {next(), next() % 100, was + next() % 9 - 4, was ^ 1u << next() % 32};
+    const std::uint32_t now = kinds[next() % 4] & (field.size == 2 ? 0xFFFF : ~0u);
+    if (now == was) continue;
+    const Found found = Check(With(good, field.offset, now, field.size));
+    const bool reported = std::any_of(found.begin(), found.end(),
+                                      [&](const WavFinding& f) { return f.offset == field.offset; });
+    // Some changes make another file that is as good: a new name for a chunk, a larger format chunk.
+    EXPECT_TRUE(reported || IsHarmless(found))
+        << field.offset << ": " << was << " became " << now << ": " << Told(found);
+  }
+}
+
+TEST_F(WavCheck, TheCallersFormatIsTakenWhereTheFileHasNone) {
+  const WAVEFORMATEX format = Pcm(2, 44100, 16);
+  const Bytes good = Riff({kFormat, kData});
+  Bytes zeros = good;
+  std::fill_n(zeros.begin(), 44, 0);
+  Store(path_, zeros);
+  EXPECT_EQ(Repair(), 0);
+  EXPECT_EQ(Repair({nullptr, &format}), 1);
+  EXPECT_EQ(frames_, 1000u);
+  EXPECT_EQ(Load(path_), good);
+  for (std::size_t kept = 0; kept < 44; kept += 2) {  // a repair that was cut off, in any order
+    std::copy_n(good.begin() + static_cast<std::ptrdiff_t>(kept), 2,
+                zeros.begin() + static_cast<std::ptrdiff_t>(kept));
+    Store(path_, zeros);
+    EXPECT_EQ(Repair({nullptr, &format}), kept < 40 ? 1 : 2);
+    EXPECT_EQ(Load(path_), good) << kept;
+  }
+
+  Store(path_, Riff({kData}));
+  EXPECT_EQ(Repair({nullptr, &format}), 0) << "there is no room for it";
+  EXPECT_EQ(Repair({copy_.c_str(), &format}), 1);
+  EXPECT_EQ(Load(copy_), good);
+  const WAVEFORMATEX bad = Pcm(2, 44100, 13);
+  EXPECT_EQ(Repair({copy_.c_str(), &bad}), 0);
+
+  Store(path_, With(good, 34, 8, 2));  // bits or channels
+  EXPECT_EQ(Repair({nullptr, &format}), 1);
+  EXPECT_EQ(Load(path_), good);
+  const WAVEFORMATEX other = Pcm(1, 8000, 8);
+  Store(path_, With(good, 4, 0));
+  EXPECT_EQ(Repair({nullptr, &other}), 1);
+  EXPECT_EQ(Load(path_), good) << "the file's own format stays";
+}
+
+TEST_F(WavCheck, AWholeFileIsNotWrittenTo) {
+  Store(path_, Riff({kFormat, kData}));
+  const auto time = std::filesystem::last_write_time(path_) - std::chrono::hours(1);
+  std::filesystem::last_write_time(path_, time);
+  std::filesystem::permissions(path_, std::filesystem::perms::owner_read);
+  EXPECT_EQ(Repair(), 2);
+  EXPECT_EQ(std::filesystem::last_write_time(path_), time);
+  std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
+}
+
+TEST_F(WavCheck, WhatCannotBeOpenedOrWrittenGivesMinusOne) {
+  EXPECT_EQ(cmm::CheckWavFile(folder_.File("none.wav").c_str(), nullptr, nullptr), -1);
+  EXPECT_EQ(cmm::CheckWavFile(nullptr, nullptr, nullptr), -1);
+  EXPECT_EQ(Repair(), -1);
+  Bytes file = With(Riff({kFormat, kData}), 4, 0);
+  Store(path_, file);
+  EXPECT_EQ(cmm::CheckWavFile(path_.c_str(), nullptr, nullptr), 1);
+  EXPECT_EQ(Repair({path_.c_str()}), -1) << "a copy onto the file itself";
+  EXPECT_EQ(Repair({folder_.File("none/copy.wav").c_str()}), -1);
+  EXPECT_EQ(Load(path_), file);
+  CMMWav recording;
+  ASSERT_EQ(recording.Open(Pcm(1, 8000, 16), path_.c_str()), 1);
+  Write(recording, Pattern(200000));
+  EXPECT_EQ(Told(Check(path_)).substr(0, 21), "data-size-placeholder") << "a recording can be looked at";
+  EXPECT_EQ(Repair(), -1) << "but not repaired";
+}
+
+TEST_F(WavCheck, AnyNumberOfChunksIsPassedInBoundedTime) {
+  Bytes tiny;
+  for (int i = 0; i < 3000; ++i) tiny.insert(tiny.end(), kList.begin(), kList.end());
+  const Found found = Check(Riff({kFormat, tiny, kData}));
+  EXPECT_EQ(Told(found), "-chunks-too-many@" + std::to_string(12 + 24 + 1023 * 24) + " data-missing@" +
+                             std::to_string(12 + 24 + 1023 * 24));
+  EXPECT_EQ(Repair(), 0);
+}
+
+TEST_F(WavCheck, FilesBeyondFourGibibytesAreToldAndRefused) {
+  Store(path_, Riff({kFormat, kData}));
+  std::filesystem::resize_file(path_, 0xFFFFFFFEull);
+  EXPECT_EQ(Told(Check(path_)), "-bytes-after-end@4044");
+  std::filesystem::resize_file(path_, 0x100000000ull + 4044);
+  EXPECT_EQ(Told(Check(path_)), "file-too-large@4");
+  EXPECT_EQ(Repair(), 0);
+}
+
+TEST_F(WavCheck, UnfinishedRecordingsOfThreeGibibytesAreRepaired) {
+  Store(path_, With(With(Riff({kFormat, kData}), 4, 0), 40, 0));
+  std::filesystem::resize_file(path_, 3'000'000'044ull);
+  EXPECT_EQ(Repair(), 1);
+  EXPECT_EQ(frames_, 750'000'000u);
+  EXPECT_EQ(Repair(), 2);
+}
+
+TEST(WavCheckCodes, EachHasATextAndOneName) {
+  for (const cmm::check::Code& code : cmm::check::kCodes) {
+    EXPECT_STREQ(cmm::CodeText(code.name), code.text);
+    EXPECT_GT(std::strlen(code.text), 10u);
+  }
+  EXPECT_EQ(cmm::CodeText("no-such-code"), nullptr);
+  EXPECT_EQ(cmm::CodeText(nullptr), nullptr);
 }
 
 }  // namespace
