@@ -63,7 +63,9 @@ bool CopyReader::Fetch(std::uint64_t start, char* to, std::uint32_t bytes) {
       start -= piece.Size();
       continue;
     }
-    for (; bytes > 0 && start < piece.bytes.size(); --bytes) *to++ = static_cast<char>(piece.bytes[start++]);
+    for (; bytes > 0 && start < piece.bytes.size(); --bytes) {
+      *to++ = static_cast<char>(piece.bytes[static_cast<std::size_t>(start++)]);
+    }
     if (bytes == 0) return true;
     const std::uint64_t from = start - piece.bytes.size();
     const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(bytes, piece.count - from));
