@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "capture/CMMWAVCapture.h"
+#include "capture/CaptureReport.h"
 #include "platform/posix/layer.h"
 #include "tests/support/Allocations.h"
 #include "tests/support/Formats.h"
@@ -44,7 +45,12 @@ bool Record(const Job& job) {
       recorder.Create(Format(8000, 1, 16), "out.wav", job.folder.c_str(), &platform::kSignalDevice);
   if (thread == nullptr) return false;
   bool fine = recorder.StartREC() == 1;
-  if (fine) std::this_thread::sleep_for(std::chrono::milliseconds(600));
+  // Half a second of sound, as long as that may take on a machine under load.
+  for (int looks = 0; fine && looks < 60; ++looks) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const cmm::CaptureReport report = cmm::GetCaptureReport();
+    if (report.framesInFile >= 4000 || report.end != cmm::CaptureEnd::kRunning) break;
+  }
   fine = fine && recorder.StopREC() == 1 && recorder.fileClose() == 1;
   fine = recorder.Exit() == 1 && fine;
   return CloseHandle(thread) && fine;
