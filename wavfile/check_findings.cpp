@@ -208,7 +208,9 @@ class Checks {
       Report("chunk-size-wrong", kFact, fact->at + 4, fact->stated, 4, Cure::kNone);
       return Soften(WavSeverity::kHarmless);
     }
-    if (format_.block == 0 || format_.framesPerBlock == 0 || map_.Find(kData) == nullptr) return;
+    if (format_.block == 0 || format_.framesPerBlock == 0 || d_.frames > 0xFFFFFFFF ||
+        map_.Find(kData) == nullptr)
+      return;
     const std::uint32_t count = file_.Number(fact->Payload());
     const bool right =
         exact ? count == d_.frames : count <= d_.frames && count + format_.framesPerBlock > d_.frames;

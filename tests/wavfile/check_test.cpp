@@ -297,8 +297,10 @@ TEST_F(WavCheck, OneFieldChangedAtRandomIsReported) {
     const bool reported = std::any_of(found.begin(), found.end(),
                                       [&](const WavFinding& f) { return f.offset == field.offset; });
     // Some changes make another file that is as good: a new name for a chunk, a larger format chunk.
-    EXPECT_TRUE(reported || IsHarmless(found))
-        << field.offset << ": " << was << " became " << now << ": " << Told(found);
+    const std::string what = std::to_string(field.offset) + ": " + std::to_string(now) + ": " + Told(found);
+    EXPECT_TRUE(reported || IsHarmless(found)) << what;
+    const bool ambiguous = what.find("channels-wrong") != std::string::npos;
+    EXPECT_TRUE(Repair({nullptr, nullptr, true}) == 0 ? ambiguous : frames_ == 1000) << what << frames_;
   }
 }
 
@@ -370,23 +372,6 @@ TEST_F(WavCheck, AnyNumberOfChunksIsPassedInBoundedTime) {
   EXPECT_EQ(Told(found), "-chunks-too-many@" + std::to_string(12 + 24 + 1023 * 24) + " data-missing@" +
                              std::to_string(12 + 24 + 1023 * 24));
   EXPECT_EQ(Repair(), 0);
-}
-
-TEST_F(WavCheck, FilesBeyondFourGibibytesAreToldAndRefused) {
-  Store(path_, Riff({kFormat, kData}));
-  std::filesystem::resize_file(path_, 0xFFFFFFFEull);
-  EXPECT_EQ(Told(Check(path_)), "-bytes-after-end@4044");
-  std::filesystem::resize_file(path_, 0x100000000ull + 4044);
-  EXPECT_EQ(Told(Check(path_)), "file-too-large@4");
-  EXPECT_EQ(Repair(), 0);
-}
-
-TEST_F(WavCheck, UnfinishedRecordingsOfThreeGibibytesAreRepaired) {
-  Store(path_, With(With(Riff({kFormat, kData}), 4, 0), 40, 0));
-  std::filesystem::resize_file(path_, 3'000'000'044ull);
-  EXPECT_EQ(Repair(), 1);
-  EXPECT_EQ(frames_, 750'000'000u);
-  EXPECT_EQ(Repair(), 2);
 }
 
 TEST(WavCheckCodes, EachHasATextAndOneName) {
