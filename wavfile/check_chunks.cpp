@@ -65,7 +65,7 @@ class Walk {
 
   bool TakeLostData() {
     Chunk* lost = Resembling(kData);
-    if (lost == nullptr) lost = OnlyOneWithoutName();
+    if (lost == nullptr) lost = OnlyUnknownOne();
     if (lost == nullptr) return false;
     lost->id = kData;
     map_.chunks.resize(static_cast<std::size_t>(lost - map_.chunks.data()) + 1);
@@ -73,15 +73,15 @@ class Walk {
   }
 
  private:
-  // The chunk behind the format whose name is no text; null when several are so, or the chunks do not lead to
-  // the file's end.
-  Chunk* OnlyOneWithoutName() {
+  // The chunk behind the format whose name is not known; null when there are several, or the chunks do not
+  // lead to the file's end.
+  Chunk* OnlyUnknownOne() {
     if (map_.End() != file_.Size()) return nullptr;
     Chunk* only = nullptr;
     bool behindFormat = false;
     for (Chunk& chunk : map_.chunks) {
       if (chunk.id == kFormat) behindFormat = true;
-      if (!behindFormat || IsText(chunk.id)) continue;
+      if (!behindFormat || IsKnownName(chunk.id)) continue;
       if (only != nullptr) return nullptr;
       only = &chunk;
     }
