@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "wavfile/check_codes.h"
 #include "wavfile/check_copy.h"
 #include "wavfile/check_findings.h"
 #include "wavfile/check_format.h"
@@ -103,22 +102,6 @@ class Repair {
 };
 
 }  // namespace
-
-namespace check {
-
-const Code* FindCode(const char* name) {
-  for (const Code& code : kCodes) {
-    if (name != nullptr && std::strcmp(code.name, name) == 0) return &code;
-  }
-  return nullptr;
-}
-
-}  // namespace check
-
-const char* CodeText(const char* code) {
-  const Code* const entry = FindCode(code);
-  return entry != nullptr ? entry->text : nullptr;
-}
 
 std::int32_t CheckWavFile(const char* path, WavFindingSink sink, void* context) try {
   FileReader file;

@@ -2,6 +2,8 @@
 // name.
 #include "wavfile/check_chunks.h"
 
+#include "wavfile/check_rules.h"
+
 namespace cmm::check {
 
 namespace {
@@ -48,22 +50,22 @@ class Walk {
     return false;
   }
 
-  // The chunk whose name is nearly this one, and whose content is right.
+  // The chunk that has the content of a format, or whose name is nearly "data".
   Chunk* Resembling(std::uint32_t name) {
     for (Chunk& chunk : map_.chunks) {
       if (IsKnownName(chunk.id) || chunk.id == kData) continue;
       int same = 0;
       for (int shift = 0; shift < 32; shift += 8) same += (chunk.id >> shift & 255) == (name >> shift & 255);
-      if (same >= 2 || chunk.id == 0) {
-        if (name == kFormat ? LooksLikeFormat(file_, chunk) : map_.Find(kFormat) != nullptr) return &chunk;
-      }
+      const bool isFormat = name == kFormat && LooksLikeFormat(file_, chunk);
+      const bool isData = name == kData && (same >= 2 || chunk.id == 0) && map_.Find(kFormat) != nullptr;
+      if (isFormat || isData) return &chunk;
     }
     return nullptr;
   }
 
   bool TakeLostData() {
     Chunk* lost = Resembling(kData);
-    if (lost == nullptr) lost = OnlyOneWithoutName();
+    if (lost == nullptr) lost = OnlyUnknownOne();
     if (lost == nullptr) return false;
     lost->id = kData;
     map_.chunks.resize(static_cast<std::size_t>(lost - map_.chunks.data()) + 1);
@@ -71,15 +73,15 @@ class Walk {
   }
 
  private:
-  // The chunk behind the format whose name is no text; null when several are so, or the chunks do not lead to
-  // the file's end.
-  Chunk* OnlyOneWithoutName() {
+  // The chunk behind the format whose name is not known; null when there are several, or the chunks do not
+  // lead to the file's end.
+  Chunk* OnlyUnknownOne() {
     if (map_.End() != file_.Size()) return nullptr;
     Chunk* only = nullptr;
     bool behindFormat = false;
     for (Chunk& chunk : map_.chunks) {
       if (chunk.id == kFormat) behindFormat = true;
-      if (!behindFormat || IsText(chunk.id)) continue;
+      if (!behindFormat || IsKnownName(chunk.id)) continue;
       if (only != nullptr) return nullptr;
       only = &chunk;
     }
@@ -180,7 +182,7 @@ bool LooksLikeFormat(Reader& file, const Chunk& chunk) {
   const std::uint64_t at = chunk.Payload();
   const std::uint32_t channels = file.Number(at + 2, 2), rate = file.Number(at + 4);
   const std::uint32_t byteRate = file.Number(at + 8), block = file.Number(at + 12, 2);
-  return chunk.stated >= 16 && chunk.stated <= 1024 && file.Number(at, 2) != 0 && channels > 0 &&
+  return chunk.stated >= 16 && chunk.stated <= 1024 && IsKnownTag(file.Number(at, 2)) && channels > 0 &&
          channels <= 256 && rate > 0 && block > 0 && byteRate > 0 && byteRate / block <= rate;
 }
 

@@ -82,15 +82,17 @@ class Sound {
   }
 
   enum Names { kKnown, kText, kAny };
-  bool IsName(std::uint32_t id, Names names) {
-    return id != 0 && (names == kAny || IsKnownName(id) || id == kData || (names == kText && IsText(id)));
+  // Zeros are no chunk without a name.
+  bool IsName(const Chunk& chunk, Names names) {
+    if (names == kAny) return chunk.id != 0 || chunk.stated != 0;
+    return IsKnownName(chunk.id) || chunk.id == kData || (names == kText && IsText(chunk.id));
   }
 
   // Whether a chain of chunks leads from `at` to `end`.
   bool Closes(std::uint64_t at, std::uint64_t end, Names names) {
     for (std::size_t i = 0; i < kMostChunks && at + 8 <= end; ++i) {
       Chunk chunk = ChunkAt(file_, at);
-      if (!IsName(chunk.id, names) || (names == kKnown && chunk.id == kData)) return false;
+      if (!IsName(chunk, names) || (names == kKnown && chunk.id == kData)) return false;
       FindPad(file_, chunk);
       at = chunk.End();
     }
@@ -171,7 +173,7 @@ class Sound {
     const std::size_t first = map_.chunks.size();
     for (std::uint64_t at = map_.End(); at + 8 <= end; at = map_.End()) {
       Chunk chunk = ChunkAt(file_, at);
-      if (!IsName(chunk.id, riffEnd_ == end ? kAny : kText)) return;
+      if (!IsName(chunk, riffEnd_ == end ? kAny : kText)) return;
       if (map_.chunks.size() == kMostChunks) {
         map_.tooMany = true;
         return;

@@ -2,7 +2,6 @@
 // writes: what tells where the sound begins first, then its size, then the RIFF size.
 #include "wavfile/check_findings.h"
 
-#include "wavfile/check_codes.h"
 #include "wavfile/check_format.h"
 
 namespace cmm::check {
@@ -208,7 +207,9 @@ class Checks {
       Report("chunk-size-wrong", kFact, fact->at + 4, fact->stated, 4, Cure::kNone);
       return Soften(WavSeverity::kHarmless);
     }
-    if (format_.block == 0 || format_.framesPerBlock == 0 || map_.Find(kData) == nullptr) return;
+    if (format_.block == 0 || format_.framesPerBlock == 0 || d_.frames > 0xFFFFFFFF ||
+        map_.Find(kData) == nullptr)
+      return;
     const std::uint32_t count = file_.Number(fact->Payload());
     const bool right =
         exact ? count == d_.frames : count <= d_.frames && count + format_.framesPerBlock > d_.frames;
@@ -278,17 +279,6 @@ class Checks {
 bool Diagnosis::IsHarmless() const {
   return std::all_of(findings.begin(), findings.end(),
                      [](const Finding& f) { return f.told.severity == WavSeverity::kHarmless; });
-}
-
-void Add(Findings& findings, const char* code, std::uint32_t chunk, std::uint64_t offset, std::uint64_t found,
-         std::uint64_t expected, Cure cure) {
-  const Code& entry = *FindCode(code);
-  WavFinding told = {entry.name, entry.severity, offset, found, expected, {}};
-  for (int i = 0; i < 4; ++i) {
-    const char letter = static_cast<char>(chunk >> (8 * i));
-    told.chunk[i] = letter >= 0x20 && letter <= 0x7E ? letter : '?';
-  }
-  findings.push_back({told, cure});
 }
 
 Diagnosis Diagnose(Reader& file, const WAVEFORMATEX* given) {

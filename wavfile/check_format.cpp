@@ -12,6 +12,11 @@ class FormatCheck {
       : file_(file), chunk_(chunk), given_(given), findings_(findings) {}
 
   Format Run() {
+    // With the byte behind it for its last one, it only states one too few.
+    if (chunk_.size + 1 == kSmallestFormat && chunk_.padded) {
+      Add(findings_, "fmt-short", kFormat, chunk_.at + 4, chunk_.stated, kSmallestFormat, Cure::kFourBytes);
+      chunk_.size = kSmallestFormat;
+    }
     Load();
     if (chunk_.size < kSmallestFormat) {
       Add(findings_, "fmt-short", kFormat, chunk_.at + 4, chunk_.stated, kSmallestFormat, Cure::kCopy);
@@ -229,7 +234,7 @@ class FormatCheck {
   }
 
   Reader& file_;
-  const Chunk& chunk_;
+  Chunk chunk_;
   const Format* given_;
   Findings& findings_;
   Format f_;

@@ -284,8 +284,14 @@ TEST_F(WavCheck, OneFieldChangedAtRandomIsReported) {
   constexpr Field kFields[] = {{0, 4},  {4, 4},  {8, 4},  {12, 4}, {16, 4},   {20, 2},
                                {22, 2}, {24, 4}, {28, 4}, {32, 2}, {34, 2},   {36, 4},
                                {40, 4}, {44, 4}, {48, 4}, {52, 4}, {4056, 4}, {4060, 4}};
+  Store(path_, good);
+  const auto patch = [&](const Field& field, std::uint32_t value) {
+    std::fstream file(path_, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(field.offset));
+    file.write(reinterpret_cast<const char*>(&value), static_cast<std::streamsize>(field.size));
+  };
   std::mt19937 random(1);
-  for (int i = 0; i < 3000; ++i) {
+  for (int i = 0; i < 10000; ++i) {
     const Field field = kFields[random() % std::size(kFields)];
     // Small numbers, and small changes, besides any.
     const std::uint32_t was = Number(good, field.offset) & (field.size == 2 ? 0xFFFF : ~0u);
@@ -293,12 +299,17 @@ TEST_F(WavCheck, OneFieldChangedAtRandomIsReported) {
     const std::uint32_t kinds[] = {next(), next() % 100, was + next() % 9 - 4, was ^ 1u << next() % 32};
     const std::uint32_t now = kinds[next() % 4] & (field.size == 2 ? 0xFFFF : ~0u);
     if (now == was) continue;
-    const Found found = Check(With(good, field.offset, now, field.size));
+    patch(field, now);
+    const Found found = Check(path_);
     const bool reported = std::any_of(found.begin(), found.end(),
                                       [&](const WavFinding& f) { return f.offset == field.offset; });
     // Some changes make another file that is as good: a new name for a chunk, a larger format chunk.
-    EXPECT_TRUE(reported || IsHarmless(found))
-        << field.offset << ": " << was << " became " << now << ": " << Told(found);
+    const std::string what = std::to_string(field.offset) + ": " + std::to_string(now) + ": " + Told(found);
+    EXPECT_TRUE(reported || IsHarmless(found)) << what;
+    const bool ambiguous = what.find("channels-wrong") != std::string::npos;
+    // (An odd size of 16-bit sound leaves one byte over.)
+    EXPECT_TRUE(Repair({nullptr, nullptr, true}) == 0 ? ambiguous : frames_ >= 999) << what << frames_;
+    patch(field, was);
   }
 }
 
@@ -365,28 +376,11 @@ TEST_F(WavCheck, WhatCannotBeOpenedOrWrittenGivesMinusOne) {
 
 TEST_F(WavCheck, AnyNumberOfChunksIsPassedInBoundedTime) {
   Bytes tiny;
-  for (int i = 0; i < 3000; ++i) tiny.insert(tiny.end(), kList.begin(), kList.end());
+  for (int i = 0; i < 10000; ++i) tiny.insert(tiny.end(), kList.begin(), kList.end());
   const Found found = Check(Riff({kFormat, tiny, kData}));
   EXPECT_EQ(Told(found), "-chunks-too-many@" + std::to_string(12 + 24 + 1023 * 24) + " data-missing@" +
                              std::to_string(12 + 24 + 1023 * 24));
   EXPECT_EQ(Repair(), 0);
-}
-
-TEST_F(WavCheck, FilesBeyondFourGibibytesAreToldAndRefused) {
-  Store(path_, Riff({kFormat, kData}));
-  std::filesystem::resize_file(path_, 0xFFFFFFFEull);
-  EXPECT_EQ(Told(Check(path_)), "-bytes-after-end@4044");
-  std::filesystem::resize_file(path_, 0x100000000ull + 4044);
-  EXPECT_EQ(Told(Check(path_)), "file-too-large@4");
-  EXPECT_EQ(Repair(), 0);
-}
-
-TEST_F(WavCheck, UnfinishedRecordingsOfThreeGibibytesAreRepaired) {
-  Store(path_, With(With(Riff({kFormat, kData}), 4, 0), 40, 0));
-  std::filesystem::resize_file(path_, 3'000'000'044ull);
-  EXPECT_EQ(Repair(), 1);
-  EXPECT_EQ(frames_, 750'000'000u);
-  EXPECT_EQ(Repair(), 2);
 }
 
 TEST(WavCheckCodes, EachHasATextAndOneName) {

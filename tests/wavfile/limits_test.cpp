@@ -2,6 +2,7 @@
 // for its paths.
 #include "tests/support/FileSizeLimit.h"
 #include "tests/wavfile/pretend_written.h"
+#include "wavfile/WavCheck.h"
 
 namespace {
 
@@ -28,6 +29,26 @@ TEST_F(Limits, WritingStopsWhereTheSizesEndAndReadingSeeksUpToThere) {
     ASSERT_EQ(wav_.SampleFind((kMost - left) / 4), 1);
     EXPECT_EQ(Read(wav_, 12), Join({Bytes(4), Part(left == 12 ? data : Bytes(8), 0, 8)}));
   }
+}
+
+TEST_F(Limits, UnfinishedRecordingsUpToTheLimitAreRepairedAndLargerOnesRefused) {
+  const std::string path = folder_.File("a.wav");
+  Store(path, With(With(Riff({FormatChunk(16), Chunk("data", Pattern(4000))}), 4, 0), 40, 0));
+  std::uint64_t frames = 0;
+  const auto repair = [&] { return cmm::RepairWavFile(path.c_str(), {}, nullptr, nullptr, &frames); };
+  std::filesystem::resize_file(path, 0x100000000ull + 4044);
+  std::vector<std::string> codes;
+  const auto keep = [](void* all, const cmm::WavFinding& finding) {
+    static_cast<std::vector<std::string>*>(all)->push_back(finding.code);
+  };
+  EXPECT_EQ(cmm::CheckWavFile(path.c_str(), keep, &codes), 1);
+  EXPECT_EQ(codes, std::vector<std::string>{"file-too-large"});
+  EXPECT_EQ(repair(), 0);
+  std::filesystem::resize_file(path, 0xFFFFFFFEull);
+  EXPECT_EQ(repair(), 1);
+  EXPECT_EQ(frames, (0xFFFFFFFEull - 44) / 2);
+  EXPECT_EQ(Number(LoadPart(path, 0, 44), 4), 0xFFFFFFFEu - 8);
+  EXPECT_EQ(repair(), 2);
 }
 
 class FullDisk : public WavTest {
