@@ -68,7 +68,7 @@ std::uintmax_t BytesOf(const std::string& name) {
 
 /// Copies, showing how far it has come. A stop is heeded when the copy has ended.
 void RunWithProgress(Repair& repair) {
-  HANDLE const thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, RunRepair, &repair, 0, nullptr));
+  auto* const thread = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, RunRepair, &repair, 0, nullptr));
   if (thread == nullptr) throw Failure("no thread can be started; is memory short?");
   Progress progress;
   const auto all = static_cast<double>(std::max<std::uintmax_t>(BytesOf(repair.file), 1));
