@@ -29,15 +29,16 @@ HighQualityRate::HighQualityRate(std::uint32_t from, std::uint32_t to, std::uint
 
 HighQualityRate::~HighQualityRate() = default;
 
-void HighQualityRate::Convert(const std::int16_t* frames, std::size_t count, std::vector<std::int16_t>& output) {
+void HighQualityRate::Convert(const std::int16_t* frames, std::size_t count,
+                              std::vector<std::int16_t>& output) {
   constexpr std::size_t kMore = 4096;  // frames
   output.clear();
   const auto room = static_cast<std::size_t>(static_cast<double>(count) * state_->ratio) + kMore;
   for (std::size_t made = room; made == room;) {
     const std::size_t before = output.size();
     output.resize(before + room * state_->channels);
-    const soxr_error_t error = soxr_process(state_->resampler.get(), count > 0 ? frames : nullptr, count, nullptr,
-                                            output.data() + before, room, &made);
+    const soxr_error_t error = soxr_process(state_->resampler.get(), count > 0 ? frames : nullptr, count,
+                                            nullptr, output.data() + before, room, &made);
     if (error != nullptr) throw Failure(std::string("libsoxr: ") + error);
     output.resize(before + made * state_->channels);
     if (count > 0) return;  // it takes all of a block

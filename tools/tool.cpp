@@ -43,6 +43,9 @@ int RunTool(const char* name, void (*tool)(int, char**), int argc, char** argv) 
 
 void ReadOptions(CLI::App& app, int argc, char** argv) {
   app.allow_windows_style_options(false);  // a name may begin with a slash
+  app.failure_message([](const CLI::App* program, const CLI::Error& error) {
+    return program->get_name() + ": " + error.what() + "\nRun with --help for more information.\n";
+  });
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

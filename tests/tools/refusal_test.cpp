@@ -7,6 +7,8 @@
 
 namespace {
 
+using testing::StartsWith;
+
 struct Case {
   Command command;
   int code;
@@ -39,7 +41,8 @@ class Refusal : public Programs {
         if (each.limit != 0) LimitFiles(each.limit);
       });
       EXPECT_EQ(outcome.code, each.code) << each.text;
-      EXPECT_THAT(outcome.err, HasSubstr(each.text));
+      EXPECT_THAT(outcome.err,
+                  AllOf(StartsWith(fs::path(program).filename().string() + ": "), HasSubstr(each.text)));
       EXPECT_EQ(outcome.out, "") << each.text;
       EXPECT_EQ(Files(), before) << each.text;
     }
