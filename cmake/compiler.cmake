@@ -5,16 +5,17 @@ if(NOT CMM_HAS_CXX20 AND "cxx_std_20" IN_LIST CMAKE_CXX_COMPILE_FEATURES)
   try_compile(CMM_HAS_CXX20
     SOURCE_FROM_CONTENT cxx20.cpp "
       #include <bit>
-      #include <numbers>
+      #include <memory>
       #include <span>
       constinit float one = std::bit_cast<float>(0x3f800000u);
+      const std::shared_ptr<char[]> room = std::make_shared<char[]>(1);
       float First(std::span<const float> values) { return values.empty() ? one : values[0]; }
-      int main() { return First({}) < std::numbers::pi_v<float> ? 0 : 1; }"
+      int main() { return First({}) > 0 && room ? 0 : 1; }"
     CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
 endif()
 if(NOT CMM_HAS_CXX20)
   unset(CMM_HAS_CXX20 CACHE)
-  message(FATAL_ERROR "cmmaudio needs a C++20 compiler: g++ 11, clang 14, Visual Studio 2022 or a later one; this "
+  message(FATAL_ERROR "cmmaudio needs a C++20 compiler: g++ 12, clang 14, Visual Studio 2022 or a later one; this "
                       "is ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION} (${CMAKE_CXX_COMPILER}).")
 endif()
 
