@@ -36,5 +36,10 @@ cmm_part(CMM_BUILD_TESTS "the tests" cmm_find_googletest "GoogleTest (Debian: li
 
 if(NOT WIN32)
   find_package(ALSA QUIET)
-  option(CMM_ALSA "Real sound devices through ALSA" ${ALSA_FOUND})
+  # AUTO stays in the cache, so that a library installed later is found.
+  set(CMM_ALSA AUTO CACHE STRING "Real sound devices through ALSA: ON, OFF, or AUTO: if it is there")
+  set_property(CACHE CMM_ALSA PROPERTY STRINGS AUTO ON OFF)
+  if(CMM_ALSA STREQUAL "AUTO")
+    set(CMM_ALSA ${ALSA_FOUND})
+  endif()
 endif()

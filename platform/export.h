@@ -1,4 +1,7 @@
 #pragma once
+/// @file
+/// The marks for what the library exports.
+
 // The marks for what the shared library exports. A host that includes an installed header needs nothing else.
 //
 // CMM_API: on every exported class and function. The build of the library itself defines CMM_BUILDING. It is empty
