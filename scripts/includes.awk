@@ -5,6 +5,7 @@
 BEGIN {
   posix = "platform/posix"
   may["platform"] = posix
+  may["platform/pcm"] = "platform"
   may["resample"] = "platform"
   may["wavfile"] = "platform resample"
   may["capture"] = "platform wavfile"
@@ -14,7 +15,7 @@ BEGIN {
   may[posix "/core"] = posix
   may[posix "/text"] = posix " " posix "/core"
   may[posix "/file"] = posix " " posix "/core " posix "/text"
-  may[posix "/acm"] = posix " " posix "/core"
+  may[posix "/acm"] = posix " " posix "/core platform/pcm"
   may[posix "/capture"] = posix " " posix "/core"
   may[posix "/playback"] = posix " " posix "/core " posix "/file " posix "/acm"
   may[posix "/alsa"] = posix " " posix "/core " posix "/capture " posix "/playback"

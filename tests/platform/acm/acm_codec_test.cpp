@@ -138,7 +138,7 @@ TEST(AcmCodec, RefusesFormatsThatAreNotPublished) {
   for (const int frames : {0, 1, 2, 499, 501}) refused(ms, 256, 32, 0, frames);
   for (const int pairs : {0, 6, 8, 257, 65535}) refused(ms, 256, 32, 1, pairs);
   for (const WAVEFORMATEX& format :
-       {Format(0, 1, 16), Format(kRate, 0, 16), Format(kRate, 3, 16), Format(kRate, 1, 24),
+       {Format(0, 1, 16), Format(kRate, 0, 16), Format(kRate, 9, 16), Format(kRate, 1, 28),
         Format(kRate, 1, 0), WAVEFORMATEX{WAVE_FORMAT_ALAW, 1, kRate, 1, 1, 8, 0},
         WAVEFORMATEX{WAVE_FORMAT_PCM, 1, kRate, 16000, 4, 16, 0},
         WAVEFORMATEX{WAVE_FORMAT_PCM, 2, 0x40000001, 4, 4, 16, 0}})  // equal only in 32 bits
