@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
+#include <utility>
 #include <vector>
 
 #include "platform/posix/acm.h"
@@ -48,6 +50,11 @@ inline AcmFormat Ms(DWORD rate, WORD channels, DWORD block) {
                {2, 7, 256, 0, 512, 0xFF00, 0, 0, 192, 64, 240, 0, 460, 0xFF30, 392, 0xFF18});
 }
 
+inline bool Opens(AcmFormat source, AcmFormat destination) {
+  return acmStreamOpen(nullptr, nullptr, source.Get(), destination.Get(), nullptr, 0, 0,
+                       ACM_STREAMOPENF_QUERY) == MMSYSERR_NOERROR;
+}
+
 /// A conversion through the manager. Every call gets buffers of exactly the size that acmStreamSize gives, so
 /// that a sanitizer sees the first byte beyond them.
 class Conversion {
@@ -81,7 +88,32 @@ class Conversion {
   HACMSTREAM stream = nullptr;
 };
 
+inline constexpr DWORD kEnd = ACM_STREAMCONVERTF_END;
 inline constexpr DWORD kBlocks = ACM_STREAMCONVERTF_BLOCKALIGN | ACM_STREAMCONVERTF_END;
+
+/// Runs a stream from its beginning in pieces. @param cut gives the size of the next piece and the room for
+/// its output
+template <class Cut>
+Bytes RunInPieces(Conversion& conversion, const Bytes& source, Cut cut) {
+  Bytes out;
+  DWORD start = ACM_STREAMCONVERTF_START;
+  for (auto at = source.begin(); at != source.end(); start = 0) {
+    const auto [size, room] = cut();
+    const auto end = source.end() - at > size ? at + size : source.end();
+    const DWORD flags = end == source.end() ? kEnd : ACM_STREAMCONVERTF_BLOCKALIGN;
+    DWORD taken = 0;
+    const Bytes made = conversion.Run(Bytes(at, end), start | flags, &taken, room);
+    out.insert(out.end(), made.begin(), made.end());
+    at += static_cast<std::ptrdiff_t>(taken);
+  }
+  return out;
+}
+
+inline Bytes Noise(std::size_t count, std::mt19937& random) {
+  Bytes bytes(count);
+  for (BYTE& byte : bytes) byte = static_cast<BYTE>(random() % 4 ? random() : random() % 2 * 255);
+  return bytes;
+}
 
 inline Bytes ToBytes(const Samples& samples) {
   Bytes bytes(samples.size() * 2);
