@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/posix/acm.h"
+#include "platform/platform.h"
 #include "tests/support/Formats.h"
 
 using Bytes = std::vector<BYTE>;
@@ -36,6 +36,17 @@ class AcmFormat {
   Bytes bytes_;
 };
 
+/// The extensible form of a format.
+inline AcmFormat Extensible(WAVEFORMATEX inside, DWORD mask = 0, WORD validBits = 0) {
+  WAVEFORMATEXTENSIBLE format = {
+      inside, {validBits}, mask, {inside.wFormatTag, 0, 0x10, {0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71}}};
+  format.Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
+  format.Format.cbSize = 22;
+  Bytes bytes(sizeof format);
+  std::memcpy(bytes.data(), &format, sizeof format);
+  return AcmFormat(bytes);
+}
+
 /// A format of 4 bits a sample; blocks begin with @p header bytes for each channel.
 inline AcmFormat Adpcm(WORD tag, DWORD rate, WORD channels, DWORD block, DWORD header,
                        std::vector<WORD> extra) {
@@ -59,8 +70,8 @@ inline bool Opens(AcmFormat source, AcmFormat destination) {
 /// that a sanitizer sees the first byte beyond them.
 class Conversion {
  public:
-  Conversion(AcmFormat source, AcmFormat destination) {
-    EXPECT_EQ(acmStreamOpen(&stream, nullptr, source.Get(), destination.Get(), nullptr, 0, 0, 0), 0u);
+  Conversion(AcmFormat source, AcmFormat destination, HACMDRIVER driver = nullptr) {
+    EXPECT_EQ(acmStreamOpen(&stream, driver, source.Get(), destination.Get(), nullptr, 0, 0, 0), 0u);
   }
   ~Conversion() { EXPECT_TRUE(!stream || acmStreamClose(stream, 0) == MMSYSERR_NOERROR); }
 
@@ -111,7 +122,7 @@ Bytes RunInPieces(Conversion& conversion, const Bytes& source, Cut cut) {
 
 inline Bytes Noise(std::size_t count, std::mt19937& random) {
   Bytes bytes(count);
-  for (BYTE& byte : bytes) byte = static_cast<BYTE>(random() % 4 ? random() : random() % 2 * 255);
+  for (BYTE& each : bytes) each = static_cast<BYTE>(random() % 4 ? random() : random() % 2 * 255);
   return bytes;
 }
 

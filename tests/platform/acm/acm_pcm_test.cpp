@@ -11,16 +11,6 @@ namespace {
 
 constexpr DWORD kRate = 48000;
 
-AcmFormat Extensible(WAVEFORMATEX inside, DWORD mask = 0, WORD validBits = 0) {
-  WAVEFORMATEXTENSIBLE format = {
-      inside, {validBits}, mask, {inside.wFormatTag, 0, 0x10, {0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71}}};
-  format.Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
-  format.Format.cbSize = 22;
-  Bytes bytes(sizeof format);
-  std::memcpy(bytes.data(), &format, sizeof format);
-  return AcmFormat(bytes);
-}
-
 template <class Sample>
 Bytes Raw(Sample sample) {
   const auto bytes = std::bit_cast<std::array<BYTE, sizeof(Sample)>>(sample);
