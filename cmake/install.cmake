@@ -7,7 +7,7 @@ install(TARGETS cmmaudio EXPORT cmmaudio-targets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 set(CMM_INSTALLED_HEADERS
-  wavfile/CMMWav.h wavfile/WavCheck.h
+  wavfile/CMMWav.h wavfile/PcmDriver.h wavfile/WavCheck.h
   resample/AudioLinearFilter.h
   capture/ThreadDAT.h capture/CMMCapture.h capture/CaptureThread.h capture/CMMWAVCapture.h
   capture/CaptureReport.h

@@ -7,7 +7,8 @@ BEGIN {
   may["platform"] = posix
   may["platform/pcm"] = "platform"
   may["resample"] = "platform"
-  may["wavfile"] = "platform resample"
+  may["platform/windows"] = "platform platform/pcm"
+  may["wavfile"] = "platform platform/pcm resample"
   may["capture"] = "platform wavfile"
   may["harmony"] = "platform"
   may["units"] = "platform"

@@ -49,8 +49,7 @@ struct WAVEFORMATEX {
   WORD wBitsPerSample;    ///< bits of one sample of one channel
   WORD cbSize;            ///< bytes of further format data after this structure
 };
-/// A format that says which channel is where. 40 bytes; its tag is WAVE_FORMAT_EXTENSIBLE, its cbSize at least
-/// 22.
+/// A format that says which channel is where: 40 bytes.
 struct WAVEFORMATEXTENSIBLE {
   WAVEFORMATEX Format;  ///< wBitsPerSample are those of the container, a multiple of 8
   union {

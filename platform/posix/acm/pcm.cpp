@@ -1,6 +1,7 @@
 // The driver of the PCM converter. What it converts and how is told in platform/pcm/pcm_converter.h.
 
 #include "platform/pcm/pcm_converter.h"
+#include "platform/pcm/pcm_driver.h"
 #include "platform/posix/acm/builtin_driver.h"
 
 namespace platform::detail {
@@ -49,6 +50,10 @@ class PcmDriver final : public BuiltInDriver {
 
 std::shared_ptr<const ConversionDriver> MakePcmDriver() {
   return std::make_shared<PcmDriver>();
+}
+
+bool AddPcmDriver() {
+  return true;  // it is always there
 }
 
 }  // namespace platform::detail

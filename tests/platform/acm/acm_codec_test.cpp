@@ -12,12 +12,6 @@
 namespace {
 
 constexpr DWORD kRate = 8000;
-constexpr DWORD kEnd = ACM_STREAMCONVERTF_END;
-
-bool Opens(AcmFormat source, AcmFormat destination) {
-  return acmStreamOpen(nullptr, nullptr, source.Get(), destination.Get(), nullptr, 0, 0,
-                       ACM_STREAMOPENF_QUERY) == MMSYSERR_NOERROR;
-}
 
 AcmFormat Law(WORD tag, WORD channels) {
   return Format(kRate, channels, 8, tag);
@@ -27,30 +21,6 @@ std::vector<AcmFormat> Codecs(WORD channels) {
   return {Law(WAVE_FORMAT_ALAW, channels),       Law(WAVE_FORMAT_MULAW, channels),
           Ima(kRate, channels, 256u * channels), Ms(kRate, channels, 256u * channels),
           Ima(kRate, channels, 8u * channels),   Ms(kRate, channels, 7u * channels + 1)};
-}
-
-Bytes Noise(std::size_t count, std::mt19937& random) {
-  Bytes bytes(count);
-  for (BYTE& byte : bytes) byte = static_cast<BYTE>(random() % 4 ? random() : random() % 2 * 255);
-  return bytes;
-}
-
-/// Runs a stream from its beginning in pieces. @param cut gives the size of the next piece and the room for
-/// its output
-template <class Cut>
-Bytes RunInPieces(Conversion& conversion, const Bytes& source, Cut cut) {
-  Bytes out;
-  DWORD start = ACM_STREAMCONVERTF_START;
-  for (auto at = source.begin(); at != source.end(); start = 0) {
-    const auto [size, room] = cut();
-    const auto end = source.end() - at > size ? at + size : source.end();
-    const DWORD flags = end == source.end() ? kEnd : ACM_STREAMCONVERTF_BLOCKALIGN;
-    DWORD taken = 0;
-    const Bytes made = conversion.Run(Bytes(at, end), start | flags, &taken, room);
-    out.insert(out.end(), made.begin(), made.end());
-    at += static_cast<std::ptrdiff_t>(taken);
-  }
-  return out;
 }
 
 /// With sound and with random codes, and with random coefficients, for the sanitizers too.
