@@ -10,7 +10,7 @@ install(TARGETS cmmaudio EXPORT cmmaudio-targets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
 set(CMM_INSTALLED_HEADERS
-  wavfile/CMMWav.h wavfile/WavCheck.h
+  wavfile/CMMWav.h wavfile/PcmDriver.h wavfile/WavCheck.h
   resample/AudioLinearFilter.h
   capture/ThreadDAT.h capture/CMMCapture.h capture/CaptureThread.h capture/CMMWAVCapture.h
   capture/CaptureReport.h

@@ -5,8 +5,10 @@
 BEGIN {
   posix = "platform/posix"
   may["platform"] = posix
+  may["platform/pcm"] = "platform"
   may["resample"] = "platform"
-  may["wavfile"] = "platform resample"
+  may["platform/windows"] = "platform platform/pcm"
+  may["wavfile"] = "platform platform/pcm resample"
   may["capture"] = "platform wavfile"
   may["harmony"] = "platform"
   may["units"] = "platform"
@@ -14,7 +16,7 @@ BEGIN {
   may[posix "/core"] = posix
   may[posix "/text"] = posix " " posix "/core"
   may[posix "/file"] = posix " " posix "/core " posix "/text"
-  may[posix "/acm"] = posix " " posix "/core"
+  may[posix "/acm"] = posix " " posix "/core platform/pcm"
   may[posix "/capture"] = posix " " posix "/core"
   may[posix "/playback"] = posix " " posix "/core " posix "/file " posix "/acm"
   may[posix "/alsa"] = posix " " posix "/core " posix "/capture " posix "/playback"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -18,25 +19,27 @@ constexpr std::uint32_t kLowestRate = 8;       // of a source, in hertz: half a 
 struct Pass {
   WAVEFORMATEX target;
   bool twoStages;
+  bool whole = false;  // by Decode, not by CMMWav
 };
 
-// One conversion of CMMWav may change the format's tag, or its channels and rate, but not both. A compressed
-// file whose channels or rate are to change therefore takes two. Drivers decode to 16 bits; every
-// further change is a second pass.
-std::vector<Pass> Passes(const WAVEFORMATEX& source, const WAVEFORMATEX& target, int stages) {
-  const bool otherRate = source.nSamplesPerSec != target.nSamplesPerSec;
-  const bool twoStages = stages == 2 || (stages == 0 && otherRate);
+// One conversion of CMMWav may change the format's tag, or its channels and rate, but not both. A file in another
+// format than PCM, whose channels or rate are to change, therefore takes two. The converter of PCM decodes
+// extensible formats and floating point to the wanted channels and bits, from the whole format; other drivers decode
+// to 16 bits. Every further change is a second pass.
+std::vector<Pass> Passes(const WavSizes& file, const WAVEFORMATEX& target, int stages) {
+  const WAVEFORMATEX& source = file.format.Format;
+  const bool twoStages = stages == 2 || (stages == 0 && source.nSamplesPerSec != target.nSamplesPerSec);
   const Pass wanted{target, twoStages};
-  if (source.wFormatTag == WAVE_FORMAT_PCM) return {wanted};
-  if (!otherRate && source.nChannels == target.nChannels && target.wBitsPerSample == 16) return {wanted};
-  return {{Pcm(source.nSamplesPerSec, source.nChannels, 16), false}, wanted};
-}
-
-// Half a second, in whole blocks. With a full second every other block would end at the filter's output
-// limit, which skips a position; half a second stays far below it, so no frame is dropped.
-std::uint32_t BlockBytes(const WAVEFORMATEX& format) {
-  const std::uint32_t block = format.nBlockAlign;
-  return std::max<std::uint32_t>(format.nAvgBytesPerSec / 2 / block, 1) * block;
+  const bool isPcm = source.wFormatTag == WAVE_FORMAT_PCM;
+  if (isPcm && file.IsPlain()) return {wanted};
+  const bool isNumbers =
+      isPcm || source.wFormatTag == WAVE_FORMAT_IEEE_FLOAT || source.wFormatTag == WAVE_FORMAT_EXTENSIBLE;
+  Pass first{Pcm(source.nSamplesPerSec, source.nChannels, 16), false, isNumbers || !file.IsPlain()};
+  if (isNumbers)
+    first.target = Pcm(twoStages ? source.nSamplesPerSec : target.nSamplesPerSec, target.nChannels,
+                       target.wBitsPerSample);
+  if (std::memcmp(&first.target, &target, sizeof target) != 0) return {first, wanted};
+  return {{target, twoStages, first.whole}};
 }
 
 void CheckSize(double seconds, const WAVEFORMATEX& target) {
@@ -45,8 +48,8 @@ void CheckSize(double seconds, const WAVEFORMATEX& target) {
 }
 
 // The results of all passes are on the disk at the same time.
-void CheckRoom(const Conversion& conversion, const std::vector<Pass>& passes) {
-  const double seconds = LengthOfSound(conversion.source).seconds.value_or(0.0);
+void CheckRoom(const Conversion& conversion, const WavSizes& source, const std::vector<Pass>& passes) {
+  const double seconds = LengthOf(source).seconds.value_or(0.0);
   double bytes = 0.0;
   for (const Pass& pass : passes) bytes += seconds * pass.target.nAvgBytesPerSec;
   CheckSpace(conversion.target, bytes);
@@ -61,20 +64,20 @@ std::uint32_t BytesLeft(CMMWav& source, const WAVEFORMATEX& format, double end, 
 }
 
 // @param show is told the fraction that is done
-template <class Show>
-void Run(const std::string& from, const Pass& pass, const Sink& sink, Show show) {
+// @return false: no driver takes it
+bool Convert(const std::string& from, const Pass& pass, const Sink& sink,
+             const std::function<void(double)>& show) {
   CMMWav source;
-  OpenSource(source, from);
+  if (source.Open(from.c_str()) != 1) throw Failure(from + ": " + WhyUnreadable(from));
   WAVEFORMATEX format{};
   source.GetFileInfo(&format);
   std::uint8_t* output = nullptr;
-  if (source.BeginConvert(pass.twoStages ? 0 : 1, pass.target, &output, nullptr) == 0) {
-    throw Failure(from + ": no conversion driver takes this file: " + Describe(format) + "\n  to " +
-                  Describe(pass.target) + ". --list-drivers of cmm-convert shows what there is");
-  }
+  if (source.BeginConvert(pass.twoStages ? 0 : 1, pass.target, &output, nullptr) == 0) return false;
   const double end = EndOfSound(source, from);
   CheckSize(end, pass.target);
-  const std::uint32_t bytes = BlockBytes(format);
+  // With a full second every other block would end at the filter's output limit, which skips a position; half a
+  // second stays far below it, so no frame is dropped.
+  const std::uint32_t bytes = HalfSecond(format);
   while (source.GetNowTime() < end) {
     CheckStop();
     show(source.GetNowTime() / end);
@@ -85,6 +88,14 @@ void Run(const std::string& from, const Pass& pass, const Sink& sink, Show show)
     sink(output, made);
   }
   source.EndConvert();
+  return true;
+}
+
+void Run(const std::string& from, const WavSizes& source, const Pass& pass, const Sink& sink,
+         const std::function<void(double)>& show) {
+  CheckSize(LengthOf(source).seconds.value_or(0.0), pass.target);
+  if (pass.whole ? Decode(from, source, pass.target, sink, show) : Convert(from, pass, sink, show)) return;
+  throw Failure(from + ": no conversion driver takes " + Describe(source.format) + "; " + WayOut(from));
 }
 
 }  // namespace
@@ -94,39 +105,27 @@ WAVEFORMATEX Pcm(std::uint32_t rate, std::uint16_t channels, std::uint16_t bits)
   return {WAVE_FORMAT_PCM, channels, rate, rate * block, block, bits, 0};
 }
 
-std::string Describe(const WAVEFORMATEX& format) {
-  std::string text = FormatName(format.wFormatTag);
-  if (text == "format") text.append(" ").append(std::to_string(format.wFormatTag));
-  return text + ", " + std::to_string(format.nSamplesPerSec) + " Hz, " + std::to_string(format.nChannels) +
-         " channel(s), " + std::to_string(format.wBitsPerSample) + " bits";
-}
-
-void OpenSource(CMMWav& wav, const std::string& file) {
-  if (wav.Open(file.c_str()) != 1) throw Failure(file + ": " + WhyUnreadable(file));
-}
-
 WAVEFORMATEX FormatOf(const std::string& file) {
-  CMMWav wav;
-  WAVEFORMATEX format{};
-  OpenSource(wav, file);
-  wav.GetFileInfo(&format);
+  const WAVEFORMATEX format = ReadSource(file).format.Format;
   if (format.nSamplesPerSec < kLowestRate) throw Failure(file + ": its rate is too low to be sound");
   return format;
 }
 
 void ConvertFile(const Conversion& conversion, const Sink& sink) {
-  const std::vector<Pass> passes = Passes(FormatOf(conversion.source), conversion.format, conversion.stages);
-  CheckRoom(conversion, passes);
+  const WavSizes source = ReadSource(conversion.source);
+  const std::vector<Pass> passes = Passes(source, conversion.format, conversion.stages);
+  CheckRoom(conversion, source, passes);
   Progress progress;
   if (passes.size() == 1) {
-    Run(conversion.source, passes[0], sink, [&](double fraction) { progress.Show(fraction); });
+    Run(conversion.source, source, passes[0], sink, [&](double fraction) { progress.Show(fraction); });
     return;
   }
   PcmFile decoded(conversion.target, passes[0].target, ".decoded.part");
   const Sink keep = [&](const std::uint8_t* data, std::uint32_t bytes) { decoded.Write(data, bytes); };
-  Run(conversion.source, passes[0], keep, [&](double fraction) { progress.Show(fraction / 2); });
+  Run(conversion.source, source, passes[0], keep, [&](double fraction) { progress.Show(fraction / 2); });
   decoded.Finish();
-  Run(decoded.Name(), passes[1], sink, [&](double fraction) { progress.Show(0.5 + fraction / 2); });
+  Run(decoded.Name(), ReadSource(decoded.Name()), passes[1], sink,
+      [&](double fraction) { progress.Show(0.5 + fraction / 2); });
 }
 
 PcmFile::PcmFile(const std::string& wanted, const WAVEFORMATEX& format, const char* suffix)

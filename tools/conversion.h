@@ -2,20 +2,14 @@
 // A WAV file's sound as PCM of another rate, other channels or another sample size, block by block.
 
 #include <cstdint>
-#include <functional>
 #include <string>
 
+#include "tools/decoding.h"
 #include "tools/output_file.h"
 #include "wavfile/CMMWav.h"
 
 /// The PCM format of this rate, channel count and sample size in bits.
 WAVEFORMATEX Pcm(std::uint32_t rate, std::uint16_t channels, std::uint16_t bits);
-
-/// As "PCM, 44100 Hz, 2 channel(s), 16 bits".
-std::string Describe(const WAVEFORMATEX& format);
-
-/// Opens a file for reading. Throws a Failure that says why it cannot be read.
-void OpenSource(CMMWav& wav, const std::string& file);
 
 /// The format of a file. Throws a Failure when the file cannot be read.
 WAVEFORMATEX FormatOf(const std::string& file);
@@ -27,9 +21,6 @@ struct Conversion {
   WAVEFORMATEX format;  ///< PCM
   int stages = 0;       ///< as BeginConvert counts them; 0: two where the rate changes
 };
-
-/// Takes the next piece of the result.
-using Sink = std::function<void(const std::uint8_t* data, std::uint32_t bytes)>;
 
 /// Hands the sound of a file to @p sink in the wanted format, half a second at a time, and shows the progress
 /// on the terminal. Throws a Failure when the disk has no room for the result, the file cannot be

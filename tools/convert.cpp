@@ -28,20 +28,22 @@ struct Options {
 WAVEFORMATEX WantedFormat(const Options& options, const WAVEFORMATEX& source) {
   const bool keepsBits = source.wFormatTag == WAVE_FORMAT_PCM && source.wBitsPerSample == 8;
   const auto bits = static_cast<std::uint16_t>(keepsBits ? 8 : 16);
+  const auto channels = static_cast<std::uint16_t>(source.nChannels > 1 ? 2 : 1);
   return Pcm(options.rate != 0 ? options.rate : source.nSamplesPerSec,
-             options.channels != 0 ? options.channels : source.nChannels,
-             options.bits != 0 ? options.bits : bits);
+             options.channels != 0 ? options.channels : channels, options.bits != 0 ? options.bits : bits);
 }
 
 void Convert(const Options& options) {
-  const WAVEFORMATEX format = WantedFormat(options, FormatOf(options.source));
+  WAVEFORMATEXTENSIBLE made{};
+  made.Format = WantedFormat(options, FormatOf(options.source));
+  const WAVEFORMATEX& format = made.Format;
   CheckOutput(options.target, options.force);
   PcmFile target(options.target, format);
   ConvertFile({options.source, options.target, format, options.stages},
               [&](const std::uint8_t* data, std::uint32_t bytes) { target.Write(data, bytes); });
   target.Finish();
   target.Keep(options.force);
-  std::printf("Wrote %s: %s, %s\n", options.target.c_str(), Describe(format).c_str(),
+  std::printf("Wrote %s: %s, %s\n", options.target.c_str(), Describe(made).c_str(),
               TimeText(target.Seconds()).c_str());
 }
 
@@ -61,7 +63,9 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--rate", options.rate, "Frames a second, 100 to 768000; without it those of the source")
       ->type_name("HZ")
       ->check(CLI::Range(100, 768000).description(""));
-  app.add_option("--channels", options.channels, "Channels, 1 or 2; without it those of the source")
+  app.add_option("--channels", options.channels,
+                 "Channels, 1 or 2; without it those of the source, and 2 for\n"
+                 "more than 2")
       ->type_name("COUNT")
       ->check(CLI::IsMember({1, 2}).description(""));
   app.add_option("--bits", options.bits,
@@ -83,8 +87,10 @@ void AddOptions(CLI::App& app, Options& options) {
 }
 
 void Tool(int argc, char** argv) {
-  CLI::App app("Converts a WAV file to PCM of another rate, other channels or another sample size.",
-               "cmm-convert");
+  CLI::App app(
+      "Converts a WAV file to PCM of another rate, other channels or another sample size. Takes PCM of\n"
+      "8 to 32 bits, IEEE float, A-law, mu-law, MS ADPCM and IMA ADPCM, also as RF64 and W64 below 4 GiB.",
+      "cmm-convert");
   Options options;
   AddOptions(app, options);
   ReadOptions(app, argc, argv);

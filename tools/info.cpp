@@ -32,11 +32,9 @@ std::string SizeText(CMMWav& wav, const WavSizes& sizes) {
 }
 
 void Print(CMMWav& wav, const std::string& name, const WavSizes& sizes) {
-  WAVEFORMATEX format{};
-  wav.GetFileInfo(&format);
-  const WavLength length = LengthOf(format, sizes.dataBytes, sizes.factFrames);
+  const WavLength length = LengthOf(sizes.format.Format, sizes.dataBytes, sizes.factFrames);
   std::printf("%s\n", name.c_str());
-  std::printf("  format    %s (tag %u)\n", FormatName(wav.GetFormat()).c_str(), unsigned{wav.GetFormat()});
+  std::printf("  format    %s (tag %u)\n", FormatName(sizes.format).c_str(), unsigned{wav.GetFormat()});
   std::printf("  channels  %u\n", unsigned{wav.GetChannels()});
   std::printf("  rate      %u Hz\n", unsigned{wav.GetSampleRate()});
   std::printf("  bits      %u\n", unsigned{wav.GetSampleSizeInBits()});
@@ -107,11 +105,10 @@ bool PrintJson(const std::string& name, bool first) {
   std::string frames = "null";
   std::string seconds = "null";
   CMMWav wav;
-  WAVEFORMATEX header{};
   const std::optional<WavSizes> sizes = ReadSizes(name);
-  if (wav.Open(name.c_str()) == 1 && wav.GetFileInfo(&header) == 1 && sizes) {
-    const WavLength length = LengthOf(header, sizes->heldBytes, sizes->factFrames);
-    format = FormatJson(header);
+  if (wav.Open(name.c_str()) == 1 && sizes) {
+    const WavLength length = LengthOf(*sizes);
+    format = FormatJson(sizes->format.Format);
     if (length.frames) frames = std::to_string(*length.frames);
     if (length.seconds) seconds = std::to_string(*length.seconds);
   }

@@ -4,13 +4,20 @@
 // file is over and whether the device is still there, so it sends the commands of the media control itself.
 // MCI_STATUS gives the position, and the end once all sound has been played. A device that fails stops too,
 // but before the file's length.
+//
+// The media control reads RIFF files. One in another container is converted first, into a file of the system's
+// folder for temporary files.
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
+#include <optional>
 #include <string>
 
 #include "platform/platform.h"
+#include "tools/conversion.h"
 #include "tools/devices.h"
+#include "tools/paths.h"
 #include "tools/terminal.h"
 #include "tools/tool.h"
 #include "tools/wav_length.h"
@@ -44,7 +51,8 @@ class TimeLine {
 // A file on the media control's waveform device.
 class Player {
  public:
-  explicit Player(const std::string& file) {
+  /// @param failure what to tell when it cannot be played
+  Player(const std::string& file, const std::string& failure) {
     MCI_WAVE_OPEN_PARMSA open{};
     open.lpstrDeviceType = reinterpret_cast<LPCSTR>(DWORD_PTR{MCI_DEVTYPE_WAVEFORM_AUDIO});
     open.lpstrElementName = file.c_str();
@@ -54,9 +62,7 @@ class Player {
     MCI_PLAY_PARMS play{};
     if (isOpen_ && Send(MCI_PLAY, MCI_NOTIFY, &play) == 0) return;
     Close();
-    throw Failure(file + " cannot be played:\n" +
-                  "  there is no sound device (connect one, or start the sound server), another program is\n"
-                  "  using it, or nothing here plays this file's format; cmm-info tells which that is");
+    throw Failure(failure);
   }
   ~Player() { Close(); }
   Player(const Player&) = delete;
@@ -88,9 +94,28 @@ class Player {
   bool isOpen_ = false;
 };
 
+// Converts a file to PCM of 16 bits, under its name in the folder for temporary files.
+void MakePlain(const std::string& file, std::optional<PcmFile>& made) {
+  const WAVEFORMATEX source = FormatOf(file);
+  const WAVEFORMATEX format = Pcm(source.nSamplesPerSec, source.nChannels > 1 ? 2 : 1, 16);
+  const std::string wanted = PathText(std::filesystem::temp_directory_path() / NativePath(file).filename());
+  made.emplace(wanted, format);
+  ConvertFile({file, wanted, format},
+              [&](const std::uint8_t* data, std::uint32_t bytes) { made->Write(data, bytes); });
+  made->Finish();
+}
+
 void Play(const std::string& file) {
-  const double length = LengthOfSound(file).seconds.value_or(0.0);
-  Player player(file);
+  const WavSizes source = ReadSource(file);
+  const double length = LengthOf(source).seconds.value_or(0.0);
+  std::optional<PcmFile> plain;  // outlives its player
+  if (!source.IsPlain()) MakePlain(file, plain);
+  Player player(
+      plain ? plain->Name() : file,
+      file + " (" + Describe(source.format) + ") cannot be played:\n" +
+          "  there is no sound device (connect one, or start the sound server), another program is\n"
+          "  using it, or nothing here plays this format; " +
+          WayOut(file));
   std::printf("Playing %s: %s. Ctrl-C stops it.\n", file.c_str(), TimeText(length).c_str());
   std::fflush(stdout);
   {

@@ -11,17 +11,58 @@
 
 namespace {
 
+constexpr std::uint64_t kMostFormatBytes = sizeof(WAVEFORMATEX) + 65535;
+
 // What programs write for a size that they do not know and cannot go back to put in.
-bool IsUnknown(std::uint32_t size, std::uint64_t rest) {
-  return size == 0xFFFFFFFF || (size >= 0x7FFFF000 && size <= 0x7FFFFFFF && size > rest);
+bool IsUnknown(std::uint64_t size, std::uint64_t rest) {
+  return size == 0xFFFFFFFF || size >> 62 != 0 || (size >= 0x7FFFF000 && size <= 0x7FFFFFFF && size > rest);
 }
 
-bool ReadChunk(std::ifstream& file, char (&name)[4], std::uint32_t& size) {
-  unsigned char header[8];
-  if (!file.read(reinterpret_cast<char*>(header), sizeof header)) return false;
-  std::memcpy(name, header, sizeof name);
-  std::memcpy(&size, header + sizeof name, sizeof size);  // little-endian, as every system that this runs on
+struct Chunk {
+  char name[4];
+  std::uint64_t size;  // of the content
+
+  bool Is(const char* wanted) const { return std::memcmp(name, wanted, sizeof name) == 0; }
+};
+
+// Numbers are little-endian, as every system that this runs on. A W64 chunk has an identifier of 16 bytes, which
+// begins with the name, and a size that counts its own header.
+bool ReadChunk(std::ifstream& file, bool isW64, Chunk& chunk) {
+  constexpr std::uint64_t kW64Header = 24;
+  char header[kW64Header];
+  if (!file.read(header, isW64 ? kW64Header : 8)) return false;
+  std::memcpy(chunk.name, header, sizeof chunk.name);
+  chunk.size = 0;
+  std::memcpy(&chunk.size, header + (isW64 ? 16 : 4), isW64 ? 8 : 4);
+  const std::uint64_t counted = isW64 ? kW64Header : 0;
+  if (chunk.size < counted) return false;
+  chunk.size -= counted;
   return true;
+}
+
+// Reads the content of a chunk other than the data.
+void ReadContent(std::ifstream& file, const Chunk& chunk, std::uint64_t rest, WavSizes& sizes) {
+  if (chunk.Is("fact") && chunk.size >= 4) {
+    file.read(reinterpret_cast<char*>(&sizes.factFrames), sizeof sizes.factFrames);
+  } else if (chunk.Is("ds64") && chunk.size >= 16) {
+    file.seekg(8, std::ios::cur);  // the size of the file
+    file.read(reinterpret_cast<char*>(&sizes.dataBytes), sizeof sizes.dataBytes);
+  } else if (chunk.Is("fmt ") && sizes.formatAt == 0) {
+    sizes.formatAt = sizes.fileBytes - rest;
+    sizes.formatBytes = std::min({chunk.size, rest, kMostFormatBytes});
+    const std::uint64_t kept = std::min<std::uint64_t>(sizes.formatBytes, sizeof sizes.format);
+    file.read(reinterpret_cast<char*>(&sizes.format), static_cast<std::streamsize>(kept));
+  }
+}
+
+// An RF64 file has told the size of the data before.
+void TakeData(const Chunk& chunk, std::uint64_t rest, WavSizes& sizes) {
+  const std::uint64_t size = chunk.size == 0xFFFFFFFF && sizes.dataBytes != 0 ? sizes.dataBytes : chunk.size;
+  const bool isUnknown = IsUnknown(size, rest);
+  sizes.isOpenEnded = sizes.isOpenEnded || isUnknown;
+  sizes.dataAt = sizes.fileBytes - rest;
+  sizes.dataBytes = isUnknown ? rest : size;
+  sizes.heldBytes = std::min(sizes.dataBytes, rest);
 }
 
 // Frames in a block of ADPCM; 0 for other formats. The block begins with a header for each channel, which
@@ -49,6 +90,11 @@ std::optional<std::uint64_t> FramesOf(const WAVEFORMATEX& format, std::uint64_t 
 
 }  // namespace
 
+bool WavSizes::IsPlain() const {
+  const bool isComplete = format.Format.wFormatTag == WAVE_FORMAT_PCM || formatBytes >= sizeof(WAVEFORMATEX);
+  return container == std::string("RIFF") && isComplete;
+}
+
 std::optional<WavSizes> ReadSizes(const std::string& name) {
   std::ifstream file(NativePath(name), std::ios::binary | std::ios::ate);
   const std::streamoff end = file.tellg();
@@ -56,28 +102,34 @@ std::optional<WavSizes> ReadSizes(const std::string& name) {
   WavSizes sizes;
   sizes.fileBytes = static_cast<std::uint64_t>(end);
   file.seekg(0);
-  char chunk[4];
-  std::uint32_t size = 0;
-  while (ReadChunk(file, chunk, size)) {
+  const bool isW64 = ContainerName(name) == "W64";
+  Chunk chunk;
+  while (ReadChunk(file, isW64, chunk)) {
     const std::streamoff begin = file.tellg();
-    if (std::memcmp(chunk, "RIFF", 4) == 0) {
-      sizes.isOpenEnded = IsUnknown(size, sizes.fileBytes);
-      file.seekg(begin + 4);  // past the form type
+    const auto rest = static_cast<std::uint64_t>(end - begin);
+    if (chunk.Is("RIFF") || chunk.Is("RF64") || chunk.Is("riff")) {
+      sizes.container = isW64 ? "W64" : chunk.Is("RF64") ? "RF64" : "RIFF";
+      sizes.isOpenEnded = IsUnknown(chunk.size, sizes.fileBytes);
+      file.seekg(begin + (isW64 ? 16 : 4));  // past the form type
       continue;
     }
-    if (std::memcmp(chunk, "fact", 4) == 0 && size >= 4) {
-      file.read(reinterpret_cast<char*>(&sizes.factFrames), sizeof sizes.factFrames);
-    } else if (std::memcmp(chunk, "data", 4) == 0) {
-      const auto rest = static_cast<std::uint64_t>(end - begin);
-      const bool isUnknown = IsUnknown(size, rest);
-      sizes.isOpenEnded = sizes.isOpenEnded || isUnknown;
-      sizes.dataBytes = isUnknown ? rest : size;
-      sizes.heldBytes = std::min(sizes.dataBytes, rest);
-      return sizes;
-    }
-    file.seekg(begin + size + size % 2);
+    if (chunk.Is("data") && sizes.dataAt == 0) TakeData(chunk, rest, sizes);
+    ReadContent(file, chunk, rest, sizes);
+    if (sizes.dataAt != 0 && sizes.formatAt != 0) return sizes;
+    if (chunk.size > rest) break;
+    const std::uint64_t unit = isW64 ? 8 : 2;  // to which chunks are padded
+    file.seekg(begin + static_cast<std::streamoff>((chunk.size + unit - 1) / unit * unit));
   }
-  return std::nullopt;
+  return sizes.dataAt != 0 ? std::optional(sizes) : std::nullopt;
+}
+
+WavSizes ReadSource(const std::string& file) {
+  const std::optional<WavSizes> sizes = ReadSizes(file);
+  CMMWav wav;
+  const bool isReadable = sizes && (!sizes->IsPlain() || wav.Open(file.c_str()) == 1);
+  if (!isReadable || sizes->formatBytes < sizeof(PCMWAVEFORMAT))
+    throw Failure(file + ": " + WhyUnreadable(file));
+  return *sizes;
 }
 
 WavLength LengthOf(const WAVEFORMATEX& format, std::uint64_t bytes, std::uint32_t factFrames) {
@@ -90,21 +142,17 @@ WavLength LengthOf(const WAVEFORMATEX& format, std::uint64_t bytes, std::uint32_
   return length;
 }
 
-double EndOfSound(CMMWav& wav, const std::string& file) {
-  WAVEFORMATEX format{};
-  const std::optional<WavSizes> sizes = ReadSizes(file);
-  if (!sizes || !sizes->isOpenEnded || wav.GetFileInfo(&format) != 1 || format.nBlockAlign == 0) {
-    return wav.GetPlayTime();
-  }
-  const std::uint64_t wholeBlocks = sizes->heldBytes / format.nBlockAlign * format.nBlockAlign;
-  return static_cast<double>(wholeBlocks) / format.nAvgBytesPerSec;
+std::uint32_t HalfSecond(const WAVEFORMATEX& format) {
+  constexpr std::uint32_t kMost = 1 << 24;
+  const std::uint32_t block = std::max<std::uint32_t>(format.nBlockAlign, 1);
+  const std::uint32_t half = std::min<std::uint32_t>(format.nAvgBytesPerSec / 2, kMost);
+  return std::max<std::uint32_t>(half / block, 1) * block;
 }
 
-WavLength LengthOfSound(const std::string& file) {
-  CMMWav wav;
-  WAVEFORMATEX format{};
-  if (wav.Open(file.c_str()) != 1) throw Failure(file + ": " + WhyUnreadable(file));
-  wav.GetFileInfo(&format);
-  const WavSizes sizes = ReadSizes(file).value_or(WavSizes{});
-  return LengthOf(format, sizes.heldBytes, sizes.factFrames);
+double EndOfSound(CMMWav& wav, const std::string& file) {
+  const std::optional<WavSizes> sizes = ReadSizes(file);
+  if (!sizes || !sizes->isOpenEnded || sizes->format.Format.nBlockAlign == 0) return wav.GetPlayTime();
+  const WAVEFORMATEX& format = sizes->format.Format;
+  const std::uint64_t wholeBlocks = sizes->heldBytes / format.nBlockAlign * format.nBlockAlign;
+  return static_cast<double>(wholeBlocks) / format.nAvgBytesPerSec;
 }

@@ -19,9 +19,11 @@ inline constexpr MMRESULT MMSYSERR_INVALPARAM = 11;
 // Codes of formats, WAVEFORMATEX::wFormatTag.
 inline constexpr WORD WAVE_FORMAT_PCM = 1;
 inline constexpr WORD WAVE_FORMAT_ADPCM = 2;
+inline constexpr WORD WAVE_FORMAT_IEEE_FLOAT = 3;
 inline constexpr WORD WAVE_FORMAT_ALAW = 6;
 inline constexpr WORD WAVE_FORMAT_MULAW = 7;
 inline constexpr WORD WAVE_FORMAT_DVI_ADPCM = 0x11;  // IMA ADPCM
+inline constexpr WORD WAVE_FORMAT_EXTENSIBLE = 0xFFFE;
 
 #pragma pack(push, 1)
 /// What every format begins with.
@@ -47,8 +49,19 @@ struct WAVEFORMATEX {
   WORD wBitsPerSample;    ///< bits of one sample of one channel
   WORD cbSize;            ///< bytes of further format data after this structure
 };
+/// A format that says which channel is where: 40 bytes.
+struct WAVEFORMATEXTENSIBLE {
+  WAVEFORMATEX Format;  ///< wBitsPerSample are those of the container, a multiple of 8
+  union {
+    WORD wValidBitsPerSample;  ///< bits in use, from the highest down
+    WORD wSamplesPerBlock;
+    WORD wReserved;
+  } Samples;
+  DWORD dwChannelMask;  ///< a bit for each place that has a channel, in the order of the channels
+  GUID SubFormat;       ///< Data1 is the code of the format inside, the rest is the same for all codes
+};
 #pragma pack(pop)
-static_assert(sizeof(PCMWAVEFORMAT) == 16 && sizeof(WAVEFORMATEX) == 18,
+static_assert(sizeof(PCMWAVEFORMAT) == 16 && sizeof(WAVEFORMATEX) == 18 && sizeof(WAVEFORMATEXTENSIBLE) == 40,
               "the published structures have no padding");
 
 using LPWAVEFORMATEX = WAVEFORMATEX*;

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "platform/pcm/sizes.h"
 #include "platform/posix/acm/formats.h"
-#include "platform/posix/acm/sizes.h"
 
 namespace platform::detail {
 namespace {

@@ -1,8 +1,7 @@
 #pragma once
 // What the drivers check in formats, and how they load and store PCM samples.
 
-#include <cstring>
-
+#include "platform/pcm/samples.h"
 #include "platform/posix/multimedia.h"
 
 namespace platform::detail {
@@ -18,30 +17,9 @@ inline bool SameRateAndChannels(const WAVEFORMATEX& one, const WAVEFORMATEX& oth
   return one.nSamplesPerSec == other.nSamplesPerSec && one.nChannels == other.nChannels;
 }
 
-template <class T>
-T Load(const BYTE* bytes) {
-  T value;
-  std::memcpy(&value, bytes, sizeof value);
-  return value;
-}
-
-template <class T>
-void Store(BYTE* bytes, T value) {
-  std::memcpy(bytes, &value, sizeof value);
-}
-
 /// @return the word @p index of the further format data; cbSize must cover it
 inline WORD ExtraWord(const WAVEFORMATEX& format, std::size_t index) {
   return Load<WORD>(reinterpret_cast<const BYTE*>(&format) + sizeof format + index * sizeof(WORD));
-}
-
-/// PCM samples: 8 bits are unsigned with silence at 128, 16 bits signed.
-/// To 16 bits, the byte becomes the high byte; to 8 bits, only the high byte is kept.
-template <class To, class From>
-constexpr int Resize(int sample) {
-  if constexpr (sizeof(To) > sizeof(From)) return (sample - 128) * 256;
-  if constexpr (sizeof(To) < sizeof(From)) return (sample >> 8) + 128;
-  return sample;
 }
 
 /// Loads a PCM sample as one of 16 bits.

@@ -1,24 +1,12 @@
 #pragma once
 // What the two laws of G.711 have in common: one byte for each sample, with the rate and channels of the PCM.
 
-#include <array>
-
+#include "platform/pcm/g711_laws.h"
+#include "platform/pcm/sizes.h"
 #include "platform/posix/acm/builtin_driver.h"
 #include "platform/posix/acm/formats.h"
-#include "platform/posix/acm/sizes.h"
 
 namespace platform::detail {
-
-using G711Values = std::array<std::int16_t, 256>;
-
-/// The 16-bit value of every byte of a law.
-template <class Law>
-constexpr G711Values MakeG711Values() {
-  G711Values values{};
-  for (unsigned byte = 0; byte < values.size(); ++byte)
-    values[byte] = static_cast<std::int16_t>(Law::Decode(static_cast<BYTE>(byte)));
-  return values;
-}
 
 /// To PCM, where @p kDecodes is true, or from it.
 template <class Law, class Pcm, bool kDecodes>

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
+#include <utility>
 #include <vector>
 
-#include "platform/posix/acm.h"
+#include "platform/platform.h"
 #include "tests/support/Formats.h"
 
 using Bytes = std::vector<BYTE>;
@@ -34,6 +36,17 @@ class AcmFormat {
   Bytes bytes_;
 };
 
+/// The extensible form of a format.
+inline AcmFormat Extensible(WAVEFORMATEX inside, DWORD mask = 0, WORD validBits = 0) {
+  WAVEFORMATEXTENSIBLE format = {
+      inside, {validBits}, mask, {inside.wFormatTag, 0, 0x10, {0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71}}};
+  format.Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
+  format.Format.cbSize = 22;
+  Bytes bytes(sizeof format);
+  std::memcpy(bytes.data(), &format, sizeof format);
+  return AcmFormat(bytes);
+}
+
 /// A format of 4 bits a sample; blocks begin with @p header bytes for each channel.
 inline AcmFormat Adpcm(WORD tag, DWORD rate, WORD channels, DWORD block, DWORD header,
                        std::vector<WORD> extra) {
@@ -48,12 +61,17 @@ inline AcmFormat Ms(DWORD rate, WORD channels, DWORD block) {
                {2, 7, 256, 0, 512, 0xFF00, 0, 0, 192, 64, 240, 0, 460, 0xFF30, 392, 0xFF18});
 }
 
+inline bool Opens(AcmFormat source, AcmFormat destination) {
+  return acmStreamOpen(nullptr, nullptr, source.Get(), destination.Get(), nullptr, 0, 0,
+                       ACM_STREAMOPENF_QUERY) == MMSYSERR_NOERROR;
+}
+
 /// A conversion through the manager. Every call gets buffers of exactly the size that acmStreamSize gives, so
 /// that a sanitizer sees the first byte beyond them.
 class Conversion {
  public:
-  Conversion(AcmFormat source, AcmFormat destination) {
-    EXPECT_EQ(acmStreamOpen(&stream, nullptr, source.Get(), destination.Get(), nullptr, 0, 0, 0), 0u);
+  Conversion(AcmFormat source, AcmFormat destination, HACMDRIVER driver = nullptr) {
+    EXPECT_EQ(acmStreamOpen(&stream, driver, source.Get(), destination.Get(), nullptr, 0, 0, 0), 0u);
   }
   ~Conversion() { EXPECT_TRUE(!stream || acmStreamClose(stream, 0) == MMSYSERR_NOERROR); }
 
@@ -81,7 +99,32 @@ class Conversion {
   HACMSTREAM stream = nullptr;
 };
 
+inline constexpr DWORD kEnd = ACM_STREAMCONVERTF_END;
 inline constexpr DWORD kBlocks = ACM_STREAMCONVERTF_BLOCKALIGN | ACM_STREAMCONVERTF_END;
+
+/// Runs a stream from its beginning in pieces. @param cut gives the size of the next piece and the room for
+/// its output
+template <class Cut>
+Bytes RunInPieces(Conversion& conversion, const Bytes& source, Cut cut) {
+  Bytes out;
+  DWORD start = ACM_STREAMCONVERTF_START;
+  for (auto at = source.begin(); at != source.end(); start = 0) {
+    const auto [size, room] = cut();
+    const auto end = source.end() - at > size ? at + size : source.end();
+    const DWORD flags = end == source.end() ? kEnd : ACM_STREAMCONVERTF_BLOCKALIGN;
+    DWORD taken = 0;
+    const Bytes made = conversion.Run(Bytes(at, end), start | flags, &taken, room);
+    out.insert(out.end(), made.begin(), made.end());
+    at += static_cast<std::ptrdiff_t>(taken);
+  }
+  return out;
+}
+
+inline Bytes Noise(std::size_t count, std::mt19937& random) {
+  Bytes bytes(count);
+  for (BYTE& each : bytes) each = static_cast<BYTE>(random() % 4 ? random() : random() % 2 * 255);
+  return bytes;
+}
 
 inline Bytes ToBytes(const Samples& samples) {
   Bytes bytes(samples.size() * 2);

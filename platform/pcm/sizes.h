@@ -1,9 +1,10 @@
 #pragma once
 // Arithmetic of acmStreamSize.
 
+#include <cstdint>
 #include <limits>
 
-#include "platform/posix/acm.h"
+#include "platform/platform.h"
 
 namespace platform::detail {
 
