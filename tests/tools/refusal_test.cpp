@@ -84,6 +84,11 @@ TEST_F(Refusal, OfHarmonize) {
   for (const char* voices : {"", "+4,", "four", "+-4", "nan", "25", "-2401c", "1,2,3,4"}) {
     cases.push_back({{"source.wav", "new.wav", "--voices", voices}, 2, "--voices"});
   }
+  for (const char* levels : {"", "13", "0,-61", "1,2", "x"}) {
+    cases.push_back({{"source.wav", "new.wav", "--level", levels}, 2, "--level"});
+  }
+  cases.push_back({{"source.wav", "new.wav", "--level", "nan"}, 2, "nan"});
+  cases.push_back({{"source.wav", "new.wav", "--mix", "nan"}, 2, "nan"});
   Expect(CMM_HARMONIZE, cases);
 }
 
