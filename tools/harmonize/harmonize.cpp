@@ -134,7 +134,7 @@ void AddOptions(CLI::App& app, Options& options) {
                  "Also write the lead's pitch to a CSV file: time in seconds,\n"
                  "pitch in hertz (0: no note), level (full scale 1)")
       ->type_name("FILE");
-  app.add_flag("--force", options.force, "Overwrite the files if they exist");
+  app.add_flag("-f,--force", options.force, "Overwrite the files if they exist");
   app.callback([&options] {
     const std::string problem = ReadIntervals(options.voices, options.cents);
     if (!problem.empty()) throw CLI::ValidationError("--voices", problem);
