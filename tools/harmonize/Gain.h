@@ -34,7 +34,8 @@ class Gain {
 
   double AtStart(std::size_t piece) const {
     const double factor = sumEnergy_ > 0.0 ? std::sqrt(leadEnergy_ / sumEnergy_) : 1.0;
-    const double peak = std::max(peaks_[piece], peaks_[piece + 1]);
+    const std::size_t known = std::min(piece, peaks_.size() - 2);  // the file may have grown since
+    const double peak = std::max(peaks_[known], peaks_[known + 1]);
     return factor * peak > 1.0 ? 1.0 / peak : factor;
   }
 

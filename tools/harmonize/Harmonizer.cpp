@@ -6,9 +6,9 @@
 namespace {
 
 constexpr std::int32_t kMiddle = 512;  // the position of delay value 0.0
-// NRAuto saturates. The taps' gains are a quarter (-12 dB) of the voices', so that it has room for three voices
-// of 12 dB. kVoiceScale makes up for that, for the third of the sum that MDLY gives, and for the line's half
-// scale.
+// NRAuto saturates. The taps' gains are a quarter (-12 dB) of the voices', so that it has room for three
+// voices of 12 dB. kVoiceScale makes up for that, for the third of the sum that MDLY gives, and for the half
+// scale of the line.
 constexpr double kTapGain = 0.25;
 constexpr double kVoiceScale = 3.0 * 2.0 / kTapGain;
 constexpr double kOctave = 1200.0;

@@ -38,12 +38,12 @@ struct Options {
 };
 
 std::int16_t Rounded(double sample) {
-  return static_cast<std::int16_t>(std::min<double>(std::round(sample / kLowBits), INT16_MAX));
+  return static_cast<std::int16_t>(std::clamp<double>(std::round(sample / kLowBits), INT16_MIN, INT16_MAX));
 }
 
 // Sends the source through a harmonizer. Without a target the gain hears the result; otherwise the target
-// receives it with that gain, and the log the lead's pitch. The harmonizer's first samples are its delay; they
-// are left out, so that the output is in time with the source.
+// receives it with that gain, and the log the lead's pitch. The harmonizer's first samples are its delay;
+// they are left out, so that the output is in time with the source.
 void Sing(const Options& options, Gain& gain, PcmFile* target, PitchLog* log) {
   Harmonizer harmonizer(options.cents, options.mixPercent / 100.0, options.levels);
   std::size_t taken = 0;
@@ -58,17 +58,19 @@ void Sing(const Options& options, Gain& gain, PcmFile* target, PitchLog* log) {
         log->Write(static_cast<double>(taken) / kRate, tracker.PitchHz(), tracker.Level());
       }
       if (taken++ < Harmonizer::kLatency) continue;
-      if (target == nullptr)
+      if (target == nullptr) {
         gain.Hear(harmonizer.Lead() / kFullScale, sum / kFullScale);
-      else
+      } else {
         made.push_back(Rounded(sum * gain.At(taken - 1 - Harmonizer::kLatency)));
+      }
     }
-    if (target != nullptr) target->Write(made.data(), static_cast<std::uint32_t>(2 * made.size()));
+    if (target != nullptr)
+      target->Write(made.data(), static_cast<std::uint32_t>(made.size() * sizeof(std::int16_t)));
   };
   ConvertFile({options.source, options.target, Pcm(kRate, 1, 16)}, sing);
   log = nullptr;  // what follows is not of the source
-  const std::vector<std::uint8_t> delayed(2 * Harmonizer::kLatency);
-  sing(delayed.data(), 2 * Harmonizer::kLatency);
+  constexpr std::uint32_t kDelayedBytes = Harmonizer::kLatency * sizeof(std::int16_t);
+  sing(std::vector<std::uint8_t>(kDelayedBytes).data(), kDelayedBytes);
 }
 
 // The table must not overwrite a sound, even with --force.
