@@ -10,12 +10,19 @@
 
 #include "tools/findings.h"
 #include "tools/json.h"
+#include "tools/streams.h"
+#include "tools/terminal.h"
 #include "tools/tool.h"
 #include "tools/wav_length.h"
 #include "tools/wav_text.h"
 #include "wavfile/CMMWav.h"
 
 namespace {
+
+struct File {
+  std::string name;
+  std::string label;  // what the user knows it by
+};
 
 // ChkFileSize tells whether the file ends where its data ends; the sizes tell the rest.
 std::string EndText(CMMWav& wav, const WavSizes& sizes) {
@@ -31,9 +38,9 @@ std::string SizeText(CMMWav& wav, const WavSizes& sizes) {
   return declared + ", " + std::to_string(sizes.fileBytes) + " on disk";
 }
 
-void Print(CMMWav& wav, const std::string& name, const WavSizes& sizes) {
+void Print(CMMWav& wav, const File& file, const WavSizes& sizes) {
   const WavLength length = LengthOf(sizes.format.Format, sizes.dataBytes, sizes.factFrames);
-  std::printf("%s\n", name.c_str());
+  std::printf("%s\n", file.label.c_str());
   std::printf("  format    %s (tag %u)\n", FormatName(sizes.format).c_str(), unsigned{wav.GetFormat()});
   std::printf("  channels  %u\n", unsigned{wav.GetChannels()});
   std::printf("  rate      %u Hz\n", unsigned{wav.GetSampleRate()});
@@ -44,31 +51,33 @@ void Print(CMMWav& wav, const std::string& name, const WavSizes& sizes) {
   std::printf("  end       %s\n", EndText(wav, sizes).c_str());
 }
 
-bool Show(const std::string& name) {
+bool Show(const File& file) {
+  const std::string& name = file.name;
   CMMWav wav;
   if (wav.Open(name.c_str()) != 1) {
-    std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
+    std::fprintf(stderr, "cmm-info: %s: %s\n", file.label.c_str(), WhyUnreadable(name).c_str());
     return false;
   }
   const std::optional<WavSizes> sizes = ReadSizes(name);
   if (!sizes) {
-    std::fprintf(stderr, "cmm-info: %s: its chunks cannot be read a second time\n", name.c_str());
+    std::fprintf(stderr, "cmm-info: %s: its chunks cannot be read a second time\n", file.label.c_str());
     return false;
   }
-  Print(wav, name, *sizes);
+  Print(wav, file, *sizes);
   return true;
 }
 
 /// The findings as lines for a person.
-bool ShowFindings(const std::string& name) {
+bool ShowFindings(const File& file) {
+  const std::string& name = file.name;
   bool read = false;
   const Findings findings = Check(name, &read);
   if (!read) {
-    std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
+    std::fprintf(stderr, "cmm-info: %s: %s\n", file.label.c_str(), WhyUnreadable(name).c_str());
     return false;
   }
   const std::string count = findings.empty() ? "nothing" : std::to_string(findings.size()) + " finding(s)";
-  std::printf("%s: %s\n", name.c_str(), count.c_str());
+  std::printf("%s: %s\n", file.label.c_str(), count.c_str());
   for (const cmm::WavFinding& finding : findings) {
     std::printf("  %-10s  at %llu, %s: %s (%s; %llu", SeverityName(finding.severity),
                 static_cast<unsigned long long>(finding.offset), finding.chunk, cmm::CodeText(finding.code),
@@ -97,10 +106,11 @@ std::string FindingJson(const cmm::WavFinding& finding) {
 }
 
 /// One file's object. What is not known is null.
-bool PrintJson(const std::string& name, bool first) {
+bool PrintJson(const File& file, bool first) {
+  const std::string& name = file.name;
   bool read = false;
   const Findings findings = Check(name, &read);
-  if (!read) std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
+  if (!read) std::fprintf(stderr, "cmm-info: %s: %s\n", file.label.c_str(), WhyUnreadable(name).c_str());
   std::string format = "null";
   std::string frames = "null";
   std::string seconds = "null";
@@ -116,16 +126,16 @@ bool PrintJson(const std::string& name, bool first) {
   for (const cmm::WavFinding& finding : findings)
     list += (list.empty() ? "\n    " : ",\n    ") + FindingJson(finding);
   std::printf("%s\n  {\"file\": %s, \"format\": %s, \"frames\": %s, \"seconds\": %s, \"findings\": [%s]}",
-              first ? "" : ",", JsonString(name).c_str(), format.c_str(), frames.c_str(), seconds.c_str(),
-              list.c_str());
+              first ? "" : ",", JsonString(file.label).c_str(), format.c_str(), frames.c_str(),
+              seconds.c_str(), list.c_str());
   return read && !AnyWrong(findings);
 }
 
-bool ShowJson(const std::vector<std::string>& files) {
+bool ShowJson(const std::vector<File>& files) {
   bool all = true;
   bool first = true;
   std::printf("[");
-  for (const std::string& file : files) {
+  for (const File& file : files) {
     all = PrintJson(file, first) && all;
     first = false;
   }
@@ -135,18 +145,24 @@ bool ShowJson(const std::vector<std::string>& files) {
 
 void Tool(int argc, char** argv) {
   CLI::App app("Prints what is known of WAV files, or why they cannot be read.", "cmm-info");
-  std::vector<std::string> files;
-  app.add_option("file", files, "The WAV files")->type_name("")->required();
+  std::vector<std::string> names;
+  app.add_option("file", names, "The WAV files; - is standard input")->type_name("")->required();
   bool check = false;
   bool json = false;
   app.add_flag("--check", check, "Print what is wrong with the files instead; the exit code is 1 then");
   app.add_flag("--json", json, "The same for programs: an array with an object for each file");
   ReadOptions(app, argc, argv);
+  CatchStops();
+  StandardStreams streams;
+  std::vector<File> files;
+  for (const std::string& name : names) {
+    files.push_back({streams.Source(name), name == "-" ? "standard input" : name});
+  }
   bool all = true;
   if (json) {
     all = ShowJson(files);
   } else {
-    for (const std::string& file : files) all = (check ? ShowFindings(file) : Show(file)) && all;
+    for (const File& file : files) all = (check ? ShowFindings(file) : Show(file)) && all;
   }
   if (!all) throw ExitCode{1};
 }

@@ -16,8 +16,10 @@
 #include <vector>
 
 #include "tools/findings.h"
+#include "tools/option_values.h"
 #include "tools/output_file.h"
 #include "tools/paths.h"
+#include "tools/streams.h"
 #include "tools/terminal.h"
 #include "tools/tool.h"
 #include "units/MMWavUnit.h"
@@ -95,6 +97,7 @@ void Amplify(std::vector<std::uint8_t>& block, std::uint32_t bytes, std::uint16_
 template <class Unit>
 void Mirror(const Options& options, const std::string& target) {
   Unit unit;
+  RefuseStream(options.source);
   if (const std::int32_t code = unit.OpenWFile(options.source.c_str()); code != 0) {
     const std::string hint = RepairHint(options.source);
     throw Failure(options.source + ": " + WhyNotOpened(code) + (hint.empty() ? "" : "; " + hint));
@@ -141,7 +144,7 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("target", options.target, "The WAV file to write")->type_name("")->required();
   app.add_option("--gain", options.gain, "Change of level in dB, -96 to 48; without it 0, a plain copy")
       ->type_name("DB")
-      ->check(CLI::Range(-96.0, 48.0).description(""));
+      ->check(NumberFrom(-96.0, 48.0));
   app.add_flag("--strict", options.strict,
                "Accept only plain files: a format, perhaps a frame count,\n"
                "samples, and the correct sizes");

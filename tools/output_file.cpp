@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "tools/paths.h"
+#include "tools/streams.h"
 #include "tools/tool.h"
 
 namespace fs = std::filesystem;
@@ -45,6 +46,7 @@ fs::path ResolveLinks(const fs::path& path) {
 }  // namespace
 
 void CheckOutput(const std::string& file, bool force) {
+  RefuseStream(file);
   const fs::path path = NativePath(file);
   std::error_code error;
   const fs::path folder = FolderOf(path);

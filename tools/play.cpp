@@ -18,6 +18,7 @@
 #include "tools/conversion.h"
 #include "tools/devices.h"
 #include "tools/paths.h"
+#include "tools/streams.h"
 #include "tools/terminal.h"
 #include "tools/tool.h"
 #include "tools/wav_length.h"
@@ -135,7 +136,7 @@ void Tool(int argc, char** argv) {
   CLI::App app("Plays a WAV file on a sound device.", "cmm-play");
   std::string file, device;
   bool list = false;
-  app.add_option("file", file, "The WAV file")->type_name("");
+  app.add_option("file", file, "The WAV file; - is standard input")->type_name("");
   app.add_flag("--list", list, "List the devices of the sound server and exit");
   app.add_option("-D,--device", device,
                  "A name of --list or a part of one, or a name of the sound system's\n"
@@ -151,7 +152,8 @@ void Tool(int argc, char** argv) {
   }
   if (!device.empty()) ChoosePlaybackDevice(device);
   CatchStops();
-  Play(file);
+  StandardStreams streams;
+  Play(streams.Source(file));
 }
 
 }  // namespace

@@ -18,10 +18,10 @@
 #include "tools/disk_sync.h"
 #include "tools/failures.h"
 #include "tools/meter.h"
+#include "tools/option_values.h"
 #include "tools/output_file.h"
 #include "tools/take.h"
 #include "tools/terminal.h"
-#include "tools/time_option.h"
 #include "tools/tool.h"
 #include "tools/wav_text.h"
 
@@ -224,7 +224,7 @@ void AddOptions(CLI::App& app, Options& options) {
                  "awake and busier; recording itself does not wait for it")
       ->type_name("TIME")
       ->transform(TimeInSeconds)
-      ->check(CLI::Range(0.1, 3600.0).description(""));
+      ->check(NumberFrom(0.1, 3600.0));
   app.add_flag("-f,--force", options.force, "Overwrite the file if it exists");
   app.callback([&options] {
     if (!options.list && options.file.empty()) throw CLI::RequiredError("file");

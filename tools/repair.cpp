@@ -17,6 +17,7 @@
 #include "tools/output_file.h"
 #include "tools/paths.h"
 #include "tools/progress.h"
+#include "tools/streams.h"
 #include "tools/terminal.h"
 #include "tools/tool.h"
 #include "tools/wav_text.h"
@@ -192,6 +193,7 @@ bool RepairFolder(const Options& options, const fs::path& folder) {
 }
 
 bool RepairNamed(const Options& options, const std::string& name) {
+  RefuseStream(name);
   const fs::path path = NativePath(name);
   std::error_code error;
   if (!fs::is_directory(path, error)) return RepairFile(options, name);

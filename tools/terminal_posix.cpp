@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -28,6 +29,18 @@ void SecureStreams() {
   while (file >= 0 && file <= STDERR_FILENO);
   if (file >= 0) close(file);
 }
+
+// Waits in steps: a signal does not end a read.
+long ReadInput(char* to, std::size_t room) {
+  constexpr int kStepMs = 100;
+  pollfd input{STDIN_FILENO, POLLIN, 0};
+  while (poll(&input, 1, kStepMs) <= 0) {
+    if (StopWanted()) return 0;
+  }
+  return read(STDIN_FILENO, to, room);
+}
+
+void MakeOutputBinary() {}
 
 void CatchStops() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, OnSignal);

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <io.h>
 
 #include <atomic>
@@ -26,6 +27,16 @@ bool IsTerminal(std::FILE* stream) {
 
 // Not needed here: no signal comes when a reader has gone, and files do not share the streams' numbers.
 void SecureStreams() {}
+
+long ReadInput(char* to, std::size_t room) {
+  _setmode(_fileno(stdin), _O_BINARY);
+  return _read(_fileno(stdin), to, static_cast<unsigned>(room));
+}
+
+void MakeOutputBinary() {
+  std::fflush(stdout);
+  _setmode(_fileno(stdout), _O_BINARY);
+}
 
 void CatchStops() {
   SetConsoleCtrlHandler(OnEvent, TRUE);

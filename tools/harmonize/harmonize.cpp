@@ -15,7 +15,9 @@
 #include "tools/harmonize/Harmonizer.h"
 #include "tools/harmonize/PitchLog.h"
 #include "tools/harmonize/intervals.h"
+#include "tools/option_values.h"
 #include "tools/paths.h"
+#include "tools/streams.h"
 #include "tools/terminal.h"
 #include "tools/tool.h"
 #include "tools/wav_text.h"
@@ -87,7 +89,8 @@ void CheckTable(const Options& options) {
   }
 }
 
-void Harmonize(const Options& options) {
+// @return the seconds of the result
+double Harmonize(const Options& options) {
   FormatOf(options.source);
   CheckOutput(options.target, options.force);
   std::optional<PitchLog> log;
@@ -103,17 +106,18 @@ void Harmonize(const Options& options) {
   if (log) log->Finish();
   target.Keep(options.force);
   if (log) log->Keep(options.force);
-  std::printf("Wrote %s: %zu voice(s) with the lead, %s\n", options.target.c_str(), options.cents.size(),
-              TimeText(target.Seconds()).c_str());
+  return target.Seconds();
 }
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("source", options.source,
-                 "The WAV file with the lead: one voice. It is converted to\n"
-                 "44100 Hz, 16 bits, one channel")
+                 "The WAV file with the lead: one voice; - is standard input. It is\n"
+                 "converted to 44100 Hz, 16 bits, one channel")
       ->type_name("")
       ->required();
-  app.add_option("target", options.target, "The WAV file to write")->type_name("")->required();
+  app.add_option("target", options.target, "The WAV file to write; - is standard output")
+      ->type_name("")
+      ->required();
   app.add_option("--voices", options.voices,
                  "One to three intervals from the lead, in semitones, or in cents\n"
                  "with a c at the end: +4,+7,-12 or +386c,+702c")
@@ -123,7 +127,7 @@ void AddOptions(CLI::App& app, Options& options) {
                  "Share of the voices in percent: 0 is the lead alone, 100 the\n"
                  "voices alone; at 50 they have the levels of --level")
       ->type_name("PERCENT")
-      ->check(CLI::Range(0.0, 100.0).description(""))
+      ->check(NumberFrom(0.0, 100.0))
       ->capture_default_str();
   app.add_option("--level", options.levels,
                  "Level of the voices against the lead in dB, -60 to 12: one\n"
@@ -131,7 +135,7 @@ void AddOptions(CLI::App& app, Options& options) {
       ->type_name("LIST")
       ->delimiter(',')
       ->allow_extra_args(false)
-      ->check(CLI::Range(-60.0, 12.0).description(""));
+      ->check(NumberFrom(-60.0, 12.0));
   app.add_option("--pitch", options.pitch,
                  "Also write the lead's pitch to a CSV file: time in seconds,\n"
                  "pitch in hertz (0: no note), level (full scale 1)")
@@ -144,9 +148,6 @@ void AddOptions(CLI::App& app, Options& options) {
     if (options.levels.size() != options.cents.size()) {
       throw CLI::ValidationError("--level", "give one level for all voices, or one for each");
     }
-    for (const double level : options.levels) {  // CLI::Range lets nan pass
-      if (std::isnan(level + options.mixPercent)) throw CLI::ValidationError("nan is no level and no mix");
-    }
   });
 }
 
@@ -156,7 +157,14 @@ void Tool(int argc, char** argv) {
   AddOptions(app, options);
   ReadOptions(app, argc, argv);
   CatchStops();
-  Harmonize(options);
+  const std::string name = options.target;
+  StandardStreams streams;
+  options.source = streams.Source(options.source);
+  options.target = streams.Target(options.target);
+  const double seconds = Harmonize(options);
+  streams.Send();
+  std::fprintf(streams.Messages(), "Wrote %s: %zu voice(s) with the lead, %s\n", name.c_str(),
+               options.cents.size(), TimeText(seconds).c_str());
 }
 
 }  // namespace

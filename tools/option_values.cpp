@@ -1,7 +1,8 @@
-#include "tools/time_option.h"
+#include "tools/option_values.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
 
 std::string TimeInSeconds(const std::string& text) {
   if (text.find(':') == std::string::npos) return text;
@@ -20,4 +21,15 @@ std::string TimeInSeconds(const std::string& text) {
                                "' is no time: seconds, MM:SS or HH:MM:SS, as 90, 1:30 or 0:01:30");
   }
   return std::to_string(static_cast<double>(hours) * 3600 + static_cast<double>(minutes) * 60 + seconds);
+}
+
+std::function<std::string(const std::string&)> NumberFrom(double low, double high) {
+  return [low, high](const std::string& text) -> std::string {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (!text.empty() && *end == '\0' && value >= low && value <= high) return {};
+    char message[100];
+    std::snprintf(message, sizeof message, "'%.30s' is no number from %g to %g", text.c_str(), low, high);
+    return message;
+  };
 }
