@@ -10,6 +10,7 @@
 #include "tools/tool.h"
 #include "tools/wav_length.h"
 #include "tools/wav_text.h"
+#include "wavfile/PcmDriver.h"
 
 namespace {
 
@@ -112,6 +113,7 @@ WAVEFORMATEX FormatOf(const std::string& file) {
 }
 
 void ConvertFile(const Conversion& conversion, const Sink& sink) {
+  cmm::AddPcmDriver();  // where the platform refuses it, its own drivers remain
   const WavSizes source = ReadSource(conversion.source);
   const std::vector<Pass> passes = Passes(source, conversion.format, conversion.stages);
   CheckRoom(conversion, source, passes);
