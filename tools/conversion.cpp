@@ -36,9 +36,10 @@ std::vector<Pass> Passes(const WavSizes& file, const WAVEFORMATEX& target, int s
   const bool isNumbers =
       isPcm || source.wFormatTag == WAVE_FORMAT_IEEE_FLOAT || source.wFormatTag == WAVE_FORMAT_EXTENSIBLE;
   Pass first{Pcm(source.nSamplesPerSec, source.nChannels, 16), false, isNumbers || !file.IsPlain()};
-  if (isNumbers)
-    first.target = Pcm(twoStages ? source.nSamplesPerSec : target.nSamplesPerSec, target.nChannels,
-                       target.wBitsPerSample);
+  if (isNumbers) {
+    const std::uint32_t rate = twoStages ? source.nSamplesPerSec : target.nSamplesPerSec;
+    first.target = Pcm(rate, target.nChannels, target.wBitsPerSample);
+  }
   if (std::memcmp(&first.target, &target, sizeof target) != 0) return {first, wanted};
   return {{target, twoStages, first.whole}};
 }

@@ -88,8 +88,8 @@ void AddOptions(CLI::App& app, Options& options) {
 
 void Tool(int argc, char** argv) {
   CLI::App app(
-      "Converts a WAV file to PCM of another rate, other channels or another sample size. Takes PCM of\n"
-      "8 to 32 bits, IEEE float, A-law, mu-law, MS ADPCM and IMA ADPCM, also as RF64 and W64 below 4 GiB.",
+      "Converts a WAV file to PCM of another rate, other channels or another sample size. Takes PCM, float,\n"
+      "A-law, mu-law, IMA and MS ADPCM of 1 to 8 channels, extensible or not, in RIFF, RF64 and W64.",
       "cmm-convert");
   Options options;
   AddOptions(app, options);

@@ -46,13 +46,9 @@ void Print(CMMWav& wav, const std::string& name, const WavSizes& sizes) {
 
 bool Show(const std::string& name) {
   CMMWav wav;
-  if (wav.Open(name.c_str()) != 1) {
-    std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
-    return false;
-  }
   const std::optional<WavSizes> sizes = ReadSizes(name);
-  if (!sizes) {
-    std::fprintf(stderr, "cmm-info: %s: its chunks cannot be read a second time\n", name.c_str());
+  if (wav.Open(name.c_str()) != 1 || !sizes) {
+    std::fprintf(stderr, "cmm-info: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
     return false;
   }
   Print(wav, name, *sizes);
