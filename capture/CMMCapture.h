@@ -1,4 +1,6 @@
 #pragma once
+/// @file
+/// The capture engine under CMMWAVCapture.
 
 #include <cstdint>
 
@@ -23,9 +25,10 @@
 ///
 /// Threads: all calls of a run come from one thread; nothing here locks. Who shares the ThreadDAT holds its
 /// mutex around each call but MsgWait. Messages go to OutputDebugStringA in code page 932.
+/// @ingroup capture
 class CMM_API CMMCapture {
  public:
-  CMMCapture();
+  CMMCapture();                                    ///< without a device
   CMMCapture(const CMMCapture& other);             ///< shares every handle and interface
   CMMCapture& operator=(const CMMCapture& other);  ///< shares every handle and interface
   /// Closes a file that is still open. Releases no device and closes no event: that is Free's task.

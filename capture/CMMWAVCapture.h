@@ -1,4 +1,6 @@
 #pragma once
+/// @file
+/// Recording from a capture device into WAV files: the class of a host.
 
 #include <cstdint>
 #include <memory>
@@ -61,10 +63,11 @@ struct CaptureRun;
 ///
 /// Copies: a copy shows what its source was when it was made. It has no thread of its own, so its commands
 /// give -3, and the run stays with the source.
+/// @ingroup capture
 class CMM_API CMMWAVCapture {
  public:
-  CMMWAVCapture();
-  CMMWAVCapture(const CMMWAVCapture& other);
+  CMMWAVCapture();                            ///< without a thread
+  CMMWAVCapture(const CMMWAVCapture& other);  ///< shows what @p other shows, without its thread
   /// Ends a run of this object first, as the destructor does.
   CMMWAVCapture& operator=(const CMMWAVCapture& other);
   /// Ends the run as Exit does, and waits until the thread has ended. A thread that hangs longer than the
@@ -130,6 +133,7 @@ class CMM_API CMMWAVCapture {
   std::uint32_t GetTimeToByte(std::uint32_t seconds);   ///< bytes of that time, rounded down to whole blocks
   std::uint32_t GetSampleToByte(std::uint32_t frames);  ///< bytes of that many frames, modulo 2^32
   double GetPlayTime();                                 ///< seconds recorded; 0.0 on a time-out
+  /// The name of the file.
   /// @return the object's copy of fileOpen's name, valid until the next fileOpen, fileClose or Create; null
   ///         for none
   char* GetFileName();
@@ -141,6 +145,7 @@ class CMM_API CMMWAVCapture {
   /// @param out may be null
   /// @return 1
   std::int32_t GetFileInfo(WAVEFORMATEX* out);
+  /// Tells the state, and the result of the latest action.
   /// @param stateOut  receives the state (CaptureState); not null
   /// @param resultOut receives the result of the thread's latest action; may be null
   /// @return 1; 258 on a time-out, nothing is written then

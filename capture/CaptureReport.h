@@ -17,6 +17,9 @@
 
 namespace cmm {
 
+/// @addtogroup capture
+/// @{
+
 /// Whether a run has ended, and why.
 enum class CaptureEnd : std::uint32_t {
   kNone,          ///< there has been no run
@@ -34,7 +37,7 @@ enum class CaptureEnd : std::uint32_t {
 /// frames too, so it is a time of the recording. In the file the last gap is lostFrames - lastLossFrames
 /// frames earlier.
 struct CaptureReport {
-  CaptureEnd end;
+  CaptureEnd end;                 ///< whether the run has ended, and why
   std::int32_t deviceResult;      ///< HRESULT of the device's call that failed, or 0
   std::int32_t fileError;         ///< the system's code for a file that could not be opened, written or
                                   ///< finished, as std::system_category() names it, or 0
@@ -48,8 +51,10 @@ struct CaptureReport {
   std::uint32_t longestDrainMs;   ///< the longest drain in milliseconds, file writing included
 };
 
-/// Waits for nothing.
+/// Tells what became of a run. Waits for nothing.
 /// @return the report of the present run, or of the last one; all its fields are of one moment
 CMM_API CaptureReport GetCaptureReport();
+
+/// @}
 
 }  // namespace cmm

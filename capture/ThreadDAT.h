@@ -1,8 +1,13 @@
 #pragma once
+/// @file
+/// The states of a recording, and the record that controller and capture thread share.
 
 #include <cstdint>
 
 #include "platform/platform.h"
+
+/// @addtogroup capture
+/// @{
 
 /// Commands of the controller to the capture thread. The value is the index of the command's event, and
 /// CMMCapture::MsgWait gives it plus 1.
@@ -57,3 +62,5 @@ struct ThreadDAT {
   WAVEFORMATEX format;                  ///< the capture format, as given to Create
   std::int32_t maxLevel;                ///< level of the latest drain
 };
+
+/// @}

@@ -1,10 +1,13 @@
-# cmake --install: headers, library, CMake package and pkg-config file.
+# cmake --install, in three components. `library` is what a program needs to run. `development` is what a host is
+# built with: headers, CMake package, pkg-config file, static library. `programs` are the programs of tools/.
+include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
+target_include_directories(cmmaudio PUBLIC $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/cmmaudio>)
 install(TARGETS cmmaudio EXPORT cmmaudio-targets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
 set(CMM_INSTALLED_HEADERS
   wavfile/CMMWav.h wavfile/PcmDriver.h wavfile/WavCheck.h
@@ -29,21 +32,42 @@ endif()
 foreach(header IN LISTS CMM_INSTALLED_HEADERS)
   cmake_path(GET header PARENT_PATH folder)
   install(FILES ${PROJECT_SOURCE_DIR}/${header}
-          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/cmmaudio/${folder})
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/cmmaudio/${folder} COMPONENT development)
 endforeach()
 
 install(EXPORT cmmaudio-targets NAMESPACE cmmaudio:: FILE cmmaudio-targets.cmake
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio)
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio COMPONENT development)
+
+# What a program links beside the static library. The shared one brings it along itself.
+set(CMM_PACKAGE_DEPENDENCIES "")
+set(CMM_PC_PRIVATE "")
+set(CMM_PC_DEFINITIONS "")
+if(CMM_STATIC)
+  set(CMM_PC_DEFINITIONS " -DCMM_STATIC")
+  if(WIN32)
+    list(TRANSFORM CMM_WINDOWS_LIBRARIES PREPEND -l OUTPUT_VARIABLE libraries)
+    list(JOIN libraries " " libraries)
+    set(CMM_PC_PRIVATE "Libs.private: ${libraries}")
+  else()
+    set(CMM_PACKAGE_DEPENDENCIES "include(CMakeFindDependencyMacro)\nfind_dependency(Threads)")
+    set(CMM_PC_PRIVATE "Libs.private: -pthread")
+    if(CMM_ALSA)
+      string(APPEND CMM_PACKAGE_DEPENDENCIES "\nfind_dependency(ALSA)")
+      string(APPEND CMM_PC_PRIVATE "\nRequires.private: alsa")
+    endif()
+  endif()
+endif()
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/cmmaudio-config.cmake.in
   ${PROJECT_BINARY_DIR}/cmmaudio-config.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/cmmaudio-config-version.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/cmmaudio-config.cmake ${PROJECT_BINARY_DIR}/cmmaudio-config-version.cmake
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio)
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cmmaudio COMPONENT development)
 
 # The file computes the prefix from its own folder, so that `cmake --install --prefix` and a moved tree work too.
 file(RELATIVE_PATH CMM_PC_TO_PREFIX
      ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/cmmaudio.pc.in ${PROJECT_BINARY_DIR}/cmmaudio.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/cmmaudio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/cmmaudio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)

@@ -1,4 +1,6 @@
 #pragma once
+/// @file
+/// Per-sample stages for harmony voices.
 
 #include <cstdint>
 
@@ -41,6 +43,7 @@
 ///
 /// Copies: assignment copies all fields, state included, and the two units then run on independently. To
 /// reset a unit, assign a new one. There is no copy construction.
+/// @ingroup harmony
 class CMM_API HarmonyUnit {
  public:
   /// Ready for every stage: each field has the value that is given at its declaration.

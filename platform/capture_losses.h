@@ -19,6 +19,7 @@ struct CaptureLosses {
   std::uint64_t waitingFrames;   ///< captured, and not yet unlocked by the reader: not lost
 };
 
+/// The identifier of ICaptureLosses, for QueryInterface.
 inline constexpr IID IID_ICaptureLosses = {
     0x6B1D0C52, 0x7A0E, 0x4C1B, {0x9C, 0x61, 0x2D, 0x5E, 0x33, 0xA8, 0x14, 0xF7}};
 

@@ -1,6 +1,7 @@
 #pragma once
-// A reference count for what the copies of an object share. The copies hold the same handles and blocks; the
-// last of them gives these back.
+/// @file
+/// A reference count for what the copies of an object share. The copies hold the same handles and blocks; the
+/// last of them gives these back.
 
 #include <memory>
 

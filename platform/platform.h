@@ -1,6 +1,7 @@
 #pragma once
-// The one include for the platform's names, for the library, its hosts and its tests. The subsystems are
-// written against the published names alone; this file decides where they come from, and nothing else does.
+/// @file
+/// The one include for the platform's names, for the library, its hosts and its tests. The subsystems are
+/// written against the published names alone; this file decides where they come from, and nothing else does.
 
 #if defined(_WIN32)
 #ifndef NOMINMAX

@@ -5,6 +5,9 @@
 #include "platform/export.h"
 
 /// @file
+/// Linear filters for the sample rate of PCM.
+
+/// @addtogroup resample
 /// Six filters that change the sample rate of interleaved PCM by linear interpolation between neighbouring
 /// frames. A frame is one sample of every channel. The filters differ only in sample type and channel count:
 ///
@@ -40,6 +43,8 @@
 ///
 /// Every output sample is prev + trunc((cur - prev) * (phase * (1.0 / dstRate))), in double precision and in
 /// this order, on every processor (docs/resample.md). Nothing is allocated.
+
+/// @{
 
 /// Filters one block of 16-bit samples, 1 or 2 channels. All six filters do this in the same way.
 /// @param src       the block's first sample
@@ -102,3 +107,5 @@ CMM_API std::uint8_t AudioLinearFilter3(const std::uint8_t* src, std::uint32_t s
 CMM_API std::uint8_t AudioLinearFilter4(const std::uint8_t* src, std::uint32_t srcFrames,
                                         std::uint32_t srcRate, std::uint8_t* dst, std::uint32_t* outFrames,
                                         std::uint32_t dstRate, std::uint32_t maxOut, std::uint8_t first);
+
+/// @}

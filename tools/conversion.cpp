@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/high_quality.h"
 #include "tools/progress.h"
 #include "tools/tool.h"
 #include "tools/wav_length.h"
@@ -100,6 +101,34 @@ void Run(const std::string& from, const WavSizes& source, const Pass& pass, cons
   throw Failure(from + ": no conversion driver takes " + Describe(source.format) + "; " + WayOut(from));
 }
 
+void Hand(const std::vector<std::int16_t>& samples, const WAVEFORMATEX& format, const Sink& sink) {
+  if (format.wBitsPerSample == 16) {
+    sink(reinterpret_cast<const std::uint8_t*>(samples.data()),
+         static_cast<std::uint32_t>(samples.size() * 2));
+    return;
+  }
+  std::vector<std::uint8_t> bytes(samples.size());
+  std::transform(samples.begin(), samples.end(), bytes.begin(), [](std::int16_t sample) {
+    return static_cast<std::uint8_t>(std::min((sample + 0x8000 + 0x80) >> 8, 0xFF));
+  });
+  sink(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+}
+
+void ConvertInHighQuality(const Conversion& conversion, const WavSizes& source, const Sink& sink) {
+  const WAVEFORMATEX& target = conversion.format;
+  const std::uint32_t rate = source.format.Format.nSamplesPerSec;
+  const std::uint16_t channels = target.nChannels;
+  CheckSize(LengthOf(source).seconds.value_or(0.0), target);
+  HighQualityRate change(rate, target.nSamplesPerSec, channels);
+  std::vector<std::int16_t> output;
+  const auto frames = [&](const std::uint8_t* data, std::uint32_t bytes) {
+    change.Convert(reinterpret_cast<const std::int16_t*>(data), bytes / 2 / channels, output);
+    Hand(output, target, sink);
+  };
+  ConvertFile({conversion.source, conversion.target, Pcm(rate, channels, 16)}, frames);
+  frames(nullptr, 0);
+}
+
 }  // namespace
 
 WAVEFORMATEX Pcm(std::uint32_t rate, std::uint16_t channels, std::uint16_t bits) {
@@ -116,6 +145,10 @@ WAVEFORMATEX FormatOf(const std::string& file) {
 void ConvertFile(const Conversion& conversion, const Sink& sink) {
   cmm::AddPcmDriver();  // where the platform refuses it, its own drivers remain
   const WavSizes source = ReadSource(conversion.source);
+  if (conversion.highQuality && source.format.Format.nSamplesPerSec != conversion.format.nSamplesPerSec) {
+    ConvertInHighQuality(conversion, source, sink);
+    return;
+  }
   const std::vector<Pass> passes = Passes(source, conversion.format, conversion.stages);
   CheckRoom(conversion, source, passes);
   Progress progress;

@@ -17,9 +17,10 @@ WAVEFORMATEX FormatOf(const std::string& file);
 /// What ConvertFile is to do.
 struct Conversion {
   std::string source;
-  std::string target;   ///< the file that will hold the result; a file in between is made beside it
-  WAVEFORMATEX format;  ///< PCM
-  int stages = 0;       ///< as BeginConvert counts them; 0: two where the rate changes
+  std::string target;        ///< the file that will hold the result; a file in between is made beside it
+  WAVEFORMATEX format;       ///< PCM
+  int stages = 0;            ///< as BeginConvert counts them; 0: two where the rate changes
+  bool highQuality = false;  ///< change the rate by HighQualityRate
 };
 
 /// Hands the sound of a file to @p sink in the wanted format, half a second at a time, and shows the progress

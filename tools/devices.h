@@ -1,5 +1,5 @@
 #pragma once
-// The machine's capture devices, as the example programs name them.
+// The machine's sound devices, as the programs name them.
 
 #include <string>
 #include <vector>
@@ -12,16 +12,23 @@ struct CaptureDevice {
   std::string name;
 };
 
-/// The devices of this machine, the default one first where there is one.
-std::vector<CaptureDevice> ListCaptureDevices();
+/// Prints the devices to record from: those of the system, and the sources of the sound server.
+void PrintCaptureDevices();
 
-/// A GUID as text in braces.
-std::string GuidText(const GUID& id);
+/// Prints the devices to play on that can be named.
+void PrintPlaybackDevices();
 
-/// The device that a user means: `signal` for the built-in one, a GUID, an exact name, or a part of one name.
-/// @param id receives the device's GUID
-/// @return empty on success; otherwise a sentence that says what is wrong
-std::string FindCaptureDevice(const std::string& wanted, GUID* id);
+/// The device that a user means: `signal` for the built-in one, a GUID, a name or a part of one name, or the
+/// sound system's own name of a device. Throws a Failure that says what is wrong.
+GUID FindCaptureDevice(const std::string& wanted);
+
+/// The same for what the system's media control plays on, which it does from then on.
+void ChoosePlaybackDevice(const std::string& wanted);
 
 /// The built-in device of the library. @return false where there is none
 bool BuiltInDevice(GUID* id);
+
+/// A device by the sound system's own name. @return false where there is none, and on Windows
+bool CaptureDeviceOf(const std::string& systemName, GUID* id);
+/// @return false on Windows
+bool PlayOn(const std::string& systemName);

@@ -7,6 +7,14 @@ bool BuiltInDevice(GUID* id) {
   return true;
 }
 
+bool CaptureDeviceOf(const std::string& systemName, GUID* id) {
+  return platform::CaptureDeviceByName(systemName.c_str(), id);
+}
+
+bool PlayOn(const std::string& systemName) {
+  return platform::SetPlaybackDevice(systemName.c_str());
+}
+
 HWND NewComboBox() {
   return platform::CreateComboBox();
 }

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr std::chrono::seconds kPlainStatusInterval{10};
+constexpr std::chrono::seconds kHold{3};
 constexpr double kFloorDb = -60.0;
 constexpr int kBarLength = 30;
 
@@ -32,28 +33,24 @@ const char* StateName(std::uint32_t state) {
   }
 }
 
+double Decibels(double fullScale) {
+  return fullScale <= 0.0 ? kFloorDb : std::max(kFloorDb, 20.0 * std::log10(fullScale));
+}
+
 // The level is the highest sample of the latest quarter second: signed with 16 bits, around 128 with 8.
 double LevelDb(std::int32_t level, std::uint32_t bits) {
-  const double fullScale = bits == 16 ? level / 32768.0 : (level - 128) / 128.0;
-  return fullScale <= 0.0 ? kFloorDb : std::max(kFloorDb, 20.0 * std::log10(fullScale));
+  return Decibels(bits == 16 ? level / 32768.0 : (level - 128) / 128.0);
+}
+
+std::size_t BarLength(double decibels) {
+  return static_cast<std::size_t>(std::lround(kBarLength * (1.0 - decibels / kFloorDb)));
 }
 
 }  // namespace
 
-std::string StatusText(CMMWAVCapture& capture, std::uint32_t state) {
-  std::int32_t level = 0;
-  const char* time = capture.GetTimeString(&level);
-  const double db = LevelDb(level, capture.GetSampleSizeInBits());
-  const auto filled = static_cast<std::size_t>(std::lround(kBarLength * (1.0 - db / kFloorDb)));
-  const std::string bar = std::string(filled, '#') + std::string(kBarLength - filled, '.');
-  char text[120];
-  std::snprintf(text, sizeof text, "%s  [%s] %5.1f dB  %-9s",
-                time != nullptr && *time != '\0' ? time : "--:--.--", bar.c_str(), db, StateName(state));
-  return text;
-}
-
-Meter::Meter(CMMWAVCapture& capture)
+Meter::Meter(CMMWAVCapture& capture, TakeLevels& levels)
     : capture_(capture),
+      levels_(levels),
       live_(IsTerminal(stdout)),
       nextPlain_(std::chrono::steady_clock::now() + kPlainStatusInterval) {}
 
@@ -81,13 +78,39 @@ void Meter::Say(const std::string& text) {
               live_ ? "                                        " : "");
 }
 
+double Meter::HeldPeak() {
+  const auto now = std::chrono::steady_clock::now();
+  levels_.Read();
+  if (levels_.Peak() >= held_ || now - heldSince_ > kHold) {
+    held_ = levels_.Peak();
+    heldSince_ = now;
+  }
+  return held_;
+}
+
+// Always of the same length, but for times of a hundred minutes and more.
+std::string Meter::StatusText(std::uint32_t state, double held) {
+  std::int32_t level = 0;
+  const char* time = capture_.GetTimeString(&level);
+  const double db = LevelDb(level, capture_.GetSampleSizeInBits());
+  const std::size_t filled = BarLength(db), mark = BarLength(Decibels(held));
+  std::string bar = std::string(filled, '#') + std::string(kBarLength - filled, '.');
+  if (mark > filled) bar[mark - 1] = '|';
+  char text[120];
+  std::snprintf(text, sizeof text, "%s  [%s] %5.1f dB  %-9s%s",
+                time != nullptr && *time != '\0' ? time : "--:--.--", bar.c_str(), db, StateName(state),
+                levels_.ClippedFrames() > 0 ? " CLIPPED" : "");
+  return text;
+}
+
 void Meter::Show(std::uint32_t state) {
   ShowLoss();
+  const double held = HeldPeak();
   if (live_) {
-    std::printf("\r%s", StatusText(capture_, state).c_str());
+    std::printf("\r%s", StatusText(state, held).c_str());
   } else if (std::chrono::steady_clock::now() >= nextPlain_) {
     nextPlain_ += kPlainStatusInterval;
-    std::printf("%s\n", StatusText(capture_, state).c_str());
+    std::printf("%s\n", StatusText(state, held).c_str());
   }
   std::fflush(stdout);
 }

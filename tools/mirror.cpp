@@ -145,7 +145,7 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_flag("--strict", options.strict,
                "Accept only plain files: a format, perhaps a frame count,\n"
                "samples, and the correct sizes");
-  app.add_flag("--force", options.force, "Overwrite the target if it exists");
+  app.add_flag("-f,--force", options.force, "Overwrite the target if it exists");
 }
 
 void Tool(int argc, char** argv) {

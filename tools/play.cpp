@@ -1,4 +1,4 @@
-// cmm-play: plays a WAV file on the system's default sound device, to its end or until Ctrl-C.
+// cmm-play: plays a WAV file on a sound device, to its end or until Ctrl-C.
 //
 // MCIWavUnit only starts and ends a playback. This program also shows the position, and has to know when the
 // file is over and whether the device is still there, so it sends the commands of the media control itself.
@@ -16,6 +16,7 @@
 
 #include "platform/platform.h"
 #include "tools/conversion.h"
+#include "tools/devices.h"
 #include "tools/paths.h"
 #include "tools/terminal.h"
 #include "tools/tool.h"
@@ -133,10 +134,24 @@ void Play(const std::string& file) {
 }
 
 void Tool(int argc, char** argv) {
-  CLI::App app("Plays a WAV file on the system's default sound device.", "cmm-play");
-  std::string file;
-  app.add_option("file", file, "The WAV file")->type_name("")->required();
+  CLI::App app("Plays a WAV file on a sound device.", "cmm-play");
+  std::string file, device;
+  bool list = false;
+  app.add_option("file", file, "The WAV file")->type_name("");
+  app.add_flag("--list", list, "List the devices of the sound server and exit");
+  app.add_option("-D,--device", device,
+                 "A name of --list or a part of one, or a name of the sound system's\n"
+                 "own as hw:1; without it the system's default device")
+      ->type_name("DEVICE");
+  app.callback([&] {
+    if (!list && file.empty()) throw CLI::RequiredError("file");
+  });
   ReadOptions(app, argc, argv);
+  if (list) {
+    PrintPlaybackDevices();
+    return;
+  }
+  if (!device.empty()) ChoosePlaybackDevice(device);
   CatchStops();
   Play(file);
 }

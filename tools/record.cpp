@@ -19,7 +19,9 @@
 #include "tools/failures.h"
 #include "tools/meter.h"
 #include "tools/output_file.h"
+#include "tools/take.h"
 #include "tools/terminal.h"
+#include "tools/time_option.h"
 #include "tools/tool.h"
 #include "tools/wav_text.h"
 
@@ -54,18 +56,6 @@ WAVEFORMATEX FormatOf(const Options& options) {
   format.nBlockAlign = static_cast<WORD>(options.channels * options.bits / 8);
   format.nAvgBytesPerSec = options.rate * format.nBlockAlign;
   return format;
-}
-
-void List() {
-  bool hasDefault = false;
-  std::printf("Capture devices:\n");
-  for (const CaptureDevice& device : ListCaptureDevices()) {
-    hasDefault = hasDefault || device.isDefault;
-    std::printf(
-        "  %s\n    %s\n", device.name.c_str(),
-        device.isDefault ? "the default: recorded from without --device" : GuidText(device.id).c_str());
-  }
-  if (!hasDefault) std::printf("There is no default device: name one with --device.\n");
 }
 
 // The sizes in a WAV file have 32 bits.
@@ -112,9 +102,10 @@ enum class Ending { kWanted, kByItself, kNoData };
 
 // Shows the recording until it is to end or has ended. The time for which the disk stalls does not count as
 // silence of the device: its sound waits in the ring meanwhile.
+// @param wanted frames; 0: until a signal
 // @param sync may be null
-Ending Watch(CMMWAVCapture& capture, double duration, DiskSync* sync) {
-  Meter meter(capture);
+Ending Watch(CMMWAVCapture& capture, TakeLevels& levels, std::uint64_t wanted, DiskSync* sync) {
+  Meter meter(capture, levels);
   std::uint64_t lastFrames = 0;
   auto lastNews = Clock::now();
   for (;;) {
@@ -124,8 +115,7 @@ Ending Watch(CMMWAVCapture& capture, double duration, DiskSync* sync) {
     meter.Show(state);
     if (state == kStateNone) return Ending::kByItself;
     const std::uint64_t frames = cmm::GetCaptureReport().framesInFile;
-    const double seconds = static_cast<double>(frames) / capture.GetSampleRate();
-    if (StopWanted() || (duration > 0 && seconds >= duration)) return Ending::kWanted;
+    if (StopWanted() || (wanted > 0 && frames >= wanted)) return Ending::kWanted;
     if (frames != lastFrames || state == kStateUnknown) {
       lastFrames = frames;
       lastNews = Clock::now();
@@ -133,7 +123,7 @@ Ending Watch(CMMWAVCapture& capture, double duration, DiskSync* sync) {
       return Ending::kNoData;
     }
     // More often near the end, so that no further segment comes in between.
-    const bool almost = duration > 0 && duration - seconds < 0.5;
+    const bool almost = wanted > 0 && frames + capture.GetSampleRate() / 2 > wanted;
     Sleep(almost ? kPollNearEndMs : meter.IntervalMs());
   }
 }
@@ -154,6 +144,11 @@ std::string LossText(std::uint32_t rate) {
   return text;
 }
 
+std::string ClippedText(std::uint64_t frames) {
+  if (frames == 0) return {};
+  return ", " + std::to_string(frames) + (frames == 1 ? " frame clipped" : " frames clipped");
+}
+
 void Record(const Options& options, const GUID* device) {
   const char* file = options.file.c_str();
   CMMWAVCapture capture;
@@ -171,54 +166,66 @@ void Record(const Options& options, const GUID* device) {
               unsigned{options.channels}, unsigned{options.bits});
   std::optional<DiskSync> sync;
   if (options.sync > 0) sync.emplace(options.file, options.sync);
-  const Ending ending = Watch(capture, options.duration, sync ? &*sync : nullptr);
+  const auto wanted = static_cast<std::uint64_t>(std::llround(options.duration * options.rate));
+  TakeLevels levels(options.file, FormatOf(options), wanted);
+  const Ending ending = Watch(capture, levels, wanted, sync ? &*sync : nullptr);
   if (ending == Ending::kByItself ||
       !RunCommand(capture, kStateFileOpen, [&] { return capture.StopREC(); }) ||
       !RunCommand(capture, kStateReady, [&] { return capture.fileClose(); })) {
     FailUnfinished(TimeText(capture.GetPlayTime()), options.file);
   }
-  const double seconds = capture.GetPlayTime();
+  double seconds = capture.GetPlayTime();
   capture.Exit();
+  // Sound comes in segments of a quarter second, so there may be too much.
+  if (wanted > 0 && ending == Ending::kWanted) {
+    CutTake(options.file, FormatOf(options), wanted);
+    seconds = std::min(seconds, static_cast<double>(wanted) / options.rate);
+  }
   if (sync) {
     sync->Finish();
     if (const std::string text = sync->NewFailure(); !text.empty()) std::printf("%s\n", text.c_str());
   }
   if (ending == Ending::kNoData)
     throw Failure("the device has delivered nothing for ten seconds; " + options.file + " is finished");
-  std::printf("Wrote %s: %s%s\n", file, TimeText(seconds).c_str(), LossText(options.rate).c_str());
+  levels.Read();
+  std::printf("Wrote %s: %s%s%s\n", file, TimeText(seconds).c_str(), LossText(options.rate).c_str(),
+              ClippedText(levels.ClippedFrames()).c_str());
 }
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("file", options.file, "The WAV file to write")->type_name("");
   app.add_flag("--list", options.list, "List the capture devices and exit");
-  app.add_option("--device", options.device,
-                 "A name of --list or a part of one, a GUID, or 'signal' for the\n"
-                 "built-in voice-like signal; without it the system's default device")
+  app.add_option("-D,--device", options.device,
+                 "A name of --list or a part of one, a GUID, a name of the sound\n"
+                 "system's own as hw:1, or 'signal' for the built-in voice-like\n"
+                 "signal; without it the system's default device")
       ->type_name("DEVICE");
-  app.add_option("--rate", options.rate, "Frames a second, 8000 to 192000")
+  app.add_option("-r,--rate", options.rate, "Frames a second, 8000 to 192000")
       ->type_name("HZ")
       ->check(CLI::Range(8000, 192000).description(""))
       ->capture_default_str();
-  app.add_option("--channels", options.channels, "Channels, 1 to 8")
+  app.add_option("-c,--channels", options.channels, "Channels, 1 to 8")
       ->type_name("COUNT")
       ->check(CLI::Range(1, 8).description(""))
       ->capture_default_str();
-  app.add_option("--bits", options.bits, "Bits of a sample, 8 or 16")
+  app.add_option("-b,--bits", options.bits, "Bits of a sample, 8 or 16")
       ->type_name("BITS")
       ->check(CLI::IsMember({8, 16}).description(""))
       ->capture_default_str();
-  app.add_option("--duration", options.duration,
-                 "Time to record; 0, as without it: until Ctrl-C. Sound arrives in\n"
-                 "quarter seconds, so the file may be up to a quarter second longer")
-      ->type_name("SECONDS");
+  app.add_option("-d,--duration", options.duration,
+                 "Time to record, exact to the frame, in seconds, as MM:SS or as\n"
+                 "HH:MM:SS; 0, as without it: until Ctrl-C")
+      ->type_name("TIME")
+      ->transform(TimeInSeconds);
   app.add_option("--sync", options.sync,
-                 "Force what is recorded to the disk that often, 0.1 to 3600, and at\n"
+                 "Force what is recorded to the disk that often, 0.1 to 3600 seconds, and at\n"
                  "the end: a loss of power then costs that much sound, and not what\n"
                  "the system holds back, often half a minute. The disk is kept\n"
                  "awake and busier; recording itself does not wait for it")
-      ->type_name("SECONDS")
+      ->type_name("TIME")
+      ->transform(TimeInSeconds)
       ->check(CLI::Range(0.1, 3600.0).description(""));
-  app.add_flag("--force", options.force, "Overwrite the file if it exists");
+  app.add_flag("-f,--force", options.force, "Overwrite the file if it exists");
   app.callback([&options] {
     if (!options.list && options.file.empty()) throw CLI::RequiredError("file");
     CheckDuration(options);
@@ -238,15 +245,11 @@ void Tool(int argc, char** argv) {
   AddOptions(app, options);
   ReadOptions(app, argc, argv);
   if (options.list) {
-    List();
+    PrintCaptureDevices();
     return;
   }
   CheckFile(options);
-  GUID device{};
-  if (!options.device.empty()) {
-    const std::string wrong = FindCaptureDevice(options.device, &device);
-    if (!wrong.empty()) throw Failure(wrong);
-  }
+  const GUID device = options.device.empty() ? GUID{} : FindCaptureDevice(options.device);
   CatchStops();
   Record(options, options.device.empty() ? nullptr : &device);
 }

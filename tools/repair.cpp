@@ -229,7 +229,7 @@ void Tool(int argc, char** argv) {
       ->type_name("FILE");
   app.add_option("--format", format, "The format of a PCM file that has lost it, as 44100/2/16")
       ->type_name("RATE/CHANNELS/BITS");
-  app.add_flag("--force", options.force, "Overwrite the copy if it exists");
+  app.add_flag("-f,--force", options.force, "Overwrite the copy if it exists");
   ReadOptions(app, argc, argv);
   if (!options.output.empty() && options.names.size() > 1) throw Failure("--output takes one file");
   if (!format.empty()) {

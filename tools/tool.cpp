@@ -5,6 +5,7 @@
 #include <new>
 
 #include "tools/terminal.h"
+#include "tools/version.h"
 
 namespace {
 
@@ -43,6 +44,13 @@ int RunTool(const char* name, void (*tool)(int, char**), int argc, char** argv) 
 
 void ReadOptions(CLI::App& app, int argc, char** argv) {
   app.allow_windows_style_options(false);  // a name may begin with a slash
+  app.set_version_flag("--version",
+                       app.get_name() + " " CMM_VERSION_TEXT " (library " CMM_VERSION_TEXT "; " CMM_BUILD_TEXT
+                                        ", " CMM_ALSA_TEXT ")",
+                       "Print the version and the build, and exit");
+  app.failure_message([](const CLI::App* program, const CLI::Error& error) {
+    return program->get_name() + ": " + error.what() + "\nRun with --help for more information.\n";
+  });
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

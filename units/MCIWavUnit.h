@@ -1,4 +1,6 @@
 #pragma once
+/// @file
+/// Playing a WAV file in the background.
 
 #include <cstdint>
 
@@ -25,6 +27,7 @@
 ///
 /// Copies share the device: whichever calls MCIClose first closes it, and the other one's MCIClose then gives
 /// true and does no more.
+/// @ingroup units
 class CMM_API MCIWavUnit {
  public:
   /// Without a device.

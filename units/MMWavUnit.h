@@ -1,4 +1,6 @@
 #pragma once
+/// @file
+/// A reader with a mirror that searches for the chunks of a file.
 
 #include <cstdint>
 
@@ -52,6 +54,7 @@ struct Reader;
 /// Copies share what is open when the copy is made: source, mirror and sub-buffer. What one closes is closed
 /// for all; they may be destroyed in any order, and the last closes what is open. Sizes are each object's
 /// own, but a file has one position, which each of them moves for all: let one of them write.
+/// @ingroup units
 class CMM_API MMWavUnit {
  public:
   /// Nothing is open.
@@ -70,6 +73,7 @@ class CMM_API MMWavUnit {
   /// @return 1 or 2: no source is open
   std::int32_t OpenWFile(const char* file);
 
+  /// The size of the source's samples.
   /// @return bytes of samples, as the source declares them; 0 when none is open
   std::uint32_t PcmDataSize();
 

@@ -18,6 +18,9 @@
 
 #include "platform/export.h"
 
+/// @addtogroup units
+/// @{
+
 /// Finds the file name of a path: what follows the last '\', '/' or ':'.
 /// @param path the caller's
 /// @return a pointer into @p path: to its terminator when it ends with a separator, @p path itself without
@@ -40,3 +43,5 @@ CMM_API std::int32_t DividePath(char* out, const char* path);
 /// @param name the name
 /// @return 1
 CMM_API std::int32_t DivideFileName(char* out, const char* name);
+
+/// @}

@@ -1,4 +1,6 @@
 #pragma once
+/// @file
+/// A reader with a mirror that takes plain files only.
 
 #include <array>
 #include <cstdint>
@@ -57,6 +59,7 @@ struct Reader;
 /// Copies share what is open when the copy is made: source and mirror. What one closes is closed for all;
 /// they may be destroyed in any order, and the last closes what is open. Sizes are each object's own, but a
 /// file has one position, which each of them moves for all.
+/// @ingroup units
 class CMM_API WavUnit {
  public:
   /// Nothing is open.
@@ -75,6 +78,7 @@ class CMM_API WavUnit {
   /// @return 1, 2, 6, 7 or 8: no source is open
   std::int32_t OpenWFile(const char* file);
 
+  /// The size of the source's samples.
   /// @return bytes of samples, as the source declares them; 0 when none is open
   std::uint32_t PcmDataSize();
 

@@ -1,4 +1,6 @@
 #pragma once
+/// @file
+/// One WAV file: reading, writing and conversion.
 
 #include <cstdint>
 
@@ -40,6 +42,7 @@
 /// cursors are each object's own, but the file has one position, which each of them moves for all: let one
 /// read or write. In a file open for writing that one is to close, too: a copy does not have its latest
 /// bytes, and would finish the file without them.
+/// @ingroup wavfile
 class CMM_API CMMWav {
  public:
   /// A closed object.
@@ -117,8 +120,10 @@ class CMM_API CMMWav {
   ///         nBlockAlign is 0, or no file is open for reading
   std::int32_t TimeFind(double seconds);
 
+  /// The length of the file in frames.
   /// @return frames in the file; 0 without channels or bits; right for less than 2^29 bytes of data
   std::uint32_t GetSampleSize();
+  /// The position in frames.
   /// @return frames read or written so far; right for less than 2^29 bytes
   std::uint32_t GetNowSampleSize();
   std::uint32_t GetSampleSizeInBits();  ///< bits of one sample
@@ -144,10 +149,12 @@ class CMM_API CMMWav {
   /// @return 0: no file is open, or @p out is null
   std::int32_t GetFileInfo(WAVEFORMATEX* out);
 
+  /// Frames to bytes.
   /// @param samples frames, no more than the file has
   /// @return their bytes, rounded up to a byte; 0 for more frames than the file has
   std::uint32_t GetSampleToByte(std::uint32_t samples);
 
+  /// Time to bytes, for Read and Convert.
   /// @param seconds 0 or more; may go beyond the file's end
   /// @return bytes of that time, rounded down to whole blocks, modulo 2^32; 0 when nBlockAlign is 0
   std::uint32_t GetTimeToByte(double seconds);
@@ -203,6 +210,7 @@ class CMM_API CMMWav {
   /// @return 0: the drivers cannot be listed
   std::int32_t ListUpDriver(HWND hwnd);
 
+  /// Tells the driver of a row of the combo box.
   /// @param hwnd  the combo box that ListUpDriver has filled
   /// @param index of a row, from 0
   /// @return the row's data as the combo box gives it: an identifier, or its error value for a row that it

@@ -25,6 +25,9 @@
 
 namespace cmm {
 
+/// @addtogroup wavfile
+/// @{
+
 /// How bad a finding is.
 enum class WavSeverity : std::uint32_t {
   kHarmless,   ///< readers agree on the sound all the same
@@ -42,6 +45,7 @@ struct WavFinding {
   char chunk[5];           ///< the identifier of the chunk that has the field, or "RIFF"; '?' for no text
 };
 
+/// The text of a code.
 /// @return the sentence for a code in English; null for an unknown code or null
 CMM_API const char* CodeText(const char* code);
 
@@ -82,5 +86,7 @@ struct WavRepair {
 /// @return -1: a file cannot be opened, read or written. What is at copyTo then is of no use
 CMM_API std::int32_t RepairWavFile(const char* path, const WavRepair& how, WavFindingSink changes,
                                    void* context, std::uint64_t* frames);
+
+/// @}
 
 }  // namespace cmm

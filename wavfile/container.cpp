@@ -127,6 +127,8 @@ std::int32_t CMMWav::ResetW() {
   dataChunk.cksize = 0;
   dataChunk.ckid = kData;
   if (mmioCreateChunk(hmmio, &dataChunk, 0) != 0) return 0;
+  // On the disk before the first sample: what a program that is killed leaves can then always be repaired.
+  if (mmioFlush(hmmio, 0) != 0) return 0;
   if (mmioGetInfo(hmmio, &mmioInfo, 0) != 0) return 0;
   dataBytes = 0;
   return 1;

@@ -6,6 +6,8 @@
 namespace platform::detail {
 namespace {
 
+static_assert(sizeof(WAVEFORMATEX) == 18 && sizeof(WAVEFORMATEXTENSIBLE) == 40, "as in files");
+
 /// What the tags have in common once the extensible form is taken apart.
 struct Contents {
   DWORD tag;

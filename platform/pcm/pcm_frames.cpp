@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
@@ -119,7 +120,7 @@ double Number(std::int32_t sample) {
 /// would be no number; it is clipped all the same.
 double Number(double sample) {
   constexpr double kMost = 0x1p100;
-  return sample == sample ? std::clamp(sample, -kMost, kMost) : 0;
+  return std::isnan(sample) ? 0 : std::clamp(sample, -kMost, kMost);
 }
 
 template <class Sample>

@@ -53,6 +53,20 @@ CMM_API bool UnregisterCaptureDevice(const GUID& id);
 /// 8 or 16 bits.
 extern CMM_API const GUID kSignalDevice;
 
+/// Makes any capture device of the sound system's configuration one that DirectSoundCaptureCreate opens: a
+/// card ("hw:1,0"), or a source of a sound server ("pulse:NAME"). It does not appear in the list of devices.
+/// @param name ALSA's name of it; copied
+/// @param id   receives its GUID, the same in every process; untouched on failure
+/// @return true: it can be opened, now or once no other program has it
+/// @return false: there is no such device, this build has no sound system, or memory is short
+CMM_API bool CaptureDeviceByName(const char* name, GUID* id);
+
+/// Sets the device that media control plays on; what plays already goes on where it is.
+/// @param name ALSA's name of it ("hw:1,0", "pulse:NAME"), copied; null: the default device again
+/// @return true: set, whether or not there is such a device
+/// @return false: this build has no sound system, or memory is short
+CMM_API bool SetPlaybackDevice(const char* name);
+
 /// Adds a driver after those that the audio compression manager has.
 /// @return its identifier, valid until UnregisterConversionDriver
 /// @return null: no driver is given, or memory is short

@@ -14,8 +14,7 @@ namespace platform::detail {
 namespace {
 
 MMRESULT TellDriver(ACMDRIVERDETAILSW& details) {
-  const DWORD room = details.cbStruct;
-  if (room < sizeof details) return MMSYSERR_INVALPARAM;
+  if (details.cbStruct < sizeof details) return MMSYSERR_INVALPARAM;
   details = {};
   details.cbStruct = sizeof details;
   details.fccType = ACMDRIVERDETAILS_FCCTYPE_AUDIOCODEC;

@@ -57,7 +57,9 @@ SoundServer::SoundServer() {
   folder_ = pattern;
   const std::string address = "unix:" + Path("pulse.sock");
   std::ofstream(Path("asound.conf")) << "pcm.!default { type pulse server \"" << address << "\" }\n"
-                                     << "ctl.!default { type pulse server \"" << address << "\" }\n";
+                                     << "ctl.!default { type pulse server \"" << address << "\" }\n"
+                                     << "pcm.pulse { @args [ DEVICE ] @args.DEVICE { type string } "
+                                     << "type pulse device $DEVICE }\n";
   for (const char* variable :
        {"HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "PULSE_RUNTIME_PATH", "PULSE_STATE_PATH"})
     setenv(variable, folder_.c_str(), 1);

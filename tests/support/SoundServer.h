@@ -7,7 +7,7 @@
 #include <vector>
 
 /// Runs PulseAudio with one sink, "room" (44100 Hz, stereo, 16 bits), in a fresh folder. What is played into
-/// the room is what ALSA's `default` captures. The environment of this process and its children points there
+/// the room is what ALSA's `default` captures; `pulse:NAME` is any device of the server. The environment of this process and its children points there
 /// from the constructor on, so make it before anything opens a device. One at a time; one thread.
 ///
 ///     SoundServer server;

@@ -1,6 +1,8 @@
 // cmm-harmonize and its Harmonizer, measured by a Fourier transform.
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numeric>
 
 #include "tests/support/Formats.h"
 #include "tests/support/Sung.h"
@@ -44,6 +46,40 @@ TEST_F(Harmonize, VoicesStandAtTheirIntervalsFromTheLead) {
   }
   const Samples lead = test::Sung(3001.0 / 7.0, 0.7);
   EXPECT_EQ(Harmonized(lead, {"--mix", "0"}), lead);
+}
+
+/// The level of a sound against another one, in decibels.
+double Against(const Samples& sound, const Samples& other) {
+  const auto energy = [](const Samples& s) { return std::inner_product(s.begin(), s.end(), s.begin(), 0.0); };
+  return 10.0 * std::log10(energy(sound) / energy(other));
+}
+
+TEST_F(Harmonize, VoicesHaveTheirLevelsAndTheSumThatOfTheLead) {
+  const Samples lead = test::Sung(220.0, 1.6);
+  // No harmonic of one of them lies on the note of another.
+  const Command voices = {"--voices", "+4,+7,-6"};
+  const auto level = [](const Samples& sung, double cents) {
+    const double voice = test::Strength(sung, 220.0 * std::exp2(cents / 1200.0));
+    return 20.0 * std::log10(voice / test::Strength(sung, 220.0));
+  };
+  const Samples usual = Harmonized(lead, voices);
+  const Samples other = Harmonized(lead, Joined(voices, {"--level", "12,-12,+3"}));
+  EXPECT_NEAR(Against(usual, lead), 0.0, 0.1);
+  EXPECT_NEAR(Against(other, lead), 0.0, 0.1);
+  for (const auto& [cents, change] : {std::pair{400.0, 12.0}, {700.0, -12.0}, {-600.0, 3.0}}) {
+    EXPECT_NEAR(level(usual, cents), -1.0, 1.5) << cents;
+    EXPECT_NEAR(level(other, cents) - level(usual, cents), change, 0.2) << cents;
+  }
+}
+
+TEST_F(Harmonize, ALeadAtFullScaleDoesNotClip) {
+  Samples lead = test::Sung(220.0, 1.6);
+  const double peak = *std::max_element(lead.begin(), lead.end());
+  for (std::int16_t& sample : lead) sample = static_cast<std::int16_t>(sample * (32767.0 / peak));
+  const Samples sung = Harmonized(lead, {});
+  const auto isFull = [](int a, int b) { return std::abs(a) >= 32767 && std::abs(b) >= 32767; };
+  EXPECT_EQ(std::adjacent_find(sung.begin(), sung.end(), isFull), sung.end());
+  EXPECT_GT(Against(sung, lead), -3.0);
 }
 
 // At a sudden beginning of the loudest sound every gain is still at its largest.

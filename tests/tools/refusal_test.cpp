@@ -7,6 +7,8 @@
 
 namespace {
 
+using testing::StartsWith;
+
 struct Case {
   Command command;
   int code;
@@ -41,7 +43,8 @@ class Refusal : public Programs {
         if (each.limit != 0) LimitFiles(each.limit);
       });
       EXPECT_EQ(outcome.code, each.code) << each.text;
-      EXPECT_THAT(outcome.err, HasSubstr(each.text));
+      EXPECT_THAT(outcome.err,
+                  AllOf(StartsWith(fs::path(program).filename().string() + ": "), HasSubstr(each.text)));
       EXPECT_EQ(outcome.out, "") << each.text;
       EXPECT_EQ(Files(), before) << each.text;
     }
@@ -83,6 +86,11 @@ TEST_F(Refusal, OfHarmonize) {
   for (const char* voices : {"", "+4,", "four", "+-4", "nan", "25", "-2401c", "1,2,3,4"}) {
     cases.push_back({{"source.wav", "new.wav", "--voices", voices}, 2, "--voices"});
   }
+  for (const char* levels : {"", "13", "0,-61", "1,2", "x"}) {
+    cases.push_back({{"source.wav", "new.wav", "--level", levels}, 2, "--level"});
+  }
+  cases.push_back({{"source.wav", "new.wav", "--level", "nan"}, 2, "nan"});
+  cases.push_back({{"source.wav", "new.wav", "--mix", "nan"}, 2, "nan"});
   Expect(CMM_HARMONIZE, cases);
 }
 

@@ -65,6 +65,25 @@ TEST_F(SoundDevice, PlaysAFileToItsEnd) {
   EXPECT_THAT(Succeed({CMM_PLAY, target_}), HasSubstr(": 00:00.00."));
 }
 
+TEST_F(SoundDevice, IsChosenByName) {
+  Succeed({"pactl", "load-module", "module-null-sink", "sink_name=attic",
+           "sink_properties=device.description=Attic"});
+  EXPECT_THAT(Succeed({CMM_RECORD, "--list"}), HasSubstr("  Monitor of Attic\n    pulse:attic.monitor\n"));
+  EXPECT_THAT(Succeed({CMM_PLAY, "--list"}), HasSubstr("  Attic\n    pulse:attic\n"));
+  MakeSource({"-r", "44100", "-c", "2", "-b", "16"}, "5");
+  Program player({CMM_PLAY, source_, "-D", "att"});
+  player.WaitToSay("Playing");
+  Succeed({CMM_RECORD, target_, "--device", "pulse:attic.monitor", "--duration", "1.5"});
+  EXPECT_THAT(SamplesOf(target_), testing::Contains(testing::Gt(1000)));
+  Succeed({CMM_RECORD, target_, "--force", "--device", "monitor of null", "--duration", "0.5"});
+  EXPECT_THAT(SamplesOf(target_), testing::Each(0)) << "the sound is in the other room";
+  player.Send(SIGINT);
+  EXPECT_EQ(player.Wait().code, 0);
+  EXPECT_THAT(RunProgram({CMM_PLAY, source_, "-D", "cellar"}).err, HasSubstr("cannot be played"));
+  EXPECT_THAT(RunProgram({CMM_RECORD, target_, "-f", "-D", "monitor"}).err,
+              HasSubstr("'monitor' is part of several names"));
+}
+
 TEST_F(SoundDevice, IsLeftWhenAsked) {
   MakeSource({"-r", "44100", "-c", "2", "-b", "16"}, "5");
   Program stopped({CMM_PLAY, source_});

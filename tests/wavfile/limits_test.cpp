@@ -75,10 +75,10 @@ class FullDisk : public WavTest {
       }
       closed = wav_.Close(0);
     }
-    const std::size_t size = std::filesystem::file_size(path), complete = 56u + before + accepted;
+    const std::size_t size = std::filesystem::file_size(path);
+    const std::size_t complete = 56u + before + accepted;
     ASSERT_EQ(size, std::min(limit, complete + complete % 2));
     ASSERT_EQ(closed, size == complete + complete % 2 ? 1 : 0);
-    if (limit < 56) return;
     const std::size_t held = std::min(limit, complete) - 56;
     const Bytes header = LoadPart(path, 0, 56);
     ASSERT_EQ(Number(header, 4), size - 8);
@@ -88,8 +88,19 @@ class FullDisk : public WavTest {
   }
 };
 
+// The header goes to the disk at once.
+TEST_F(FullDisk, OpenTellsThatTheHeaderHasNoRoom) {
+  const std::string path = folder_.File("a.wav");
+  for (std::size_t limit = 0; limit < 56; ++limit) {
+    const test::FileSizeLimit full(limit);
+    ASSERT_EQ(wav_.Open(Pcm(1, 8000, 8), path.c_str()), 0) << limit;
+    ASSERT_EQ(wav_.Close(0), 0) << limit;
+    ASSERT_EQ(std::filesystem::file_size(path), limit);
+  }
+}
+
 TEST_F(FullDisk, ARecordingIsRightAtEveryLimit) {
-  for (std::size_t limit = 0; limit < 180; ++limit) WriteAndCheck(Pattern(101), 20, limit);
+  for (std::size_t limit = 56; limit < 180; ++limit) WriteAndCheck(Pattern(101), 20, limit);
   const Bytes data = Pattern(300001);
   for (const std::uint32_t block : {257u, 4096u, 70000u, 300001u}) {
     for (const std::size_t edge : {4096u, 65536u, 131072u, 300056u}) {

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace {
 
 constexpr std::int32_t kMiddle = 512;  // the position of delay value 0.0
-constexpr double kTaps = 3.0;          // MDLY gives a third of the sum, however many voices there are
+// NRAuto saturates. The taps' gains are a quarter (-12 dB) of the voices', so that it has room for three
+// voices of 12 dB. kVoiceScale makes up for that, for the third of the sum that MDLY gives, and for the half
+// scale of the line.
+constexpr double kTapGain = 0.25;
+constexpr double kVoiceScale = 3.0 * 2.0 / kTapGain;
 constexpr double kOctave = 1200.0;
 constexpr double kLowestBandHz = 60.0;
 constexpr double kHighestBandHz = 20000.0;  // nothing is heard above; NRAuto is stable up to 22000
@@ -22,21 +25,21 @@ double Harmonizer::Rate(double cents) {
   return std::exp2(cents / kOctave) - 1.0;
 }
 
-Harmonizer::Harmonizer(const std::vector<double>& cents, double mix)
+Harmonizer::Harmonizer(const std::vector<double>& cents, double mix, const std::vector<double>& levels)
     : lowestCents_(*std::min_element(cents.begin(), cents.end())),
       highestCents_(*std::max_element(cents.begin(), cents.end())),
       mix_(mix) {
-  for (const double interval : cents) voices_.push_back({Rate(interval)});
+  for (std::size_t i = 0; i < cents.size(); ++i) {
+    voices_.push_back({Rate(cents[i]), kTapGain * std::pow(10.0, levels[i] / 20.0)});
+  }
 }
 
-std::int32_t Harmonizer::Process(std::int32_t sample) {
+double Harmonizer::Process(std::int32_t sample) {
   tracker_.Process(sample);
   Store(sample);
   SetGains();
-  const double lead = 2.0 * line_[static_cast<std::size_t>((oldest_ + kMiddle) % kLineLength)];
-  const double sum = (1.0 - mix_) * lead + mix_ * SumOfVoices();
-  using Limits = std::numeric_limits<std::int32_t>;
-  return static_cast<std::int32_t>(std::clamp<double>(sum, Limits::min(), Limits::max()));
+  lead_ = 2.0 * line_[static_cast<std::size_t>((oldest_ + kMiddle) % kLineLength)];
+  return (1.0 - mix_) * lead_ + mix_ * SumOfVoices();
 }
 
 // Position 0 is the oldest sample and position 1023 the newest. MDLY takes the difference of neighbours
@@ -55,8 +58,9 @@ void Harmonizer::SetGains() {
   } else if (callsToSilence_ > 0) {
     --callsToSilence_;
   }
-  const double target = callsToSilence_ > 0 ? kTaps / static_cast<double>(voices_.size()) : 0.0;
-  unit_.HgainUnit(target, target, target);
+  std::array<double, 3> target{};
+  for (std::size_t i = 0; i < voices_.size() && callsToSilence_ > 0; ++i) target[i] = voices_[i].gain;
+  unit_.HgainUnit(target[0], target[1], target[2]);
 }
 
 // LF0adr moves in steps of the rate and so passes its bound by up to a step; its jump to the other side is
@@ -86,7 +90,7 @@ double Harmonizer::SumOfVoices() {
   MoveDelays();
   std::array<const double*, 3> tap{};
   for (std::size_t i = 0; i < voices_.size(); ++i) tap[i] = &voices_[i].delay;
-  const double sum = 2.0 * unit_.MDLY(line_.data(), oldest_, tap[0], tap[1], tap[2]);
+  const double sum = unit_.MDLY(line_.data(), oldest_, tap[0], tap[1], tap[2]);
 
   // NRAuto takes 44100 / pitchValue for the lead's frequency, which is an octave above it. The band is to go
   // from the lowest voice to the eighth harmonic of the highest. It must not begin at 0 Hz, where the
@@ -94,5 +98,5 @@ double Harmonizer::SumOfVoices() {
   const auto above = [this](double hertz) { return Cents(hertz * unit_.pitchValue / 44100.0); };
   const double low = std::max(lowestCents_ - kOctave, above(kLowestBandHz));
   const double high = std::clamp(highestCents_ + 2.0 * kOctave, low, above(kHighestBandHz));
-  return unit_.NRAuto(sum, low, low, high);
+  return kVoiceScale * unit_.NRAuto(sum, low, low, high);
 }

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "tools/conversion.h"
+#include "tools/harmonize/Gain.h"
 #include "tools/harmonize/Harmonizer.h"
 #include "tools/harmonize/PitchLog.h"
 #include "tools/harmonize/intervals.h"
@@ -21,7 +23,8 @@
 namespace {
 
 constexpr int kLowBits = 65536;  // the stages' samples have 32 bits, those of the file 16
-constexpr double kRate = 44100.0;
+constexpr double kFullScale = 2147483648.0;
+constexpr std::uint32_t kRate = 44100;
 
 struct Options {
   std::string source;
@@ -29,55 +32,46 @@ struct Options {
   std::string voices = "+4,+7,-12";
   std::vector<double> cents;
   double mixPercent = 50.0;
+  std::vector<double> levels{0.0};
   std::string pitch;
   bool force = false;
 };
 
-// Writes a lead with its voices into a file, and the lead's pitch into a table. The harmonizer's first
-// samples are its delay; they are left out, so that the output is in time with the source.
-class HarmonyWriter {
- public:
-  HarmonyWriter(const Options& options, PcmFile& target, PitchLog* log)
-      : harmonizer_(options.cents, options.mixPercent / 100.0), target_(target), log_(log) {}
+std::int16_t Rounded(double sample) {
+  return static_cast<std::int16_t>(std::clamp<double>(std::round(sample / kLowBits), INT16_MIN, INT16_MAX));
+}
 
-  void Write(const std::uint8_t* data, std::uint32_t bytes) {
-    const std::size_t count = bytes / sizeof(std::int16_t);
-    std::vector<std::int16_t> block(count);
+// Sends the source through a harmonizer. Without a target the gain hears the result; otherwise the target
+// receives it with that gain, and the log the lead's pitch. The harmonizer's first samples are its delay;
+// they are left out, so that the output is in time with the source.
+void Sing(const Options& options, Gain& gain, PcmFile* target, PitchLog* log) {
+  Harmonizer harmonizer(options.cents, options.mixPercent / 100.0, options.levels);
+  std::size_t taken = 0;
+  const auto sing = [&](const std::uint8_t* data, std::uint32_t bytes) {
+    std::vector<std::int16_t> block(bytes / sizeof(std::int16_t));
     std::memcpy(block.data(), data, bytes);
-    Process(block);
-  }
-
-  /// Writes what the harmonizer still delays.
-  void Finish() { Process(std::vector<std::int16_t>(Harmonizer::kLatency), true); }
-
- private:
-  void Process(const std::vector<std::int16_t>& block, bool afterEnd = false) {
     std::vector<std::int16_t> made;
     for (const std::int16_t sample : block) {
-      const std::int32_t out = harmonizer_.Process(sample * kLowBits);
-      if (!afterEnd) Log();
-      if (taken_ >= Harmonizer::kLatency) made.push_back(Rounded(out));
-      ++taken_;
+      const double sum = harmonizer.Process(sample * kLowBits);
+      const PitchTracker& tracker = harmonizer.Tracker();
+      if (log != nullptr && taken % PitchLog::kSamplesPerLine == 0) {
+        log->Write(static_cast<double>(taken) / kRate, tracker.PitchHz(), tracker.Level());
+      }
+      if (taken++ < Harmonizer::kLatency) continue;
+      if (target == nullptr) {
+        gain.Hear(harmonizer.Lead() / kFullScale, sum / kFullScale);
+      } else {
+        made.push_back(Rounded(sum * gain.At(taken - 1 - Harmonizer::kLatency)));
+      }
     }
-    target_.Write(made.data(), static_cast<std::uint32_t>(made.size() * sizeof(std::int16_t)));
-  }
-
-  void Log() {
-    if (log_ == nullptr || taken_ % PitchLog::kSamplesPerLine != 0) return;
-    log_->Write(static_cast<double>(taken_) / kRate, harmonizer_.Tracker().PitchHz(),
-                harmonizer_.Tracker().Level());
-  }
-
-  static std::int16_t Rounded(std::int32_t sample) {
-    const std::int64_t rounded = (static_cast<std::int64_t>(sample) + kLowBits / 2) >> 16;
-    return static_cast<std::int16_t>(std::min<std::int64_t>(rounded, INT16_MAX));
-  }
-
-  Harmonizer harmonizer_;
-  PcmFile& target_;
-  PitchLog* log_;
-  std::int64_t taken_ = 0;
-};
+    if (target != nullptr)
+      target->Write(made.data(), static_cast<std::uint32_t>(made.size() * sizeof(std::int16_t)));
+  };
+  ConvertFile({options.source, options.target, Pcm(kRate, 1, 16)}, sing);
+  log = nullptr;  // what follows is not of the source
+  constexpr std::uint32_t kDelayedBytes = Harmonizer::kLatency * sizeof(std::int16_t);
+  sing(std::vector<std::uint8_t>(kDelayedBytes).data(), kDelayedBytes);
+}
 
 // The table must not overwrite a sound, even with --force.
 void CheckTable(const Options& options) {
@@ -94,7 +88,6 @@ void CheckTable(const Options& options) {
 }
 
 void Harmonize(const Options& options) {
-  const WAVEFORMATEX format = Pcm(44100, 1, 16);
   FormatOf(options.source);
   CheckOutput(options.target, options.force);
   std::optional<PitchLog> log;
@@ -102,11 +95,10 @@ void Harmonize(const Options& options) {
     CheckTable(options);
     log.emplace(options.pitch);
   }
-  PcmFile target(options.target, format);
-  HarmonyWriter writer(options, target, log ? &*log : nullptr);
-  ConvertFile({options.source, options.target, format},
-              [&](const std::uint8_t* data, std::uint32_t bytes) { writer.Write(data, bytes); });
-  writer.Finish();
+  PcmFile target(options.target, Pcm(kRate, 1, 16));
+  Gain gain;
+  Sing(options, gain, nullptr, nullptr);
+  Sing(options, gain, &target, log ? &*log : nullptr);
   target.Finish();
   if (log) log->Finish();
   target.Keep(options.force);
@@ -129,18 +121,32 @@ void AddOptions(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--mix", options.mixPercent,
                  "Share of the voices in percent: 0 is the lead alone, 100 the\n"
-                 "voices alone")
+                 "voices alone; at 50 they have the levels of --level")
       ->type_name("PERCENT")
       ->check(CLI::Range(0.0, 100.0).description(""))
       ->capture_default_str();
+  app.add_option("--level", options.levels,
+                 "Level of the voices against the lead in dB, -60 to 12: one\n"
+                 "for all, or one for each, as -3 or 0,-3,-6; without it 0")
+      ->type_name("LIST")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::Range(-60.0, 12.0).description(""));
   app.add_option("--pitch", options.pitch,
                  "Also write the lead's pitch to a CSV file: time in seconds,\n"
                  "pitch in hertz (0: no note), level (full scale 1)")
       ->type_name("FILE");
-  app.add_flag("--force", options.force, "Overwrite the files if they exist");
+  app.add_flag("-f,--force", options.force, "Overwrite the files if they exist");
   app.callback([&options] {
     const std::string problem = ReadIntervals(options.voices, options.cents);
     if (!problem.empty()) throw CLI::ValidationError("--voices", problem);
+    if (options.levels.size() == 1) options.levels.resize(options.cents.size(), options.levels[0]);
+    if (options.levels.size() != options.cents.size()) {
+      throw CLI::ValidationError("--level", "give one level for all voices, or one for each");
+    }
+    for (const double level : options.levels) {  // CLI::Range lets nan pass
+      if (std::isnan(level + options.mixPercent)) throw CLI::ValidationError("nan is no level and no mix");
+    }
   });
 }
 

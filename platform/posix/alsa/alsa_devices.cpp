@@ -1,10 +1,13 @@
 // The list of the machine's capture devices, and opening one.
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
+#include <mutex>
 
 #include "platform/posix/alsa/alsa_source.h"
 #include "platform/posix/capture/system_devices.h"
+#include "platform/posix/core/never_destroyed.h"
 
 namespace platform::detail {
 namespace {
@@ -72,6 +75,29 @@ void VisitDevices(const Visitor& visit) {
   }
 }
 
+/// The names of FindSystemDevice.
+class NamedDevices {
+ public:
+  static NamedDevices& Get() { return NeverDestroyed<NamedDevices>(); }
+
+  void Add(const std::string& name) {
+    const std::lock_guard lock(lock_);
+    if (std::find(names_.begin(), names_.end(), name) == names_.end()) names_.push_back(name);
+  }
+
+  /// @return empty when there is none
+  std::string Find(const GUID& id) {
+    const std::lock_guard lock(lock_);
+    const auto found =
+        std::find_if(names_.begin(), names_.end(), [&](const std::string& name) { return IdOf(name) == id; });
+    return found == names_.end() ? std::string() : *found;
+  }
+
+ private:
+  std::mutex lock_;
+  std::vector<std::string> names_;
+};
+
 }  // namespace
 
 HRESULT OpenDefaultDevice(std::unique_ptr<CaptureSource>* source) {
@@ -79,14 +105,24 @@ HRESULT OpenDefaultDevice(std::unique_ptr<CaptureSource>* source) {
 }
 
 HRESULT OpenSystemDevice(const GUID& id, std::unique_ptr<CaptureSource>* source) try {
-  std::string name;
-  VisitDevices([&](const AlsaDevice& device) {
-    if (IdOf(device.alsaName) == id) name = device.alsaName;
-    return name.empty();
-  });
+  std::string name = NamedDevices::Get().Find(id);
+  if (name.empty())
+    VisitDevices([&](const AlsaDevice& device) {
+      if (IdOf(device.alsaName) == id) name = device.alsaName;
+      return name.empty();
+    });
   return name.empty() ? DSERR_NODRIVER : AlsaSource::Open(name.c_str(), source);
 } catch (const std::bad_alloc&) {
   return DSERR_OUTOFMEMORY;
+}
+
+bool FindSystemDevice(const std::string& name, GUID* id) {
+  std::unique_ptr<CaptureSource> source;
+  const HRESULT result = AlsaSource::Open(name.c_str(), &source);
+  if (result != DS_OK && result != DSERR_ALLOCATED) return false;
+  NamedDevices::Get().Add(name);
+  *id = IdOf(name);
+  return true;
 }
 
 std::vector<SystemDevice> ListSystemDevices() {

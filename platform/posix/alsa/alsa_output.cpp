@@ -1,10 +1,13 @@
 // Playing through ALSA.
 
 #include <algorithm>
+#include <mutex>
 #include <new>
+#include <string>
 
 #include "platform/posix/alsa/alsa.h"
 #include "platform/posix/alsa/limits.h"
+#include "platform/posix/core/never_destroyed.h"
 #include "platform/posix/playback/limits.h"
 #include "platform/posix/playback/sound_output.h"
 
@@ -23,9 +26,9 @@ class AlsaOutput final : public SoundOutput {
     snd_pcm_close(pcm_);
   }
 
-  int Open(const WAVEFORMATEX& format, std::chrono::seconds buffer) {
+  int Open(const std::string& name, const WAVEFORMATEX& format, std::chrono::seconds buffer) {
     const QuietAlsa quiet;
-    int error = snd_pcm_open(&pcm_, "default", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK);
+    int error = snd_pcm_open(&pcm_, name.c_str(), SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK);
     if (error < 0) pcm_ = nullptr;
     if (error >= 0) {
       error = SetAlsaHardware(pcm_, format, std::clamp(buffer, kLeastOutputBuffer, kMostOutputBuffer),
@@ -78,18 +81,39 @@ class AlsaOutput final : public SoundOutput {
   snd_pcm_uframes_t bufferFrames_ = 0;
 };
 
+struct OutputName {
+  std::mutex lock;
+  std::string name = "default";
+};
+
 }  // namespace
 
-MCIERROR OpenDefaultOutput(const WAVEFORMATEX& format, std::chrono::seconds buffer,
-                           std::unique_ptr<SoundOutput>* output) {
+bool SetOutputName(const char* name) noexcept try {
+  auto& output = NeverDestroyed<OutputName>();
+  const std::lock_guard lock(output.lock);
+  output.name = name != nullptr ? name : "default";
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+MCIERROR OpenOutput(const WAVEFORMATEX& format, std::chrono::seconds buffer,
+                    std::unique_ptr<SoundOutput>* output) try {
   std::unique_ptr<AlsaOutput> opened(new (std::nothrow) AlsaOutput);
   if (opened == nullptr) return MCIERR_OUT_OF_MEMORY;
-  if (const int error = opened->Open(format, buffer); error < 0) {
+  auto& chosen = NeverDestroyed<OutputName>();
+  const std::string name = [&] {
+    const std::lock_guard lock(chosen.lock);
+    return chosen.name;
+  }();
+  if (const int error = opened->Open(name, format, buffer); error < 0) {
     return OpeningResult(error, MCIERR_WAVE_OUTPUTSINUSE, MCIERR_OUT_OF_MEMORY,
                          MCIERR_WAVE_OUTPUTSUNSUITABLE);
   }
   *output = std::move(opened);
   return 0;
+} catch (const std::bad_alloc&) {
+  return MCIERR_OUT_OF_MEMORY;
 }
 
 }  // namespace platform::detail

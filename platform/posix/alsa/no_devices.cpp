@@ -13,11 +13,19 @@ HRESULT OpenSystemDevice(const GUID&, std::unique_ptr<CaptureSource>*) {
   return DSERR_NODRIVER;
 }
 
+bool FindSystemDevice(const std::string&, GUID*) {
+  return false;
+}
+
 std::vector<SystemDevice> ListSystemDevices() {
   return {};
 }
 
-MCIERROR OpenDefaultOutput(const WAVEFORMATEX&, std::chrono::seconds, std::unique_ptr<SoundOutput>*) {
+bool SetOutputName(const char*) noexcept {
+  return false;
+}
+
+MCIERROR OpenOutput(const WAVEFORMATEX&, std::chrono::seconds, std::unique_ptr<SoundOutput>*) {
   return MCIERR_WAVE_OUTPUTSUNSUITABLE;
 }
 

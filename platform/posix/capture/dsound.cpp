@@ -99,6 +99,12 @@ bool RegisterCaptureDevice(const GUID& id, const char* name, CaptureFactory fact
   return false;
 }
 
+bool CaptureDeviceByName(const char* name, GUID* id) try {
+  return name != nullptr && id != nullptr && detail::FindSystemDevice(name, id);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 bool UnregisterCaptureDevice(const GUID& id) {
   return Registry::Get().Remove(id);
 }

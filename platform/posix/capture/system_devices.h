@@ -22,9 +22,15 @@ struct SystemDevice {
 /// @return DSERR_OUTOFMEMORY
 HRESULT OpenDefaultDevice(std::unique_ptr<CaptureSource>* source);
 
-/// Opens a device of ListSystemDevices, also one that another process has listed. Results as of
+/// Opens a device of ListSystemDevices, also one that another process has listed, or of FindSystemDevice. Results as of
 /// OpenDefaultDevice.
 HRESULT OpenSystemDevice(const GUID& id, std::unique_ptr<CaptureSource>* source);
+
+/// Looks for a device by the sound system's own name, and has OpenSystemDevice open it from then on. Any thread.
+/// Throws std::bad_alloc
+/// @param id receives its identifier
+/// @return false: it cannot be opened
+bool FindSystemDevice(const std::string& name, GUID* id);
 
 /// @return the capture devices of the machine's sound cards. Throws std::bad_alloc
 std::vector<SystemDevice> ListSystemDevices();

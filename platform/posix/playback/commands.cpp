@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "platform/posix/core/never_destroyed.h"
+#include "platform/posix/layer.h"
 #include "platform/posix/mci.h"
 #include "platform/posix/playback/limits.h"
 #include "platform/posix/playback/playback.h"
@@ -34,7 +35,7 @@ class WaveDevice {
     Stop();
     std::unique_ptr<SoundOutput> output;
     MCIERROR error = reader_.Rewind();
-    if (error == 0) error = OpenDefaultOutput(reader_.Format(), buffer_, &output);
+    if (error == 0) error = OpenOutput(reader_.Format(), buffer_, &output);
     if (error == 0) playback_.emplace(&reader_, std::move(output), position_);
     return error;
   }
@@ -154,6 +155,10 @@ MCIERROR Send(MCIDEVICEID id, UINT command, DWORD_PTR flags, DWORD_PTR parameter
 
 }  // namespace
 }  // namespace platform::detail
+
+bool platform::SetPlaybackDevice(const char* name) {
+  return detail::SetOutputName(name);
+}
 
 MCIERROR mciSendCommandA(MCIDEVICEID device, UINT command, DWORD_PTR flags, DWORD_PTR parameters) try {
   return platform::detail::Send(device, command, flags, parameters);

@@ -39,14 +39,19 @@ class SoundOutput {
   virtual bool Drain() = 0;
 };
 
-/// Opens the system's default output for a PCM format.
+/// Sets the output that OpenOutput opens. Any thread.
+/// @param name the sound system's own; null: its default
+/// @return false: there is no sound system, or memory is short
+bool SetOutputName(const char* name) noexcept;
+
+/// Opens the output of SetOutputName, or the system's default one, for a PCM format. Any thread.
 /// @param buffer length of the device's buffer: kLeastOutputBuffer to kMostOutputBuffer, or as near as it can
 /// @param output receives the device; untouched on failure
 /// @return 0: open
 /// @return MCIERR_WAVE_OUTPUTSINUSE: another program has it
 /// @return MCIERR_WAVE_OUTPUTSUNSUITABLE: there is none, or none for this format
 /// @return MCIERR_OUT_OF_MEMORY
-MCIERROR OpenDefaultOutput(const WAVEFORMATEX& format, std::chrono::seconds buffer,
-                           std::unique_ptr<SoundOutput>* output);
+MCIERROR OpenOutput(const WAVEFORMATEX& format, std::chrono::seconds buffer,
+                    std::unique_ptr<SoundOutput>* output);
 
 }  // namespace platform::detail

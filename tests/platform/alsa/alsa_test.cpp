@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/posix/layer.h"
 #include "tests/support/CaptureObjects.h"
 #include "tests/support/SoundServer.h"
 
@@ -30,6 +31,12 @@ TEST(AlsaTest, CapturesInEveryDepthAndPrintsNothingWithoutADevice) {
       ASSERT_EQ(buffer->Stop(), DS_OK);
     }
   }
+  GUID byName{}, again{};
+  EXPECT_TRUE(platform::CaptureDeviceByName("pulse:room.monitor", &byName));
+  EXPECT_TRUE(platform::CaptureDeviceByName("pulse:room.monitor", &again));
+  EXPECT_TRUE(byName == again);
+  EXPECT_EQ(TryDevice(&byName), DS_OK);
+  EXPECT_FALSE(platform::CaptureDeviceByName("cellar", &byName));
   server.Kill();
   testing::internal::CaptureStderr();
   EXPECT_EQ(TryDevice(nullptr), DSERR_NODRIVER);
