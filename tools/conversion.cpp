@@ -11,6 +11,7 @@
 #include "tools/tool.h"
 #include "tools/wav_length.h"
 #include "tools/wav_text.h"
+#include "wavfile/PcmDriver.h"
 
 namespace {
 
@@ -36,9 +37,10 @@ std::vector<Pass> Passes(const WavSizes& file, const WAVEFORMATEX& target, int s
   const bool isNumbers =
       isPcm || source.wFormatTag == WAVE_FORMAT_IEEE_FLOAT || source.wFormatTag == WAVE_FORMAT_EXTENSIBLE;
   Pass first{Pcm(source.nSamplesPerSec, source.nChannels, 16), false, isNumbers || !file.IsPlain()};
-  if (isNumbers)
-    first.target = Pcm(twoStages ? source.nSamplesPerSec : target.nSamplesPerSec, target.nChannels,
-                       target.wBitsPerSample);
+  if (isNumbers) {
+    const std::uint32_t rate = twoStages ? source.nSamplesPerSec : target.nSamplesPerSec;
+    first.target = Pcm(rate, target.nChannels, target.wBitsPerSample);
+  }
   if (std::memcmp(&first.target, &target, sizeof target) != 0) return {first, wanted};
   return {{target, twoStages, first.whole}};
 }
@@ -141,6 +143,7 @@ WAVEFORMATEX FormatOf(const std::string& file) {
 }
 
 void ConvertFile(const Conversion& conversion, const Sink& sink) {
+  cmm::AddPcmDriver();  // where the platform refuses it, its own drivers remain
   const WavSizes source = ReadSource(conversion.source);
   if (conversion.highQuality && source.format.Format.nSamplesPerSec != conversion.format.nSamplesPerSec) {
     ConvertInHighQuality(conversion, source, sink);

@@ -8,6 +8,7 @@
 
 #include "tools/conversion.h"
 #include "tools/drivers.h"
+#include "tools/streams.h"
 #include "tools/terminal.h"
 #include "tools/tool.h"
 #include "tools/wav_text.h"
@@ -34,7 +35,11 @@ WAVEFORMATEX WantedFormat(const Options& options, const WAVEFORMATEX& source) {
              options.channels != 0 ? options.channels : channels, options.bits != 0 ? options.bits : bits);
 }
 
-void Convert(const Options& options) {
+void Convert(Options options) {
+  const std::string name = options.target == "-" ? "standard output" : options.target;
+  StandardStreams streams;
+  options.source = streams.Source(options.source);
+  options.target = streams.Target(options.target);
   WAVEFORMATEXTENSIBLE made{};
   made.Format = WantedFormat(options, FormatOf(options.source));
   const WAVEFORMATEX& format = made.Format;
@@ -44,8 +49,9 @@ void Convert(const Options& options) {
               [&](const std::uint8_t* data, std::uint32_t bytes) { target.Write(data, bytes); });
   target.Finish();
   target.Keep(options.force);
-  std::printf("Wrote %s: %s, %s\n", options.target.c_str(), Describe(made).c_str(),
-              TimeText(target.Seconds()).c_str());
+  streams.Send();
+  std::fprintf(streams.Messages(), "Wrote %s: %s, %s\n", name.c_str(), Describe(made).c_str(),
+               TimeText(target.Seconds()).c_str());
 }
 
 void List() {
@@ -59,8 +65,8 @@ void List() {
 }
 
 void AddOptions(CLI::App& app, Options& options) {
-  app.add_option("source", options.source, "The WAV file to convert")->type_name("");
-  app.add_option("target", options.target, "The PCM WAV file to write")->type_name("");
+  app.add_option("source", options.source, "The WAV file to convert; - is standard input")->type_name("");
+  app.add_option("target", options.target, "The PCM WAV file to write; - is standard output")->type_name("");
   app.add_option("-r,--rate", options.rate, "Frames a second, 100 to 768000; without it those of the source")
       ->type_name("HZ")
       ->check(CLI::Range(100, 768000).description(""));
@@ -98,8 +104,8 @@ void AddOptions(CLI::App& app, Options& options) {
 
 void Tool(int argc, char** argv) {
   CLI::App app(
-      "Converts a WAV file to PCM of another rate, other channels or another sample size. Takes PCM of\n"
-      "8 to 32 bits, IEEE float, A-law, mu-law, MS ADPCM and IMA ADPCM, also as RF64 and W64 below 4 GiB.",
+      "Converts a WAV file to PCM of another rate, other channels or another sample size. Takes PCM, float,\n"
+      "A-law, mu-law, IMA and MS ADPCM of 1 to 8 channels, extensible or not, in RIFF, RF64 and W64.",
       "cmm-convert");
   Options options;
   AddOptions(app, options);

@@ -54,13 +54,9 @@ void Print(CMMWav& wav, const File& file, const WavSizes& sizes) {
 bool Show(const File& file) {
   const std::string& name = file.name;
   CMMWav wav;
-  if (wav.Open(name.c_str()) != 1) {
-    std::fprintf(stderr, "cmm-info: %s: %s\n", file.label.c_str(), WhyUnreadable(name).c_str());
-    return false;
-  }
   const std::optional<WavSizes> sizes = ReadSizes(name);
-  if (!sizes) {
-    std::fprintf(stderr, "cmm-info: %s: its chunks cannot be read a second time\n", file.label.c_str());
+  if (wav.Open(name.c_str()) != 1 || !sizes) {
+    std::fprintf(stderr, "cmm-info: %s: %s\n", file.label.c_str(), WhyUnreadable(name).c_str());
     return false;
   }
   Print(wav, file, *sizes);

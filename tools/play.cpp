@@ -23,6 +23,7 @@
 #include "tools/tool.h"
 #include "tools/wav_length.h"
 #include "tools/wav_text.h"
+#include "wavfile/PcmDriver.h"
 
 namespace {
 
@@ -107,6 +108,7 @@ void MakePlain(const std::string& file, std::optional<PcmFile>& made) {
 }
 
 void Play(const std::string& file) {
+  cmm::AddPcmDriver();
   const WavSizes source = ReadSource(file);
   const double length = LengthOf(source).seconds.value_or(0.0);
   std::optional<PcmFile> plain;  // outlives its player

@@ -17,7 +17,7 @@ TEST_F(Convert, DecodesAndChangesTheRateAtOnce) {
   const auto convert = [this](const std::string& source) {
     const std::string said =
         Succeed({CMM_CONVERT, source, target_, "--rate", "44100", "--channels", "1", "--bits", "8"});
-    EXPECT_THAT(said, HasSubstr("44100 Hz, 1 channel(s), 8 bits, 00:02.30"));
+    EXPECT_THAT(said, HasSubstr("44100 Hz, 1 channel, 8 bits, 00:02.30"));
     const std::string made = FileText(target_);
     fs::remove(target_);
     return made;

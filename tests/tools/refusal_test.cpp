@@ -21,6 +21,8 @@ class Refusal : public Programs {
   Refusal() {
     MakeSource({"-r", "22050", "-c", "2", "-b", "16"});
     Succeed({"sox", source_, "-b", "24", File("wide.wav")});
+    Succeed({"sox", source_, File("cut.w64")});
+    fs::resize_file(File("cut.w64"), 50'000);
     const std::string sound = FileText(source_);
     WriteFileText(File("cut.wav"), sound.substr(0, sound.size() - 5000));
     WriteFileText(File("trailing.wav"), sound + "more");
@@ -63,7 +65,7 @@ TEST_F(Refusal, OfConvert) {
           {{"source.wav", std::string(300, 'x')}, 1, "the name is too long"},
           {{"source.wav", "old.wav", "--force", "--rate", "48000"}, 1, "takes no more data", 100'000},
           {{"cut.wav", "old.wav", "--force"}, 1, "cut short"},
-          {{"wide.wav", "new.wav"}, 1, "24 bits"},
+          {{"cut.w64", "new.wav"}, 1, "cut short"},
           {{"long.wav", "new.wav", "--rate", "768000"}, 1, "4 GiB"}});
 }
 

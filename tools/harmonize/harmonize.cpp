@@ -157,7 +157,7 @@ void Tool(int argc, char** argv) {
   AddOptions(app, options);
   ReadOptions(app, argc, argv);
   CatchStops();
-  const std::string name = options.target;
+  const std::string name = options.target == "-" ? "standard output" : options.target;
   StandardStreams streams;
   options.source = streams.Source(options.source);
   options.target = streams.Target(options.target);
