@@ -210,7 +210,7 @@ WAVEFORMATEX ReadFormat(const std::string& text) {
   const bool isFormat = std::sscanf(text.c_str(), "%u/%u/%u%n", &rate, &channels, &bits, &read) == 3 &&
                         static_cast<std::size_t>(read) == text.size() && rate > 0 && rate <= 768000 &&
                         channels > 0 && channels <= 256 && bits > 0 && bits <= 32 && bits % 8 == 0;
-  if (!isFormat) throw Failure("--format takes rate, channels and bits, as 44100/2/16");
+  if (!isFormat) throw CLI::ValidationError("--format", "takes rate, channels and bits, as 44100/2/16");
   return Pcm(rate, static_cast<std::uint16_t>(channels), static_cast<std::uint16_t>(bits));
 }
 
@@ -232,12 +232,13 @@ void Tool(int argc, char** argv) {
   app.add_option("--format", format, "The format of a PCM file that has lost it, as 44100/2/16")
       ->type_name("RATE/CHANNELS/BITS");
   app.add_flag("-f,--force", options.force, "Overwrite the copy if it exists");
+  app.callback([&] {
+    if (!options.output.empty() && options.names.size() > 1)
+      throw CLI::ValidationError("--output", "takes one file");
+    options.hasFormat = !format.empty();
+    if (options.hasFormat) options.format = ReadFormat(format);
+  });
   ReadOptions(app, argc, argv);
-  if (!options.output.empty() && options.names.size() > 1) throw Failure("--output takes one file");
-  if (!format.empty()) {
-    options.format = ReadFormat(format);
-    options.hasFormat = true;
-  }
   CatchStops();
   bool all = true;
   for (const std::string& name : options.names) all = RepairNamed(options, name) && all;

@@ -46,7 +46,7 @@ void ReadOptions(CLI::App& app, int argc, char** argv) {
   app.allow_windows_style_options(false);  // a name may begin with a slash
   app.set_version_flag("--version",
                        app.get_name() + " " CMM_VERSION_TEXT " (library " CMM_VERSION_TEXT "; " CMM_BUILD_TEXT
-                                        ", " CMM_ALSA_TEXT ")",
+                                        ", " CMM_PARTS_TEXT ")",
                        "Print the version and the build, and exit");
   app.failure_message([](const CLI::App* program, const CLI::Error& error) {
     return program->get_name() + ": " + error.what() + "\nRun with --help for more information.\n";

@@ -1,4 +1,6 @@
 // cmm-convert, run as a program and compared with other projects' programs.
+#include <algorithm>
+
 #include "resample/AudioLinearFilter.h"
 #include "tests/tools/Program.h"
 #include "tools/progress.h"
@@ -39,6 +41,36 @@ TEST_F(Convert, DropsNoFrameAtAnySeam) {
     Succeed({CMM_CONVERT, source_, target_, "--rate", std::to_string(to), "--stages", "1", "--force"});
     EXPECT_EQ(SamplesOf(target_).size(), expected.size()) << "a driver rounds where the filter truncates";
   }
+}
+
+TEST_F(Convert, TakesOutWhatTheNewRateCannotCarryWhenAsked) {
+  if (RunProgram({CMM_CONVERT, "--version"}).out.find("soxr") == std::string::npos)
+    GTEST_SKIP() << "built without";
+  Succeed({"sox", "-n", "-r", "44100", "-c", "2", "-b", "16", source_, "synth", "2", "sine", "6000", "gain",
+           "-1"});
+  const auto peak = [this](const std::string& quality, const std::string& bits) {
+    Succeed({CMM_CONVERT, source_, target_, "-f", "--rate", "8000", "--quality", quality, "--bits", bits});
+    std::vector<std::int16_t> samples = SamplesOf(target_);
+    EXPECT_EQ(samples.size(), 32000u);
+    std::vector<int> inner(samples.begin() + 1600,
+                           samples.end() - 1600);  // the tone begins and ends with a click
+    return std::max(*std::max_element(inner.begin(), inner.end()),
+                    -*std::min_element(inner.begin(), inner.end()));
+  };
+  EXPECT_GT(peak("linear", "16"), 28000);
+  EXPECT_LE(peak("high", "16"), 1) << "90 dB down";
+  EXPECT_EQ(peak("high", "8"), 0);
+}
+
+TEST_F(Convert, GoesFromStandardInputToStandardOutput) {
+  MakeSource({"-r", "22050", "-c", "2", "-b", "16"});
+  Succeed({CMM_CONVERT, source_, File("by-file.wav"), "--rate", "8000"});
+  const std::string pipe = "sox \"$1\" -t wav - | \"$0\" - - --rate 8000";
+  Succeed({"sh", "-c", pipe + " | cmp - \"$2\"", CMM_CONVERT, source_, File("by-file.wav")});
+  EXPECT_THAT(Succeed({"sh", "-c", pipe + " | \"$2\" -", CMM_CONVERT, source_, CMM_INFO}),
+              AllOf(HasSubstr("standard input\n"), HasSubstr("8000 Hz")));
+  Succeed({"sh", "-c", "\"$0\" - - < \"$1\" > \"$2\"", CMM_HARMONIZE, source_, target_});
+  EXPECT_EQ(SamplesOf(target_).size(), 101430u);
 }
 
 TEST_F(Convert, KeepsALinkAndListsTheDrivers) {

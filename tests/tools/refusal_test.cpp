@@ -1,4 +1,5 @@
 // What the programs refuse: each gives the reason and its exit code, and leaves all files as they were.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -40,6 +41,7 @@ class Refusal : public Programs {
       const Outcome outcome = RunProgram(Joined({program}, each.command), [&] {
         if (chdir(folder_.Name().c_str()) != 0) _exit(127);
         setenv("ALSA_CONFIG_PATH", "asound.conf", 1);
+        dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
         if (each.limit != 0) LimitFiles(each.limit);
       });
       EXPECT_EQ(outcome.code, each.code) << each.text;
@@ -56,9 +58,18 @@ TEST_F(Refusal, OfConvert) {
   Expect(CMM_CONVERT,
          {{{}, 2, "source is required"},
           {{"source.wav"}, 2, "target is required"},
-          {{"source.wav", "new.wav", "--rate", "7"}, 2, "--rate"},
-          {{"source.wav", "new.wav", "--bits", "24"}, 2, "--bits"},
-          {{"source.wav", "new.wav", "--stages", "3"}, 2, "--stages"},
+          {{"source.wav", "new.wav", "more"}, 2, "more"},
+          {{"source.wav", "new.wav", "--nothing"}, 2, "--nothing"},
+          {{"source.wav", "new.wav", "--rate", "7"}, 2, "--rate: Value 7 not in range 100 to 768000"},
+          {{"source.wav", "new.wav", "-r", "many"}, 2, "--rate: Value many not in range"},
+          {{"source.wav", "new.wav", "-r", "8000", "-r", "9000"}, 2, "--rate"},
+          {{"source.wav", "new.wav", "--channels", "3"}, 2, "--channels: 3 not in {1,2}"},
+          {{"source.wav", "new.wav", "--bits", "24"}, 2, "--bits: 24 not in {8,16}"},
+          {{"source.wav", "new.wav", "--stages", "3"}, 2, "--stages: 3 not in {1,2}"},
+          {{"source.wav", "new.wav", "--quality", "best"}, 2, "--quality: best not in"},
+          {{"source.wav", "new.wav", "--quality", "high", "--stages", "1"}, 2, "excludes"},
+          {{"folder", "new.wav"}, 1, "folder: it is a folder"},
+          {{"-", "new.wav"}, 1, "standard-input: too short to be a WAV file"},
           {{"source.wav", "no/new.wav"}, 1, "there is no folder"},
           {{"source.wav", "old.wav"}, 1, "exists already; --force overwrites it"},
           {{"source.wav", "/dev/null", "--force"}, 1, "no file that can be overwritten"},
@@ -70,7 +81,11 @@ TEST_F(Refusal, OfConvert) {
 }
 
 TEST_F(Refusal, OfMirror) {
-  Expect(CMM_MIRROR, {{{"source.wav", "new.wav", "--gain", "99"}, 2, "--gain"},
+  Expect(CMM_MIRROR, {{{"source.wav", "new.wav", "--gain", "99"}, 2, "'99' is no number from -96 to 48"},
+                      {{"source.wav", "new.wav", "--gain", "nan"}, 2, "'nan' is no number from -96 to 48"},
+                      {{"source.wav"}, 2, "target is required"},
+                      {{"-", "new.wav"}, 1, "- is no file"},
+                      {{"source.wav", "-"}, 1, "- is no file"},
                       {{"source.wav", "source.wav"}, 1, "exists already"},
                       {{"missing.wav", "new.wav"}, 1, "missing.wav: it cannot be opened"},
                       {{"wide.wav", "new.wav"}, 1, "it is not PCM"},
@@ -94,8 +109,22 @@ TEST_F(Refusal, OfHarmonize) {
   Expect(CMM_HARMONIZE, cases);
 }
 
+TEST_F(Refusal, OfRepair) {
+  Expect(CMM_REPAIR, {{{}, 2, "file is required"},
+                      {{"cut.wav", "--format", "44100/2"}, 2, "--format: takes rate, channels and bits"},
+                      {{"cut.wav", "--format", "44100/2/12"}, 2, "--format"},
+                      {{"cut.wav", "source.wav", "--output", "new.wav"}, 2, "--output: takes one file"},
+                      {{"cut.wav", "--output", "old.wav"}, 1, "old.wav exists already"},
+                      {{"folder", "--output", "new.wav"}, 1, "folder is a folder"},
+                      {{"-"}, 1, "- is no file"},
+                      {{"missing.wav"}, 1, "missing.wav: there is no such file"}});
+}
+
 TEST_F(Refusal, OfOptionsOfRecord) {
   Expect(CMM_RECORD, {{{}, 2, "file is required"},
+                      {{"new.wav", "--duration", "1:60"}, 2, "'1:60' is no time"},
+                      {{"new.wav", "--duration", "1:2:3:4"}, 2, "'1:2:3:4' is no time"},
+                      {{"new.wav", "--sync", "0"}, 2, "'0' is no number from 0.1 to 3600"},
                       {{"new.wav", "--rate", "7"}, 2, "--rate"},
                       {{"new.wav", "--channels", "0"}, 2, "--channels"},
                       {{"new.wav", "--bits", "12"}, 2, "--bits"},
@@ -109,14 +138,19 @@ TEST_F(Refusal, OfRecord) {
           // The library takes a backslash as a separator: the same file by another name.
           {{folder_.Name() + "\\old.wav", "--device", "signal"}, 1, "exists already"},
           {{"folder", "--device", "signal"}, 1, "is a folder"},
+          {{"-", "--device", "signal"}, 1, "- is no file"},
           {{"new.wav", "--device", "no such device"}, 1, "no capture device is called 'no such device'"},
           {{"new.wav", "--duration", "1"}, 1, "DSERR_NODRIVER (0x88780078)"}});
 }
 
 TEST_F(Refusal, OfPlayAndInfo) {
-  Expect(CMM_PLAY,
-         {{{"source.wav"}, 1, "there is no sound device"}, {{"old.wav"}, 1, "too short to be a WAV file"}});
-  Expect(CMM_INFO, {{{"asound.conf"}, 1, "not a RIFF file"},
+  Expect(CMM_PLAY, {{{}, 2, "file is required"},
+                    {{"missing.wav"}, 1, "missing.wav: there is no such file"},
+                    {{"source.wav"}, 1, "there is no sound device"},
+                    {{"old.wav"}, 1, "too short to be a WAV file"}});
+  Expect(CMM_INFO, {{{}, 2, "file is required"},
+                    {{"-"}, 1, "standard input: too short"},
+                    {{"asound.conf"}, 1, "not a RIFF file"},
                     {{"folder"}, 1, "it is a folder"},
                     {{"missing.wav"}, 1, "there is no such file"}});
 }
