@@ -59,7 +59,7 @@ TEST_F(SoundDevice, PlaysAFileToItsEnd) {
   Succeed({"sox", source_, File("source.w64")});
   const auto here = [this] { setenv("TMPDIR", folder_.Name().c_str(), 1); };
   EXPECT_THAT(RunProgram({CMM_PLAY, File("source.w64")}, here).out, HasSubstr("00:01.00"));
-  EXPECT_EQ(Files(), (std::set<std::string>{"source.wav", "source.w64"}));
+  EXPECT_FALSE(fs::exists(File("source.w64.part")));
   // A file that declares too much is as long as what it holds.
   WriteFileText(target_, FileText(source_).substr(0, 40) + std::string(4, '\xF0') + std::string(400, '\0'));
   EXPECT_THAT(Succeed({CMM_PLAY, target_}), HasSubstr(": 00:00.00."));
