@@ -162,8 +162,8 @@ void Record(const Options& options, const GUID* device) {
   if (!RunCommand(capture, kStateCapturing, [&] { return capture.StartREC(); })) {
     throw Failure("the recording does not start");
   }
-  std::printf("Recording to %s: %u Hz, %u channel(s), %u bits. Ctrl-C ends it.\n", file, options.rate,
-              unsigned{options.channels}, unsigned{options.bits});
+  std::printf("Recording to %s: %u Hz, %u channel%s, %u bits. Ctrl-C ends it.\n", file, options.rate,
+              unsigned{options.channels}, options.channels == 1 ? "" : "s", unsigned{options.bits});
   std::optional<DiskSync> sync;
   if (options.sync > 0) sync.emplace(options.file, options.sync);
   const auto wanted = static_cast<std::uint64_t>(std::llround(options.duration * options.rate));

@@ -163,8 +163,8 @@ void Tool(int argc, char** argv) {
   options.target = streams.Target(options.target);
   const double seconds = Harmonize(options);
   streams.Send();
-  std::fprintf(streams.Messages(), "Wrote %s: %zu voice(s) with the lead, %s\n", name.c_str(),
-               options.cents.size(), TimeText(seconds).c_str());
+  std::fprintf(streams.Messages(), "Wrote %s: %zu voice%s with the lead, %s\n", name.c_str(),
+               options.cents.size(), options.cents.size() == 1 ? "" : "s", TimeText(seconds).c_str());
 }
 
 }  // namespace
