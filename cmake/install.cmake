@@ -1,5 +1,6 @@
 # cmake --install, in three components. `library` is what a program needs to run. `development` is what a host is
-# built with: headers, CMake package, pkg-config file, static library. `programs` are the programs of tools/.
+# built with: headers, CMake package, pkg-config file, static library, documents. `programs` are the programs of
+# tools/ with manual pages and completion.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -71,3 +72,9 @@ file(RELATIVE_PATH CMM_PC_TO_PREFIX
 configure_file(${PROJECT_SOURCE_DIR}/cmake/cmmaudio.pc.in ${PROJECT_BINARY_DIR}/cmmaudio.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/cmmaudio.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
+
+# The documents lie as in the sources, so that their links lead somewhere.
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/LICENSE
+        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN html EXCLUDE)

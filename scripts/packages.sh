@@ -27,3 +27,5 @@ install_missing() {
 build_packages=(g++ cmake ninja-build pkg-config libasound2-dev libcli11-dev libpulse-dev)
 # What lets ALSA's default device reach a desktop's sound server.
 sound_packages=(libasound2-plugins)
+# What the manual pages and the Debian packages are made with.
+package_packages=(help2man dpkg-dev gzip)

@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
 #include <new>
+#include <string>
 
 #include "tools/terminal.h"
 #include "tools/version.h"
@@ -17,6 +19,26 @@ int Fail(const char* name, const char* why) {
   std::fprintf(stderr, "%s: %s\n", name, why);
   return kFailed;
 }
+
+/// Options as manual pages have them: "-r, --rate HZ (44100)".
+class HelpText : public CLI::Formatter {
+ public:
+  std::string make_option_name(const CLI::Option* option, bool is_positional) const override {
+    std::string name = CLI::Formatter::make_option_name(option, is_positional);
+    if (const auto comma = name.find(','); comma != std::string::npos) name.insert(comma + 1, " ");
+    return name;
+  }
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string type = option->get_type_size() != 0 ? option->get_type_name() : "";
+    const std::string preset = option->get_default_str();
+    return (type.empty() ? "" : " " + type) + (preset.empty() ? "" : " (" + preset + ")");
+  }
+  std::string make_option_desc(const CLI::Option* option) const override {
+    std::string text = option->get_description();
+    for (const CLI::Option* other : option->get_excludes()) text += "; not with " + other->get_name();
+    return text;
+  }
+};
 
 int Run(const char* name, void (*tool)(int, char**), int argc, char** argv) {
   try {
@@ -43,6 +65,9 @@ int RunTool(const char* name, void (*tool)(int, char**), int argc, char** argv) 
 }
 
 void ReadOptions(CLI::App& app, int argc, char** argv) {
+  auto help = std::make_shared<HelpText>();
+  help->label("Positionals", "Arguments");
+  app.formatter(help);
   app.allow_windows_style_options(false);  // a name may begin with a slash
   app.set_version_flag("--version",
                        app.get_name() + " " CMM_VERSION_TEXT " (library " CMM_VERSION_TEXT "; " CMM_BUILD_TEXT
