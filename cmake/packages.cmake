@@ -81,6 +81,7 @@ file(WRITE ${folder}/changelog.Debian "cmmaudio (${PROJECT_VERSION}-1) unstable;
 ")
 file(WRITE ${folder}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${folder}/triggers)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/packages_library.cmake)
 configure_file(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${folder}/changelog COPYONLY)
 execute_process(COMMAND gzip -9nkf changelog changelog.Debian WORKING_DIRECTORY ${folder} COMMAND_ERROR_IS_FATAL ANY)
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)

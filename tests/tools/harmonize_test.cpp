@@ -18,7 +18,7 @@ class Harmonize : public Programs {
   /// Has the program sing with it. @return what came out
   Samples Harmonized(const Samples& lead, const Command& options) {
     test::StoreWav(source_, std::vector{Format(44100, 1, 16)}, lead, 0);
-    Succeed(Joined({CMM_HARMONIZE, source_, target_, "--force"}, options));
+    Succeed(Joined({CMM_HARMONIZE, source_, target_, "-f"}, options));
     return SamplesOf(target_);
   }
 };

@@ -24,7 +24,7 @@ TEST_F(Mirror, ChangesTheLevelAsSoxDoes) {
     }
   }
   const std::string before = FileText(source_);
-  Succeed({CMM_MIRROR, source_, source_, "--gain", "-3", "--force"});
+  Succeed({CMM_MIRROR, source_, source_, "--gain", "-3", "-f"});
   EXPECT_NE(FileText(source_), before);
 }
 

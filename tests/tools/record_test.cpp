@@ -50,7 +50,7 @@ TEST_F(Record, FindsDevicesByTheirListedNames) {
   const std::string name = "Built-in signal", guid = "{8CF73C9E-D548-473A-9156-C5730E1EF8F7}";
   EXPECT_THAT(Succeed({CMM_RECORD, "--list"}), HasSubstr("  " + name + "\n    " + guid + "\n"));
   for (const std::string& wanted : {name, name.substr(1), guid}) {
-    Succeed({CMM_RECORD, target_, "--device", wanted, "--force", "--duration", "0.1"});
+    Succeed({CMM_RECORD, target_, "--device", wanted, "--force", "-d", "0.1"});
   }
 }
 
