@@ -67,7 +67,7 @@ void Convert(HACMSTREAM stream, Input input, DWORD sourceBlock) {
   while (input.size > 0) {
     header.cbSrcLength = input.Number(sourceBytes);
     header.cbDstLength = input.Number(static_cast<DWORD>(output.size()));
-    acmStreamConvert(stream, &header, input.Number(0x3F));
+    if (acmStreamConvert(stream, &header, input.Number(0x3F)) != 0) continue;
     Require(header.cbSrcLengthUsed <= header.cbSrcLength && header.cbDstLengthUsed <= header.cbDstLength);
   }
 }

@@ -23,6 +23,7 @@ const std::vector<std::string>& Seeds() {
 std::vector<BYTE> ReadAll(platform::detail::WaveReader& reader) {
   std::vector<BYTE> sound;
   if (reader.Rewind() != 0) return sound;
+  Require(reader.Format().wFormatTag == WAVE_FORMAT_PCM && reader.Format().nBlockAlign != 0);
   for (auto piece = reader.Next(); !piece.empty(); piece = reader.Next()) {
     Require(piece.size() % reader.Format().nBlockAlign == 0);
     sound.insert(sound.end(), piece.begin(), piece.end());
@@ -37,8 +38,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   file.Set(data, size);
   platform::detail::WaveReader reader;
   if (reader.Open(file.path.c_str()) != 0) return 0;
-  const WAVEFORMATEX& format = reader.Format();
-  Require(format.wFormatTag == WAVE_FORMAT_PCM && format.nBlockAlign != 0 && format.nChannels != 0);
   const std::vector<BYTE> sound = ReadAll(reader);
   Require(sound.size() <= size * 4 + 65536 && ReadAll(reader) == sound);
   return 0;
