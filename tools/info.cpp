@@ -151,6 +151,7 @@ void Tool(int argc, char** argv) {
   CatchStops();
   StandardStreams streams;
   std::vector<File> files;
+  files.reserve(names.size());
   for (const std::string& name : names) {
     files.push_back({streams.Source(name), name == "-" ? "standard input" : name});
   }

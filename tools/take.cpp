@@ -55,7 +55,7 @@ void TakeLevels::Add(const char* frame) {
       sample = (static_cast<unsigned char>(frame[i]) - 128) / 128.0;
     } else {
       std::int16_t value = 0;
-      std::memcpy(&value, frame + 2 * i, sizeof value);
+      std::memcpy(&value, frame + std::ptrdiff_t{2} * i, sizeof value);
       sample = value / 32768.0;
       most = 32767.0 / 32768.0;
     }

@@ -36,4 +36,4 @@ class TakeLevels {
 
 /// Cuts a file that the library has finished to its first frames; one with fewer stays as it is. A program
 /// that is killed meanwhile leaves a file that a repair gives all its sound back. Throws a Failure.
-void CutTake(const std::string& file, const WAVEFORMATEX& format, std::uint64_t frames);
+void CutTake(const std::string& name, const WAVEFORMATEX& format, std::uint64_t frames);
