@@ -17,7 +17,9 @@ BOOL __stdcall Collect(LPGUID id, LPCSTR description, LPCSTR /*module*/, LPVOID 
 
 std::vector<CaptureDevice> ListCaptureDevices() {
   std::vector<CaptureDevice> devices;
-  DirectSoundCaptureEnumerateA(Collect, &devices);
+  if (DirectSoundCaptureEnumerateA(Collect, &devices) != DS_OK) {
+    throw Failure("the capture devices cannot be listed: memory may be short");
+  }
   return devices;
 }
 

@@ -30,6 +30,7 @@ class TakeLevels {
   std::uint64_t left_;  // frames to read
   std::ifstream file_;
   std::vector<char> block_;
+  std::streamoff position_;  // of the first frame that has not been read
   double peak_ = 0;
   std::uint64_t clipped_ = 0;
 };
