@@ -14,6 +14,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,7 @@ const std::size_t kFileBytes = std::stoul(Setting("UNITS_BENCH_MIB", "256")) << 
 // A name of this process's own: two runs side by side must not write into each other's file.
 const std::string kBase = Setting("UNITS_BENCH_DIR", "/dev/shm") + "/units_bench-" + std::to_string(getpid());
 const std::string kSource = kBase + ".wav";
+const std::string kHostile = kBase + "-hostile.wav";
 const std::string kMirror = kBase + "-mirror.wav";
 
 // The peers: each opens source and mirror, reads a block, writes one.
@@ -92,6 +94,18 @@ void Stream(benchmark::State& state) {
                           static_cast<std::int64_t>(kFileBytes));
 }
 
+// A file that declares 2.5 GiB of samples: the header's size, the file's less that, wraps round to 1.5 GiB.
+void Hostile(benchmark::State& state) {
+  std::ofstream(kHostile, std::ios::binary)
+      .write("RIFF\x28\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0\2\0\x10\0data\0\0\0\xA0ssss",
+             48);
+  for (auto _ : state) {
+    MMWavUnit unit;
+    if (unit.OpenWFile(kHostile.c_str()) != 0 || unit.CreateMirrorFile(kMirror.c_str()) != 2)
+      return state.SkipWithError("not the result that such a file has");
+  }
+}
+
 // A file whose 32-bit words count from 0, so that each tells its offset.
 void MakeSource() {
   std::vector<std::uint32_t> block(1 << 18);
@@ -120,6 +134,7 @@ BENCHMARK(Stream<Ours<MMWavUnit>, false>)->Name("write/MMWavUnit")->Apply(Blocks
 BENCHMARK(Stream<Plain, false>)->Name("write/plain")->Apply(Blocks);
 BENCHMARK(Stream<ByPieces, false>)->Name("pieces/sub-buffer")->Apply(Pieces);
 BENCHMARK(Stream<Plain, false>)->Name("pieces/plain")->Apply(Pieces);
+BENCHMARK(Hostile)->Name("hostile/MMWavUnit");
 
 }  // namespace
 
@@ -129,5 +144,6 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks();
   unlink(kSource.c_str());
   unlink(kMirror.c_str());
+  unlink(kHostile.c_str());
   return 0;
 }

@@ -15,11 +15,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "wavfile/CMMWav.h"
+#include "wavfile/WavCheck.h"
 
 namespace {
 
@@ -181,6 +183,45 @@ void OpenClose(benchmark::State& state) {
   }
 }
 
+// Files that claim much: one of 4 million empty chunks, and a small one with a second of half a gigabyte. The
+// speed is in bytes of the file: 100 MB/s are 10 ns a byte.
+std::string Chunk(const char* name, const std::string& content) {
+  const auto size = static_cast<std::uint32_t>(content.size());
+  return std::string(name, 4).append(reinterpret_cast<const char*>(&size), 4) + content;
+}
+std::string ManyChunks() {
+  std::string chunks = "WAVE";
+  for (int i = 0; i < 1 << 22; ++i) chunks += Chunk("none", "");
+  return Chunk("RIFF", chunks);
+}
+std::string LargeSecond() {
+  const WAVEFORMATEX format = {WAVE_FORMAT_DVI_ADPCM, 1, 8000, 0x20000000, 256, 4, 2};
+  const std::string fields(reinterpret_cast<const char*>(&format), sizeof format);
+  return Chunk("RIFF", "WAVE" + Chunk("fmt ", fields + "\xF9\1") + Chunk("data", std::string(512, 's')));
+}
+template <class Call>
+void Hostile(benchmark::State& state, const std::string& file, Call call) {
+  std::ofstream(kFile, std::ios::binary) << file;
+  for (auto _ : state) {
+    if (!call()) return state.SkipWithError("not the result that such a file has");
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(file.size()));
+}
+void HostileOpen(benchmark::State& state) {
+  Hostile(state, ManyChunks(), [] { return CMMWav().Open(kFile.c_str()) == 0; });
+}
+void HostileCheck(benchmark::State& state) {
+  Hostile(state, ManyChunks(), [] { return cmm::CheckWavFile(kFile.c_str(), nullptr, nullptr) > 0; });
+}
+void HostileConvert(benchmark::State& state) {
+  Hostile(state, LargeSecond(), [] {
+    CMMWav wav;
+    std::uint8_t* output = nullptr;
+    const WAVEFORMATEX target = {WAVE_FORMAT_PCM, 1, 8000, 16000, 2, 16, 0};
+    return wav.Open(kFile.c_str()) == 1 && wav.BeginConvert(1, target, &output, nullptr) == 0;
+  });
+}
+
 void Blocks(benchmark::internal::Benchmark* bench) {
   bench->Arg(256)->Arg(4096)->Arg(65536)->Arg(1 << 20)->Unit(benchmark::kMillisecond)->UseRealTime();
 }
@@ -197,6 +238,9 @@ BENCHMARK(OpenClose<OurWriter>)->Name("create-close/CMMWav");
 BENCHMARK(OpenClose<SndfileWriter>)->Name("create-close/libsndfile");
 BENCHMARK(OpenClose<OurReader>)->Name("open-close/CMMWav");
 BENCHMARK(OpenClose<SndfileReader>)->Name("open-close/libsndfile");
+BENCHMARK(HostileOpen)->Name("hostile/open")->Unit(benchmark::kMillisecond);
+BENCHMARK(HostileCheck)->Name("hostile/check")->Unit(benchmark::kMillisecond);
+BENCHMARK(HostileConvert)->Name("hostile/BeginConvert");
 
 }  // namespace
 

@@ -115,8 +115,8 @@ void Use(const MemoryFile& source, const MemoryFile& mirror, Bytes file, const i
          std::uint32_t expectedSize) {
   constexpr bool kStrict = std::is_same_v<Unit, WavUnit>;
   Unit first;
-  Unit unit(first);
   const int code = first.OpenWFile(source.path.c_str());
+  Unit unit(first);  // shares what is open
   Require(expectedCode != nullptr ? code == *expectedCode : code == 0 || code == 2);
   if (code != 0) {
     Require(unit.PcmDataSize() == 0 && unit.CloseWFile() == 5 && unit.CreateMirrorFile("m") == 9);

@@ -1,7 +1,8 @@
 // Converts any input as a WAV file, in one stage and in two, to valid and invalid formats. Run:
-// build/clang/bin/wav_convert -max_len=4096 -malloc_limit_mb=10000 CORPUS
+//   build/clang/bin/wav_convert -max_len=4096 CORPUS
 //
-// The memory limit is raised because a file may need a buffer of 2 GiB.
+// Large outputs and buffers take the sanitizer as long as hundreds of runs. So few runs try a large factor
+// between the rates, or a large second.
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -53,7 +54,9 @@ WAVEFORMATEX Target(const WAVEFORMATEX& source, Random& random) {
   WAVEFORMATEX target = source;
   target.wFormatTag = random.Of<WORD>({1, 1, 1, source.wFormatTag, 2, 6, 7, 17});
   target.nChannels = random.Of<WORD>({source.nChannels, source.nChannels, 1, 2, 4});
-  target.nSamplesPerSec = random.Of<DWORD>({source.nSamplesPerSec, source.nSamplesPerSec, 1, 8000, 44101});
+  const DWORD rate = source.nSamplesPerSec;
+  target.nSamplesPerSec = random.Of<DWORD>({rate, rate, 1, rate + 1, rate / 2 + 1, rate * 2 + 3});
+  if (random.Next() % 128 == 0) target.nSamplesPerSec = random.Of<DWORD>({8000, 44101});
   target.wBitsPerSample = random.Of<WORD>({16, 16, 8, 24, 4});
   target.nBlockAlign = static_cast<WORD>(target.nChannels * target.wBitsPerSample / 8);
   target.nAvgBytesPerSec = target.nBlockAlign * target.nSamplesPerSec;
@@ -69,7 +72,6 @@ void Convert(CMMWav& wav, std::int32_t stages, Random& random) {
   std::uint8_t* output = nullptr;
   const std::uint32_t size = wav.BeginConvert(stages, Target(source, random), &output, nullptr);
   Require((size != 0) == (output != nullptr) && wav.GetConvertBuf() == output);
-  std::uint32_t sum = 0;
   for (int piece = 0; piece < 6; ++piece) {
     const std::uint32_t block = std::max<std::uint32_t>(source.nBlockAlign, 1);
     std::uint32_t made = random.Next() % 2;
@@ -79,11 +81,9 @@ void Convert(CMMWav& wav, std::int32_t stages, Random& random) {
       made = wav.Convert();
     }
     Require(made <= size);
-    for (std::uint32_t i = 0; i < made; ++i) sum += output[i];  // the sanitizer watches
+    ReadEnds(output, made);
     if (random.Next() % 4 == 0) wav.SampleFind(random.Next() % 300);
   }
-  volatile const std::uint32_t kept = sum;
-  (void)kept;
   wav.EndConvert();
   Require(wav.GetConvertBuf() == nullptr && wav.GetNowDriverID() == nullptr);
 }
@@ -98,11 +98,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Random random(seed);
   CMMWav wav;
   if (wav.Open(file.path.c_str()) != 1) return 0;
+  WAVEFORMATEX source = {};
+  wav.GetFileInfo(&source);
+  if (source.nAvgBytesPerSec > 1 << 18 && random.Next() % 64 != 0) return 0;
   for (const std::int32_t stages : {kOneStage, kTwoStages}) {
-    for (int i = 0; i < 3; ++i) {
-      Convert(wav, stages, random);
-      wav.Reset();
-    }
+    Convert(wav, stages, random);
+    wav.Reset();
   }
   return 0;
 }

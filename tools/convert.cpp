@@ -48,9 +48,10 @@ void Convert(Options options) {
   ConvertFile({options.source, options.target, format, options.stages, options.quality == "high"},
               [&](const std::uint8_t* data, std::uint32_t bytes) { target.Write(data, bytes); });
   target.Finish();
+  const std::string text = Describe(made);  // first, so that short memory leaves the older file
   target.Keep(options.force);
   streams.Send();
-  std::fprintf(streams.Messages(), "Wrote %s: %s, %s\n", name.c_str(), Describe(made).c_str(),
+  std::fprintf(streams.Messages(), "Wrote %s: %s, %s\n", name.c_str(), text.c_str(),
                TimeText(target.Seconds()).c_str());
 }
 
@@ -80,11 +81,11 @@ void AddOptions(CLI::App& app, Options& options) {
                  "8 bits, and 16 for all others")
       ->type_name("BITS")
       ->check(CLI::IsMember({8, 16}).description(""));
-  app.add_option("--stages", options.stages,
-                 "1: a conversion driver changes the rate, 2: the library's own\n"
-                 "filter does; without it 2 where the rate changes")
-      ->type_name("COUNT")
-      ->check(CLI::IsMember({1, 2}).description(""));
+  CLI::Option* const stages = app.add_option("--stages", options.stages,
+                                             "1: a conversion driver changes the rate, 2: the library's own\n"
+                                             "filter does; without it 2 where the rate changes")
+                                  ->type_name("COUNT")
+                                  ->check(CLI::IsMember({1, 2}).description(""));
   app.add_option("--quality", options.quality,
                  "How the rate changes: 'linear', by the library's straight lines, folds\n"
                  "what lies above half the new rate back into the sound: a tone of\n"
@@ -92,7 +93,7 @@ void AddOptions(CLI::App& app, Options& options) {
                  "takes it out")
       ->type_name("HOW")
       ->check(CLI::IsMember({"linear", "high"}).description(""))
-      ->excludes("--stages")
+      ->excludes(stages)  // by its name the program would end when memory is short
       ->capture_default_str();
   app.add_flag("-f,--force", options.force, "Overwrite the target if it exists");
   app.add_flag("--list-drivers", options.list, "List the conversion drivers and exit");

@@ -17,7 +17,9 @@ BOOL __stdcall Collect(LPGUID id, LPCSTR description, LPCSTR /*module*/, LPVOID 
 
 std::vector<CaptureDevice> ListCaptureDevices() {
   std::vector<CaptureDevice> devices;
-  DirectSoundCaptureEnumerateA(Collect, &devices);
+  if (DirectSoundCaptureEnumerateA(Collect, &devices) != DS_OK) {
+    throw Failure("the capture devices cannot be listed: memory may be short");
+  }
   return devices;
 }
 
@@ -49,12 +51,13 @@ std::optional<std::size_t> Find(const std::vector<Choice>& choices, const std::s
   for (std::size_t i = 0; i < choices.size(); ++i) {
     const std::string other = Lower(choices[i].other), name = Lower(choices[i].name), part = Lower(wanted);
     if (choices[i].name == wanted || part == other || "{" + part + "}" == other) return i;
-    if ((name + "\n" + other).find(part) != std::string::npos) parts.push_back(i);
+    if (name.find(part) != std::string::npos || other.find(part) != std::string::npos) parts.push_back(i);
   }
   if (parts.empty()) return std::nullopt;
   if (parts.size() == 1) return parts.front();
   std::string message = "'" + wanted + "' is part of several names:";
-  for (const std::size_t i : parts) message += "\n  " + choices[i].name + "  " + choices[i].other;
+  for (const std::size_t i : parts)
+    message.append("\n  ").append(choices[i].name).append("  ").append(choices[i].other);
   throw Failure(message + "\ngive the complete name, or what stands behind it");
 }
 
@@ -96,6 +99,7 @@ GUID FindCaptureDevice(const std::string& wanted) {
   std::vector<CaptureDevice> devices = ListCaptureDevices();
   std::erase_if(devices, [](const CaptureDevice& device) { return device.isDefault; });
   std::vector<Choice> choices;
+  choices.reserve(devices.size());
   for (const CaptureDevice& device : devices) choices.push_back({device.name, GuidText(device.id)});
   Add(ListServerDevices(ServerDevices::kSources), choices);
   const std::optional<std::size_t> found = Find(choices, wanted);

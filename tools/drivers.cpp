@@ -29,10 +29,12 @@ class ComboBox {
   HWND window_;
 };
 
-std::string Features(HACMDRIVERID driver) {
-  ACMDRIVERDETAILSA details{};
-  details.cbStruct = sizeof details;
-  return acmDriverDetailsA(driver, &details, 0) == 0 ? details.szFeatures : "";
+/// Counts the drivers that ListUpDriver lists.
+BOOL __stdcall Count(HACMDRIVERID /*driver*/, DWORD_PTR count, DWORD support) {
+  constexpr DWORD kListed = ACMDRIVERDETAILS_SUPPORTF_CODEC | ACMDRIVERDETAILS_SUPPORTF_CONVERTER |
+                            ACMDRIVERDETAILS_SUPPORTF_FILTER;
+  if ((support & kListed) != 0) ++*reinterpret_cast<std::uint32_t*>(count);
+  return TRUE;
 }
 
 }  // namespace
@@ -41,8 +43,15 @@ bool ListConversionDrivers(std::vector<ConversionDriverText>& drivers) {
   const ComboBox combo;
   CMMWav directory;  // any object will do
   if (combo.Window() == nullptr || directory.ListUpDriver(combo.Window()) != 1) return false;
-  for (std::uint32_t row = 0; row < combo.Rows(); ++row) {
-    drivers.push_back({combo.Text(row), Features(directory.ListFromDriver(combo.Window(), row))});
+  // A row for which memory was short is left out.
+  std::uint32_t all = 0;
+  if (acmDriverEnum(Count, reinterpret_cast<DWORD_PTR>(&all), 0) != 0 || combo.Rows() != all) return false;
+  for (std::uint32_t row = 0; row < all; ++row) {
+    ACMDRIVERDETAILSA details{};
+    details.cbStruct = sizeof details;
+    const HACMDRIVERID driver = directory.ListFromDriver(combo.Window(), row);
+    if (acmDriverDetailsA(driver, &details, 0) == MMSYSERR_NOMEM) return false;
+    drivers.push_back({combo.Text(row), details.szFeatures});
   }
   return true;
 }

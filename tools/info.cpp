@@ -24,10 +24,10 @@ struct File {
   std::string label;  // what the user knows it by
 };
 
-// ChkFileSize tells whether the file ends where its data ends; the sizes tell the rest.
+// Not from ChkFileSize, which answers a failed look at the file as it does a file with more behind the data.
 std::string EndText(CMMWav& wav, const WavSizes& sizes) {
   if (sizes.isOpenEnded) return "the data are taken to reach to the end of the file";
-  if (wav.ChkFileSize() == 1) return "the file ends where its data ends";
+  if (sizes.dataAt + sizes.dataBytes == sizes.fileBytes) return "the file ends where its data ends";
   if (sizes.fileBytes < wav.GetFSize()) return "CUT SHORT: the file is smaller than its header declares";
   return "something follows the data (a pad byte or further chunks)";
 }
@@ -112,7 +112,12 @@ bool PrintJson(const File& file, bool first) {
   std::string seconds = "null";
   CMMWav wav;
   const std::optional<WavSizes> sizes = ReadSizes(name);
-  if (wav.Open(name.c_str()) == 1 && sizes) {
+  const bool isKnown = wav.Open(name.c_str()) == 1 && sizes;
+  const bool isGood = read && !AnyWrong(findings);
+  if (isGood && !isKnown) {
+    std::fprintf(stderr, "cmm-info: %s: its chunks cannot be read a second time\n", file.label.c_str());
+  }
+  if (isKnown) {
     const WavLength length = LengthOf(*sizes);
     format = FormatJson(sizes->format.Format);
     if (length.frames) frames = std::to_string(*length.frames);
@@ -124,7 +129,7 @@ bool PrintJson(const File& file, bool first) {
   std::printf("%s\n  {\"file\": %s, \"format\": %s, \"frames\": %s, \"seconds\": %s, \"findings\": [%s]}",
               first ? "" : ",", JsonString(file.label).c_str(), format.c_str(), frames.c_str(),
               seconds.c_str(), list.c_str());
-  return read && !AnyWrong(findings);
+  return isGood && isKnown;
 }
 
 bool ShowJson(const std::vector<File>& files) {
@@ -151,6 +156,7 @@ void Tool(int argc, char** argv) {
   CatchStops();
   StandardStreams streams;
   std::vector<File> files;
+  files.reserve(names.size());
   for (const std::string& name : names) {
     files.push_back({streams.Source(name), name == "-" ? "standard input" : name});
   }

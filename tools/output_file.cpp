@@ -102,10 +102,16 @@ std::string PartialFile::Name() const {
   return PathText(path_);
 }
 
-void PartialFile::Keep(bool force) {
+void PartialFile::Prepare(bool force) {
   CheckOutput(name_, force);
-  std::error_code error = file_->Finish();
-  if (!error) fs::rename(path_, wanted_, error);
+  if (const std::error_code error = file_->Finish()) Fail(name_, wanted_, error);
+  isPrepared_ = true;
+}
+
+void PartialFile::Keep(bool force) {
+  if (!isPrepared_) Prepare(force);
+  std::error_code error;
+  fs::rename(path_, wanted_, error);
   if (error) Fail(name_, wanted_, error);
   isKept_ = true;
 }

@@ -32,8 +32,11 @@ class PartialFile {
   PartialFile& operator=(const PartialFile&) = delete;
 
   std::string Name() const;  ///< the temporary name, as the library takes it
-  /// Writes the finished file through to the disk and gives it the wanted name. Calls CheckOutput again
-  /// before: another program may have made that file meanwhile. Owner and rights of a replaced file are kept.
+  /// Writes the finished file through to the disk, with owner and rights of the file that it replaces. Calls
+  /// CheckOutput again before: another program may have made that file meanwhile. For one of several files;
+  /// Keep does it too.
+  void Prepare(bool force);
+  /// Gives the finished file the wanted name.
   void Keep(bool force);
 
  private:
@@ -41,5 +44,6 @@ class PartialFile {
   const std::filesystem::path wanted_;
   const std::filesystem::path path_;
   std::unique_ptr<NewFile> file_;  // lives until the file has been renamed or removed
+  bool isPrepared_ = false;
   bool isKept_ = false;
 };

@@ -19,3 +19,8 @@ std::string PathText(const std::filesystem::path& path) {
   WideCharToMultiByte(CP_ACP, 0, wide.data(), count, text.data(), bytes, nullptr, nullptr);
   return text;
 }
+
+std::vector<std::filesystem::path> PathsIn(const std::filesystem::path& folder) {
+  const std::filesystem::directory_iterator first(folder);
+  return {first, std::filesystem::directory_iterator()};
+}

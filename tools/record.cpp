@@ -82,18 +82,21 @@ void WaitUntilReady(CMMWAVCapture& capture) {
   throw Failure(StopWanted() ? "stopped before the recording began" : "the capture device does not answer");
 }
 
-// Sends a command, and waits on when it times out: with a slow disk it takes effect later.
+// Sends a command, and waits on when it times out: with a slow disk it takes effect later. One that is refused
+// at once a hundred times will not be taken at all: memory is short.
 // @return whether the recording has reached the wanted state
 template <class Command>
 bool RunCommand(CMMWAVCapture& capture, CaptureState wanted, Command command) {
   const auto limit = Clock::now() + kCommandLimit;
-  while (Clock::now() < limit) {
+  for (int refusals = 0; Clock::now() < limit && refusals < 100; Sleep(10)) {
+    const auto sent = Clock::now();
     if (command() == 1) return true;
     std::uint32_t state = kStateNone;
     std::int32_t result = 1;
     if (capture.GetState(&state, &result) != 1) continue;  // the thread still waits for the disk
     if (state == wanted) return true;
     if (state == kStateNone || result != 1) return false;
+    if (Clock::now() - sent < 100ms) ++refusals;
   }
   return false;
 }

@@ -85,13 +85,13 @@ std::string FieldText(const cmm::WavFinding& change) {
          std::to_string(change.found) + " -> " + std::to_string(change.expected) + "  (" + change.code + ")";
 }
 
-void Print(const Repair& repair) {
+std::string Text(const Repair& repair) {
   const char* const done = repair.options->dryRun  ? "would be repaired"
                            : repair.copyTo.empty() ? "repaired"
                                                    : "repaired into a copy";
-  std::printf("%s: %s, %llu frames\n", repair.file.c_str(), done,
-              static_cast<unsigned long long>(repair.frames));
-  for (const cmm::WavFinding& change : repair.changes) std::printf("  %s\n", FieldText(change).c_str());
+  std::string text = repair.file + ": " + done + ", " + std::to_string(repair.frames) + " frames\n";
+  for (const cmm::WavFinding& change : repair.changes) text += "  " + FieldText(change) + "\n";
+  return text;
 }
 
 /// Whether a copy could be repaired, where the file itself cannot.
@@ -125,6 +125,7 @@ std::string WhyRefused(const Repair& repair) {
 /// @return whether nothing is left to do for this file
 bool RepairFile(const Options& options, const std::string& file) {
   Repair repair{file, {}, &options, {}, 0, -1};
+  std::string text;
   if (options.output.empty() || options.dryRun) {
     repair.Run();
   } else {
@@ -133,11 +134,14 @@ bool RepairFile(const Options& options, const std::string& file) {
     PartialFile copy(options.output);
     repair.copyTo = copy.Name();
     RunWithProgress(repair);
-    if (repair.result == 1) copy.Keep(options.force);
+    if (repair.result == 1) {
+      text = Text(repair);  // first, so that short memory leaves the older file
+      copy.Keep(options.force);
+    }
   }
   switch (repair.result) {
     case 1:
-      Print(repair);
+      std::printf("%s", text.empty() ? Text(repair).c_str() : text.c_str());
       return true;
     case 2:
       std::printf("%s: nothing to repair\n", file.c_str());
@@ -161,14 +165,14 @@ bool IsWavName(const fs::path& path) {
 bool MayStillGrow(const fs::path& path) {
   std::error_code error;
   const auto changed = fs::last_write_time(path, error);
-  return !error && fs::file_time_type::clock::now() - changed < kStillRecording;
+  return error || fs::file_time_type::clock::now() - changed < kStillRecording;
 }
 
 /// The unfinished recordings of a folder, by name.
 bool RepairFolder(const Options& options, const fs::path& folder) {
   std::vector<fs::path> paths;
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    if (entry.is_regular_file() && IsWavName(entry.path())) paths.push_back(entry.path());
+  for (const fs::path& path : PathsIn(folder)) {
+    if (fs::is_regular_file(path) && IsWavName(path)) paths.push_back(path);
   }
   std::sort(paths.begin(), paths.end());
   bool all = true;
@@ -177,7 +181,12 @@ bool RepairFolder(const Options& options, const fs::path& folder) {
     CheckStop();
     const std::string name = PathText(path);
     bool read = false;
-    if (!IsUnfinished(Check(name, &read))) continue;
+    const bool isUnfinished = IsUnfinished(Check(name, &read));
+    if (!read) {
+      std::fprintf(stderr, "cmm-repair: %s: %s\n", name.c_str(), WhyUnreadable(name).c_str());
+      all = false;
+    }
+    if (!isUnfinished) continue;
     ++unfinished;
     if (MayStillGrow(path)) {
       std::fprintf(stderr,
@@ -188,7 +197,7 @@ bool RepairFolder(const Options& options, const fs::path& folder) {
       all = RepairFile(options, name) && all;
     }
   }
-  if (unfinished == 0) std::printf("%s: no unfinished recordings\n", PathText(folder).c_str());
+  if (unfinished == 0 && all) std::printf("%s: no unfinished recordings\n", PathText(folder).c_str());
   return all;
 }
 

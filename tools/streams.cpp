@@ -17,18 +17,21 @@ constexpr std::size_t kBlock = 65536;
 }  // namespace
 
 StandardStreams::~StandardStreams() {
+  // Not remove_all, which ends the program when memory is short.
   std::error_code ignored;
-  if (!folder_.empty()) fs::remove_all(folder_, ignored);
+  for (const fs::path* path : {&input_, &output_, &folder_}) {
+    if (!path->empty()) fs::remove(*path, ignored);
+  }
 }
 
 fs::path StandardStreams::Folder() {
   std::random_device random;
   std::error_code error;
   while (folder_.empty()) {
-    const fs::path path = fs::temp_directory_path(error) / ("cmmaudio-" + std::to_string(random()));
+    fs::path path = fs::temp_directory_path(error) / ("cmmaudio-" + std::to_string(random()));
     if (!error && fs::create_directory(path, error)) {
-      fs::permissions(path, fs::perms::owner_all, error);
-      folder_ = path;
+      folder_ = std::move(path);
+      fs::permissions(folder_, fs::perms::owner_all, error);
     }
     if (error) throw Failure("no folder for temporary files: " + error.message());
   }
@@ -38,16 +41,16 @@ fs::path StandardStreams::Folder() {
 std::string StandardStreams::Source(const std::string& name) {
   if (name != "-") return name;
   if (IsTerminal(stdin)) throw Failure("- is standard input, and that is a terminal: pipe a file into it");
-  const fs::path path = Folder() / "standard-input";
-  std::ofstream file(path, std::ios::binary);
+  input_ = Folder() / "standard-input";
+  std::ofstream file(input_, std::ios::binary);
   std::vector<char> block(kBlock);
   long bytes = 0;
   while ((bytes = ReadInput(block.data(), block.size())) > 0 && file) file.write(block.data(), bytes);
   CheckStop();
   file.close();
   if (bytes < 0) throw Failure("standard input cannot be read");
-  if (!file) throw Failure(PathText(path) + " cannot be written: its disk is full");
-  return PathText(path);
+  if (!file) throw Failure(PathText(input_) + " cannot be written: its disk is full");
+  return PathText(input_);
 }
 
 std::string StandardStreams::Target(const std::string& name) {
@@ -69,6 +72,7 @@ void StandardStreams::Send() {
       throw Failure("standard output is closed or full");
     CheckStop();
   } while (file);
+  if (!file.eof() || file.bad()) throw Failure(PathText(output_) + " cannot be read");
 }
 
 void RefuseStream(const std::string& name) {

@@ -29,6 +29,7 @@ class StandardStreams {
   std::filesystem::path Folder();
 
   std::filesystem::path folder_;
+  std::filesystem::path input_;
   std::filesystem::path output_;
 };
 

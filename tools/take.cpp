@@ -25,22 +25,23 @@ TakeLevels::TakeLevels(const std::string& file, const WAVEFORMATEX& format, std:
     : format_(format),
       left_(mostFrames > 0 ? mostFrames : UINT64_MAX),
       file_(NativePath(file), std::ios::binary),
-      block_(kBlockFrames * format.nBlockAlign) {
-  file_.seekg(kHeaderBytes);
+      block_(kBlockFrames * format.nBlockAlign),
+      position_(kHeaderBytes) {
+  file_.seekg(position_);
 }
 
 void TakeLevels::Read() {
   peak_ = 0;
   while (left_ > 0 && file_) {
-    const std::streamoff begin = file_.tellg();
     file_.read(block_.data(), static_cast<std::streamsize>(block_.size()));
     const std::uint64_t frames =
         std::min<std::uint64_t>(static_cast<std::uint64_t>(file_.gcount()) / format_.nBlockAlign, left_);
     for (std::uint64_t i = 0; i < frames; ++i) Add(block_.data() + i * format_.nBlockAlign);
     left_ -= frames;
+    position_ += static_cast<std::streamoff>(frames * format_.nBlockAlign);
     if (file_.eof()) {  // for now
       file_.clear();
-      file_.seekg(begin + static_cast<std::streamoff>(frames * format_.nBlockAlign));
+      file_.seekg(position_);
       return;
     }
   }
@@ -55,7 +56,7 @@ void TakeLevels::Add(const char* frame) {
       sample = (static_cast<unsigned char>(frame[i]) - 128) / 128.0;
     } else {
       std::int16_t value = 0;
-      std::memcpy(&value, frame + 2 * i, sizeof value);
+      std::memcpy(&value, frame + std::ptrdiff_t{2} * i, sizeof value);
       sample = value / 32768.0;
       most = 32767.0 / 32768.0;
     }
@@ -69,13 +70,13 @@ void CutTake(const std::string& name, const WAVEFORMATEX& format, std::uint64_t 
   const auto path = NativePath(name);
   const std::uint64_t bytes = frames * format.nBlockAlign, size = kHeaderBytes + bytes + bytes % 2;
   std::error_code error;
-  if (std::filesystem::file_size(path, error) <= size || error) return;
+  if (std::filesystem::file_size(path, error) <= size) return;  // its error is a large number
   std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
   Put(file, 44, static_cast<std::uint32_t>(frames));
   Put(file, 52, static_cast<std::uint32_t>(bytes));
   Put(file, 4, static_cast<std::uint32_t>(size - 8));
   if (bytes % 2 != 0) file.seekp(static_cast<std::streamoff>(size - 1)).put(0);
   file.close();
-  if (file) std::filesystem::resize_file(path, size, error);
+  if (file && !error) std::filesystem::resize_file(path, size, error);
   if (!file || error) throw Failure(name + " is finished, but could not be cut to its duration");
 }

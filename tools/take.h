@@ -30,10 +30,11 @@ class TakeLevels {
   std::uint64_t left_;  // frames to read
   std::ifstream file_;
   std::vector<char> block_;
+  std::streamoff position_;  // of the first frame that has not been read
   double peak_ = 0;
   std::uint64_t clipped_ = 0;
 };
 
 /// Cuts a file that the library has finished to its first frames; one with fewer stays as it is. A program
 /// that is killed meanwhile leaves a file that a repair gives all its sound back. Throws a Failure.
-void CutTake(const std::string& file, const WAVEFORMATEX& format, std::uint64_t frames);
+void CutTake(const std::string& name, const WAVEFORMATEX& format, std::uint64_t frames);

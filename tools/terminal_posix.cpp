@@ -2,6 +2,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <initializer_list>
 
@@ -34,10 +35,12 @@ void SecureStreams() {
 long ReadInput(char* to, std::size_t room) {
   constexpr int kStepMs = 100;
   pollfd input{STDIN_FILENO, POLLIN, 0};
-  while (poll(&input, 1, kStepMs) <= 0) {
+  for (;;) {
+    const int ready = poll(&input, 1, kStepMs);
+    if (ready > 0) return read(STDIN_FILENO, to, room);
     if (StopWanted()) return 0;
+    if (ready < 0 && errno != EINTR) return -1;
   }
-  return read(STDIN_FILENO, to, room);
 }
 
 void MakeOutputBinary() {}

@@ -106,6 +106,7 @@ std::optional<WavSizes> ReadSizes(const std::string& name) {
   Chunk chunk;
   while (ReadChunk(file, isW64, chunk)) {
     const std::streamoff begin = file.tellg();
+    if (begin < 0) return std::nullopt;
     const auto rest = static_cast<std::uint64_t>(end - begin);
     if (chunk.Is("RIFF") || chunk.Is("RF64") || chunk.Is("riff")) {
       sizes.container = isW64 ? "W64" : chunk.Is("RF64") ? "RF64" : "RIFF";
@@ -115,12 +116,13 @@ std::optional<WavSizes> ReadSizes(const std::string& name) {
     }
     if (chunk.Is("data") && sizes.dataAt == 0) TakeData(chunk, rest, sizes);
     ReadContent(file, chunk, rest, sizes);
+    if (file.bad()) return std::nullopt;
     if (sizes.dataAt != 0 && sizes.formatAt != 0) return sizes;
     if (chunk.size > rest) break;
     const std::uint64_t unit = isW64 ? 8 : 2;  // to which chunks are padded
     file.seekg(begin + static_cast<std::streamoff>((chunk.size + unit - 1) / unit * unit));
   }
-  return sizes.dataAt != 0 ? std::optional(sizes) : std::nullopt;
+  return sizes.dataAt != 0 && !file.bad() ? std::optional(sizes) : std::nullopt;
 }
 
 WavSizes ReadSource(const std::string& file) {

@@ -9,13 +9,19 @@
 using namespace units;
 
 struct MMWavUnit::Source {
+  static constexpr std::uint32_t kLargestRead = std::numeric_limits<LONG>::max();
   static bool Read(MMWavUnit& unit, void* to, std::uint32_t bytes) {
-    if (bytes > std::uint32_t{std::numeric_limits<LONG>::max()}) return false;
+    if (bytes > kLargestRead) return false;
     const auto count = static_cast<LONG>(bytes);
     return mmioRead(unit.hmmio, static_cast<char*>(to), count) == count;
   }
   static bool Rewind(MMWavUnit& unit) { return mmioSeek(unit.hmmio, 0, SEEK_SET) != -1; }
   static std::uint32_t HeaderSize(const MMWavUnit& unit) { return unit.headerSize; }
+  // The size is more than the file has where the file has fewer bytes than it declares samples. From 2 GiB on
+  // the heap refuses the block first.
+  static bool HasHeader(const MMWavUnit& unit) {
+    return unit.headerSize + unit.dataSize >= unit.headerSize || unit.headerSize > kLargestRead;
+  }
   static auto Fields(auto& unit) {
     return std::tie(unit.heap, unit.hmmio, unit.mirrorFile, unit.dataSize, unit.headerSize, unit.waveFormat,
                     unit.subBufSize, unit.subBuf, unit.subBufFill, unit.heapOwners, unit.sourceOwners,

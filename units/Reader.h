@@ -3,6 +3,7 @@
 //   Read        whether bytes were read, with the unit's rule for the end of the file
 //   Rewind      seeks to the start of the file
 //   HeaderSize  the file's size less that of its samples
+//   HasHeader   whether a read of the header can succeed
 //   Fields      all fields, for assignment
 
 #include <cstdint>
@@ -74,6 +75,7 @@ struct Reader {
   // To the mirror. The block is freed when this returns, before a failure closes the mirror.
   static std::int32_t CopyHeader(Unit& unit) {
     const std::uint32_t bytes = Source::HeaderSize(unit);
+    if (!Source::HasHeader(unit)) return kNotRead;  // before memory is asked for
     const HeapBlock block(unit.heap, bytes);
     if (!block) return kNotWritten;
     if (!Source::Rewind(unit) || !Source::Read(unit, block.Get(), bytes)) return kNotRead;

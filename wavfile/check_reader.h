@@ -137,6 +137,10 @@ class FileReader final : public Reader {
     if (path == nullptr || !file_.Open(path, GENERIC_READ, share, OPEN_EXISTING)) return false;
     const std::uint32_t end = file_.End();
     tooLarge_ = end == INVALID_SET_FILE_POINTER;
+    // The same answer comes from a disk that fails. Only a file that is too large has a byte there.
+    constexpr std::uint32_t kFarByte = 0xFFFFFFFE;
+    char byte;
+    if (tooLarge_ && !(file_.Seek(kFarByte) && file_.Read(&byte, 1))) return false;
     constexpr std::uint32_t kLookedAt = 12;  // bytes of a file that is too large
     SetSize(tooLarge_ ? kLookedAt : end);
     return true;

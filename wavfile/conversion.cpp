@@ -15,9 +15,9 @@ constexpr DWORD kConvertFlags = ACM_STREAMCONVERTF_BLOCKALIGN | ACM_STREAMCONVER
 
 enum ConvertKind : std::uint32_t { kNone, kSingleStage, kTwoStages, kRefused };
 
-// A buffer of the conversion, one byte larger than asked for; null when memory is short.
+// A buffer of the conversion, one byte larger than asked for; null when it is too large or memory is short.
 BYTE* NewBuffer(std::uint32_t bytes) {
-  if (bytes > kLargestBuffer) return nullptr;
+  if (bytes > kLargestSecond) return nullptr;
   return static_cast<BYTE*>(GlobalAlloc(GMEM_FIXED, std::size_t{bytes} + 1));
 }
 

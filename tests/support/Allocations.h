@@ -19,6 +19,18 @@ inline bool AllocateAgain() {
 }
 #else
 inline constexpr bool kAllocationsFail = true;
+
+/// Says whether an allocation counts. Must not allocate.
+/// @param caller an address in the code that has asked for memory
+/// @param isNext whether it is the one to fail, if it counts
+using AllocationFilter = bool (*)(const void* caller, bool isNext);
+void FilterAllocations(AllocationFilter filter);
+
+/// How many allocations have counted since FailAllocation.
+long AllocationsMade();
+
+/// How many blocks the process has and has not given back.
+long AllocationsHeld();
 #endif
 
 }  // namespace test

@@ -12,15 +12,21 @@
 
 namespace test {
 
+/// An answer of a hook: the call goes on with half of its bytes, where it is given a number of them.
+inline constexpr int kShortCount = -1;
+
 /// Called ahead of each call of the process into the system through one of the functions in SystemCalls.cpp,
 /// by the thread that makes it; may sleep. Its own calls do not come to it.
 /// @param name of the function, as it is written: "pwrite"
 /// @param file the descriptor; -1 when the function is given none
-/// @return 0: the call goes on; otherwise the errno value with which it fails
+/// @return 0: the call goes on; kShortCount; otherwise the errno value with which it fails
 using SystemCallHook = int (*)(const char* name, int file);
 
 /// @param hook null: none. Calls that are under way may still come to the one before
 void HookSystemCalls(SystemCallHook hook);
+
+/// In a hook: an address in the code that has made the call.
+const void* CallerOfSystemCall();
 
 /// Whether pthread_key_create and pthread_setspecific are hooked: not under a sanitizer, whose runtime calls
 /// them too and cannot handle a failure.

@@ -180,12 +180,13 @@ TEST_F(Scripted, TakesOnlySupportedChangesAndWhatTheFilterCanMake) {
 }
 
 TEST_F(Scripted, AFailureAfterTheStreamIsOpenLeavesItToEndConvert) {
-  const WAVEFORMATEX huge = Format(1u << 30, 1, 16, kPrivateTag);  // 2 GiB for its second
+  constexpr DWORD kMost = 64 << 20;  // for a second
+  const WAVEFORMATEX huge = Format(kMost / 2 + 1, 1, 16, kPrivateTag);
   const struct {
     MMRESULT size, prepare;
     DWORD outputSize;
     WAVEFORMATEX target;
-  } kCases[] = {{1234, 0, 0, source_}, {0, 1234, 0, source_}, {0, 0, 0xFFFFFFFF, source_}, {0, 0, 0, huge}};
+  } kCases[] = {{1234, 0, 0, source_}, {0, 1234, 0, source_}, {0, 0, kMost + 1, source_}, {0, 0, 0, huge}};
   Open(source_, 100);
   for (const auto& [size, prepare, outputSize, target] : kCases) {
     SCOPED_TRACE(outputSize);

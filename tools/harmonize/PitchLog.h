@@ -17,6 +17,7 @@ class PitchLog {
   void Write(double seconds, double pitchHz, double level);
   /// Finishes the file, still under its temporary name. Throws a Failure when the disk is full.
   void Finish();
+  void Prepare(bool force) { part_.Prepare(force); }
   void Keep(bool force) { part_.Keep(force); }  ///< gives the finished file its wanted name
 
  private:

@@ -103,7 +103,10 @@ double Harmonize(const Options& options) {
   Sing(options, gain, nullptr, nullptr);
   Sing(options, gain, &target, log ? &*log : nullptr);
   target.Finish();
-  if (log) log->Finish();
+  if (log) {
+    log->Finish();
+    log->Prepare(options.force);  // so that what can fail, fails while both older files are there
+  }
   target.Keep(options.force);
   if (log) log->Keep(options.force);
   return target.Seconds();

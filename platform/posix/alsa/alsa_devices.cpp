@@ -106,11 +106,12 @@ HRESULT OpenDefaultDevice(std::unique_ptr<CaptureSource>* source) {
 
 HRESULT OpenSystemDevice(const GUID& id, std::unique_ptr<CaptureSource>* source) try {
   std::string name = NamedDevices::Get().Find(id);
-  if (name.empty())
+  if (name.empty()) {
     VisitDevices([&](const AlsaDevice& device) {
       if (IdOf(device.alsaName) == id) name = device.alsaName;
       return name.empty();
     });
+  }
   return name.empty() ? DSERR_NODRIVER : AlsaSource::Open(name.c_str(), source);
 } catch (const std::bad_alloc&) {
   return DSERR_OUTOFMEMORY;

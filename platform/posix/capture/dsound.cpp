@@ -87,6 +87,7 @@ HRESULT OpenRegistered(const Registered& device, IDirectSoundCapture** capture) 
 bool HasDefaultDevice() {
   std::unique_ptr<CaptureSource> source;
   const HRESULT result = detail::OpenDefaultDevice(&source);
+  if (result == DSERR_OUTOFMEMORY) throw std::bad_alloc();
   return result == DS_OK || result == DSERR_ALLOCATED;
 }
 
