@@ -24,7 +24,7 @@ install_missing() {
 }
 
 # What a build of the library and its host programs needs.
-build_packages=(g++ cmake ninja-build pkg-config libasound2-dev libcli11-dev libpulse-dev)
+build_packages=(g++ cmake ninja-build pkg-config libasound2-dev libcli11-dev libpulse-dev libsoxr-dev)
 # What lets ALSA's default device reach a desktop's sound server.
 sound_packages=(libasound2-plugins)
 # What the manual pages and the Debian packages are made with.
