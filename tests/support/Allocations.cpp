@@ -94,9 +94,9 @@ void* memalign(std::size_t alignment, std::size_t bytes) noexcept {
 }
 int posix_memalign(void** block, std::size_t alignment, std::size_t bytes) noexcept {
   if (Fails(__builtin_return_address(0))) return ENOMEM;
-  void* const made = Counted(__libc_memalign(alignment, bytes));
-  if (made != nullptr) *block = made;
-  return made != nullptr ? 0 : ENOMEM;
+  void* const taken = Counted(__libc_memalign(alignment, bytes));
+  if (taken != nullptr) *block = taken;
+  return taken != nullptr ? 0 : ENOMEM;
 }
 void free(void* block) noexcept {
   if (block != nullptr) --held;
