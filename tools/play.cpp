@@ -96,23 +96,23 @@ class Player {
   bool isOpen_ = false;
 };
 
-// Converts a file to PCM of 16 bits, under its name in the folder for temporary files.
-void MakePlain(const std::string& file, std::optional<PcmFile>& made) {
+// Converts a file to PCM of 16 bits, under its name in a temporary folder.
+void MakePlain(const std::string& file, StandardStreams& streams, std::optional<PcmFile>& made) {
   const WAVEFORMATEX source = FormatOf(file);
   const WAVEFORMATEX format = Pcm(source.nSamplesPerSec, source.nChannels > 1 ? 2 : 1, 16);
-  const std::string wanted = PathText(std::filesystem::temp_directory_path() / NativePath(file).filename());
+  const std::string wanted = PathText(streams.Folder() / NativePath(file).filename());
   made.emplace(wanted, format);
   ConvertFile({file, wanted, format},
               [&](const std::uint8_t* data, std::uint32_t bytes) { made->Write(data, bytes); });
   made->Finish();
 }
 
-void Play(const std::string& file) {
+void Play(const std::string& file, StandardStreams& streams) {
   cmm::AddPcmDriver();
   const WavSizes source = ReadSource(file);
   const double length = LengthOf(source).seconds.value_or(0.0);
   std::optional<PcmFile> plain;  // outlives its player
-  if (!source.IsPlain()) MakePlain(file, plain);
+  if (!source.IsPlain()) MakePlain(file, streams, plain);
   Player player(
       plain ? plain->Name() : file,
       file + " (" + Describe(source.format) + ") cannot be played:\n" +
@@ -155,7 +155,7 @@ void Tool(int argc, char** argv) {
   if (!device.empty()) ChoosePlaybackDevice(device);
   CatchStops();
   StandardStreams streams;
-  Play(streams.Source(file));
+  Play(streams.Source(file), streams);
 }
 
 }  // namespace

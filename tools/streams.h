@@ -22,12 +22,14 @@ class StandardStreams {
   /// Copies the target, when it is complete. Throws a Failure
   void Send();
 
+  /// A folder of this program alone for further temporary files, which are to be removed before the object goes. Throws
+  /// a Failure
+  std::filesystem::path Folder();
+
   /// Where the program tells what it does.
   std::FILE* Messages() const { return output_.empty() ? stdout : stderr; }
 
  private:
-  std::filesystem::path Folder();
-
   std::filesystem::path folder_;
   std::filesystem::path input_;
   std::filesystem::path output_;
