@@ -32,11 +32,15 @@ class SoundDevice : public Programs {
     EXPECT_EQ(recorder.Wait().code, 0);
     std::uint32_t last = 0;
     const test::Bytes file = test::Load(target_);
-    for (std::size_t at = 56; at < file.size(); at += 4) {
-      const std::uint32_t frame = test::Number(file, at);
+    std::vector<std::uint32_t> recorded;
+    for (std::size_t at = 56; at < file.size(); at += 4) recorded.push_back(test::Number(file, at));
+    for (const std::uint32_t frame : recorded) {
       if (frame != 0 && frame != last + 1) break;
       if (frame != 0) last = frame;
     }
+    const std::vector<std::uint16_t> format{1, 2, kRate, 0, 4 * kRate & 0xFFFF, 4 * kRate >> 16, 4, 16};
+    test::StoreWav(source_, format, recorded, static_cast<std::uint32_t>(recorded.size()));
+    EXPECT_TRUE(test::Load(source_) == file) << "the header";
     return last;
   }
   SoundServer server_;
