@@ -26,8 +26,8 @@ struct Files {
 
 inline std::uint8_t piece[3000];
 
-/// Half a second of sound, as long as that may take on a machine under load.
-inline bool Record(const Files& files, const GUID* device, WAVEFORMATEX format) {
+/// @param frames of sound, as long as that may take on a machine under load
+inline bool Record(const Files& files, const GUID* device, WAVEFORMATEX format, std::uint64_t frames) {
   CMMWAVCapture recorder;
   const HANDLE thread = recorder.Create(format, files.target.c_str(), nullptr, device);
   if (thread == nullptr) return false;
@@ -35,7 +35,7 @@ inline bool Record(const Files& files, const GUID* device, WAVEFORMATEX format) 
   for (int looks = 0; fine && looks < 60; ++looks) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     const cmm::CaptureReport report = cmm::GetCaptureReport();
-    if (report.framesInFile >= format.nSamplesPerSec / 2 || report.end != cmm::CaptureEnd::kRunning) break;
+    if (report.framesInFile >= frames || report.end != cmm::CaptureEnd::kRunning) break;
   }
   fine = fine && cmm::GetCaptureReport().framesInFile > 0;
   fine = fine && recorder.StopREC() == 1 && recorder.fileClose() == 1;
@@ -45,11 +45,11 @@ inline bool Record(const Files& files, const GUID* device, WAVEFORMATEX format) 
 }
 
 inline bool RecordSignal(const Files& files) {
-  return Record(files, &platform::kSignalDevice, Format(8000, 1, 16));
+  return Record(files, &platform::kSignalDevice, Format(8000, 1, 16), 4000);
 }
 
 inline bool RecordRoom(const Files& files) {
-  return Record(files, nullptr, Format(44100, 2, 16));
+  return Record(files, nullptr, Format(44100, 2, 16), 22050);
 }
 
 inline bool Read(const Files& files) {
